@@ -1,0 +1,50 @@
+# How every target of Morvel is built: one place for warnings, sanitizers and the include root.
+
+add_library(morvel_options INTERFACE)
+target_compile_options(morvel_options INTERFACE
+    -Wall -Wextra -Wconversion -Wshadow -Wpedantic -Werror)
+target_include_directories(morvel_options INTERFACE ${CMAKE_SOURCE_DIR})
+if(MORVEL_SANITIZERS)
+    target_compile_options(morvel_options INTERFACE
+        -fsanitize=${MORVEL_SANITIZERS} -fno-omit-frame-pointer -fno-sanitize-recover=all)
+    target_link_options(morvel_options INTERFACE -fsanitize=${MORVEL_SANITIZERS})
+endif()
+if(MORVEL_FUZZERS)
+    target_compile_options(morvel_options INTERFACE -fsanitize=fuzzer-no-link)
+endif()
+
+# morvel_module(<name> SOURCES ... [DEPENDS ...] [PRIVATE_DEPENDS ...])
+# One static library a folder. DEPENDS is what the folder's headers may name: the link lines are the
+# architecture.
+function(morvel_module name)
+    cmake_parse_arguments(ARG "" "" "SOURCES;DEPENDS;PRIVATE_DEPENDS" ${ARGN})
+    add_library(${name} STATIC ${ARG_SOURCES})
+    target_link_libraries(${name}
+        PUBLIC ${ARG_DEPENDS}
+        PRIVATE morvel_options ${ARG_PRIVATE_DEPENDS})
+    target_include_directories(${name} PUBLIC ${CMAKE_SOURCE_DIR})
+endfunction()
+
+# morvel_test(<name> LABEL unit|audio|desktop SOURCES ... DEPENDS ... [ENVIRONMENT ...] [TIMEOUT s])
+# A GoogleTest program whose every case is one ctest test. Cases of a program that needs a server
+# run one after another under a resource lock named by LABEL.
+function(morvel_test name)
+    cmake_parse_arguments(ARG "" "LABEL;TIMEOUT" "SOURCES;DEPENDS;ENVIRONMENT" ${ARGN})
+    if(NOT ARG_TIMEOUT)
+        set(ARG_TIMEOUT 120)
+    endif()
+    add_executable(${name} ${ARG_SOURCES})
+    target_link_libraries(${name} PRIVATE morvel_options ${ARG_DEPENDS} GTest::gmock GTest::gtest
+        GTest::gtest_main)
+    set(properties LABELS "${ARG_LABEL}" TIMEOUT ${ARG_TIMEOUT})
+    if(NOT ARG_LABEL STREQUAL "unit")
+        list(APPEND properties RUN_SERIAL TRUE)
+    endif()
+    if(ARG_ENVIRONMENT)
+        list(APPEND properties ENVIRONMENT "${ARG_ENVIRONMENT}")
+    endif()
+    gtest_discover_tests(${name}
+        TEST_PREFIX "${MORVEL_TEST_PREFIX}"
+        DISCOVERY_TIMEOUT 60
+        PROPERTIES ${properties})
+endfunction()

@@ -1,0 +1,61 @@
+// The way out to the default output device. Adapters: platform/linux (cubeb),
+// platform/simulated (rendered when a test asks, with no device).
+#pragma once
+
+#include <cstdint>
+#include <functional>
+#include <string>
+
+namespace morvel {
+
+// Life of an output:
+//
+//   stopped --start()--> starting --> running --pause()--> paused --start()--> running
+//                            |           |
+//                            +--> lost <-+   (no server, server died, no device)
+//                                  |
+//                                  +--> running, by itself, as soon as a server is there again
+//
+// Opening a device means talking to a sound server that may be slow, dead or absent, so an adapter
+// does it on a thread of its own: no member function ever waits for a server.
+enum class AudioOutputState : std::uint8_t { stopped, starting, running, paused, lost };
+
+class AudioOutput {
+public:
+    // Fills `frames` interleaved stereo frames (2 * frames floats, nominally -1 to 1) at 44,100 Hz.
+    // Called on the audio thread; `frames` may differ from call to call.
+    using Render = std::function<void(float* interleaved, std::uint32_t frames)>;
+
+    // What an adapter reports. All are called on the main thread.
+    struct Events {
+        // Output became audible for the first time after a start() from stopped.
+        std::function<void()> started;
+        // Output could not be opened or was lost; `error` says why. Once an outage: it is not
+        // repeated while the adapter keeps trying.
+        std::function<void(const std::string& error)> failed;
+        // The device or its format changed, or output is back after an outage.
+        std::function<void()> configurationChanged;
+    };
+
+    virtual ~AudioOutput() = default;
+
+    // Call once, on the main thread, before the first start().
+    virtual void connect(Render render, Events events) = 0;
+
+    // Asks for output to run. Idempotent, returns at once: the outcome arrives through Events and
+    // state(). Resumes a paused output; hastens the next attempt of a lost one. Any thread but the
+    // audio thread.
+    virtual void start() = 0;
+
+    // Lets the device sleep: no render calls and no wake-ups until the next start(). Main thread.
+    virtual void pause() = 0;
+
+    // Any thread; never blocks.
+    virtual AudioOutputState state() const = 0;
+
+    // What the server granted: frames per period and output latency in frames; 0 while not known.
+    virtual std::uint32_t periodFrames() const = 0;
+    virtual std::uint32_t latencyFrames() const = 0;
+};
+
+} // namespace morvel
