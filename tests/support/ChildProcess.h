@@ -1,9 +1,10 @@
 // A server or program that a test starts and ends by its own process id.
 #pragma once
 
+#include <sys/types.h>
+
 #include <chrono>
 #include <string>
-#include <sys/types.h>
 #include <vector>
 
 namespace morvel::test {

@@ -1,10 +1,11 @@
 #include "tests/support/XServer.h"
 
-#include <array>
 #include <fcntl.h>
 #include <poll.h>
-#include <stdexcept>
 #include <unistd.h>
+
+#include <array>
+#include <stdexcept>
 
 namespace morvel::test {
 
@@ -12,12 +13,12 @@ XServer::XServer() {
     std::array<int, 2> ends{};
     if (pipe2(ends.data(), O_CLOEXEC) != 0)
         throw std::runtime_error("no pipe for the X server's display number");
-    process_ = std::make_unique<ChildProcess>(ChildProcess::Setup{
-        .command = {"Xvfb", "-displayfd", std::to_string(ends[1]), "-screen", "0", "1280x800x24",
-                    "-nolisten", "tcp", "-noreset"},
-        .environment = {},
-        .standardErrorFile = "/dev/null",
-        .inheritedDescriptors = {ends[1]}});
+    process_ = std::make_unique<ChildProcess>(
+        ChildProcess::Setup{.command = {"Xvfb", "-displayfd", std::to_string(ends[1]), "-screen",
+                                        "0", "1280x800x24", "-nolisten", "tcp", "-noreset"},
+                            .environment = {},
+                            .standardErrorFile = "/dev/null",
+                            .inheritedDescriptors = {ends[1]}});
     close(ends[1]);
     // The server writes its display number and a newline once it listens.
     std::string number;
