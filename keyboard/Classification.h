@@ -12,11 +12,7 @@ namespace morvel {
 // sounds as alpha).
 std::optional<KeyGroup> namedKeyGroup(std::int64_t keyCode);
 
-// The flag bit that is set while the modifier key with this code is down, side by side for the two
-// keys of a pair; for Caps Lock the lock's state bit. 0 for any other key.
-std::uint64_t modifierMask(std::int64_t keyCode);
-
-// The group of a modifier key; nothing for Fn, which has a mask but sounds as alpha, and for any
+// The group of a modifier key; nothing for Fn, which has a flag but sounds as alpha, and for any
 // other key.
 std::optional<KeyGroup> modifierGroup(std::int64_t keyCode);
 

@@ -25,6 +25,11 @@ struct KeyEvent {
     std::uint64_t timestampNanos = 0; // host clock (Clock::hostNanos); 0 when not known
 };
 
+// The bit of KeyEvent::flags that is set while the modifier key with this code is down: side by
+// side for the two keys of a pair, and for Caps Lock the state of the lock, not of the key. 0 for
+// any other key. The bits are the ones that macOS keyboards report.
+std::uint64_t modifierFlag(std::int64_t keyCode);
+
 enum class TapDisabledReason : std::uint8_t { timeout, userInput };
 
 class KeyTap {

@@ -1,0 +1,58 @@
+#include "platform/linux/X11Connection.h"
+
+#include <cstdlib>
+#include <string>
+#include <utility>
+
+namespace morvel {
+
+std::unique_ptr<X11Connection> X11Connection::open(const std::string& display) {
+    int screen = 0;
+    xcb_connection_t* connection =
+        xcb_connect(display.empty() ? nullptr : display.c_str(), &screen);
+    if (xcb_connection_has_error(connection) != 0) {
+        xcb_disconnect(connection);
+        return nullptr;
+    }
+    return std::unique_ptr<X11Connection>(new X11Connection(connection, screen));
+}
+
+X11Connection::X11Connection(xcb_connection_t* connection, int screen)
+    : connection_(connection)
+    , screen_(screen)
+    , notifier_(xcb_get_file_descriptor(connection), QSocketNotifier::Read) {
+    QObject::connect(&notifier_, &QSocketNotifier::activated, &notifier_, [this] { dispatch(); });
+}
+
+xcb_window_t X11Connection::root() const {
+    auto screens = xcb_setup_roots_iterator(xcb_get_setup(handle()));
+    for (int i = 0; i < screen_; ++i)
+        xcb_screen_next(&screens);
+    return screens.data->root;
+}
+
+bool X11Connection::alive() const {
+    return xcb_connection_has_error(handle()) == 0;
+}
+
+void X11Connection::setEventHandler(EventHandler handler) {
+    handler_ = std::move(handler);
+}
+
+void X11Connection::dispatch() {
+    struct FreeEvent {
+        void operator()(xcb_generic_event_t* event) const { std::free(event); }
+    };
+    while (
+        const std::unique_ptr<xcb_generic_event_t, FreeEvent> event{xcb_poll_for_event(handle())})
+        if (handler_)
+            handler_(*event);
+    if (!alive() && !reportedLoss_) {
+        reportedLoss_ = true;
+        notifier_.setEnabled(false);
+        if (lost_)
+            lost_();
+    }
+}
+
+} // namespace morvel
