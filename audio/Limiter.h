@@ -51,10 +51,10 @@ private:
     std::uint32_t silentFrames_ = 0;
 
     // Each holds the last frames of what came before, then the block at hand.
-    std::vector<float> delay_;              // interleaved
-    std::vector<float> required_;           // the gain that each frame needs
-    std::vector<float> minimum_;            // the least of it over the look-ahead
-    std::vector<std::int32_t> released_;    // after the release, in fixed point
+    std::vector<float> delay_;           // interleaved
+    std::vector<float> required_;        // the gain that each frame needs
+    std::vector<float> minimum_;         // the least of it over the look-ahead
+    std::vector<std::int32_t> released_; // after the release, in fixed point
     std::vector<float> gains_;
     float envelope_ = 1;
     std::int64_t releasedSum_ = 0; // exact, so that the mean is exactly 1 again after any limiting

@@ -4,8 +4,9 @@
 // the audio thread cannot wait.
 #pragma once
 
-#include <atomic>
 #include <boost/lockfree/spsc_queue.hpp>
+
+#include <atomic>
 #include <cstddef>
 #include <cstdint>
 

@@ -25,9 +25,10 @@
 #include "audio/KeptBuffers.h"
 #include "audio/sample/PcmBuffer.h"
 
+#include <boost/lockfree/queue.hpp>
+
 #include <array>
 #include <atomic>
-#include <boost/lockfree/queue.hpp>
 #include <cstddef>
 #include <cstdint>
 #include <memory>

@@ -63,7 +63,8 @@ void Renderer::applyCommands() noexcept {
         for (Voice& voice : voices_)
             voice.stop();
     }
-    // The queue's own length bounds the work: what producers add meanwhile waits for the next block.
+    // The queue's own length bounds the work: what producers add meanwhile waits for the next
+    // block.
     StartCommand command;
     for (std::size_t i = 0; i < RenderCommands::queueCapacity && commands_.next(command); ++i)
         start(command);

@@ -6,8 +6,8 @@
 #pragma once
 
 #include "audio/Limiter.h"
-#include "audio/RenderCommands.h"
 #include "audio/RecordingRing.h"
+#include "audio/RenderCommands.h"
 #include "audio/Varispeed.h"
 #include "audio/Voice.h"
 

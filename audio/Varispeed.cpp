@@ -11,9 +11,9 @@ namespace morvel {
 
 namespace {
 
-// A Kaiser window for a stop band 86 dB down, 6 dB in hand for the interpolated coefficients and the
-// arithmetic. The stop band begins a little above half the sample rate, so that few coefficients
-// keep the pass band wide: what folds back lands above 19 kHz.
+// A Kaiser window for a stop band 86 dB down, 6 dB in hand for the interpolated coefficients and
+// the arithmetic. The stop band begins a little above half the sample rate, so that few
+// coefficients keep the pass band wide: what folds back lands above 19 kHz.
 constexpr double attenuation = 86;
 constexpr double stopBand = 25000;
 
@@ -63,9 +63,9 @@ std::vector<Varispeed::CoefficientGroup> Varispeed::tabulate(unsigned taps, doub
         for (unsigned tap = 0; tap < taps; ++tap) {
             const double distance = tap - (half - 1) - offset;
             const double across = distance / half;
-            const double window =
-                std::abs(across) < 1 ? bessel(beta * std::sqrt(1 - across * across)) * windowScale
-                                     : 0;
+            const double window = std::abs(across) < 1
+                                      ? bessel(beta * std::sqrt(1 - across * across)) * windowScale
+                                      : 0;
             const double angle = 2 * std::numbers::pi * cutoff * distance;
             const double sinc = std::abs(angle) < 1e-12 ? 1 : std::sin(angle) / angle;
             row[tap] = sinc * window;
@@ -81,8 +81,9 @@ std::vector<Varispeed::CoefficientGroup> Varispeed::tabulate(unsigned taps, doub
 std::uint64_t Varispeed::stepForRate(float rate) noexcept {
     if (!(rate == rate))
         return positionOne;
-    return static_cast<std::uint64_t>(static_cast<double>(std::clamp(rate, minimumRate, maximumRate)) *
-                                      static_cast<double>(positionOne));
+    return static_cast<std::uint64_t>(
+        static_cast<double>(std::clamp(rate, minimumRate, maximumRate)) *
+        static_cast<double>(positionOne));
 }
 
 const Varispeed::Filter& Varispeed::filterFor(std::uint64_t step) const noexcept {
@@ -138,7 +139,8 @@ void Varispeed::render(const VarispeedSource& source, std::uint64_t position, st
         }
         return;
     }
-    kernel_({filter.rows.front().coefficients.data(), filter.taps, left, right, fraction, step, interleaved, frames});
+    kernel_({filter.rows.front().coefficients.data(), filter.taps, left, right, fraction, step,
+             interleaved, frames});
 }
 
 } // namespace morvel

@@ -82,8 +82,8 @@ void Voice::end() noexcept {
 void Voice::startNext() noexcept {
     while (!player_.playing && pendingCount_ > 0) {
         begin(pending_[0]);
-        std::copy(pending_.begin() + 1, pending_.begin() + static_cast<std::ptrdiff_t>(pendingCount_),
-                  pending_.begin());
+        std::copy(pending_.begin() + 1,
+                  pending_.begin() + static_cast<std::ptrdiff_t>(pendingCount_), pending_.begin());
         --pendingCount_;
     }
 }
@@ -140,8 +140,7 @@ std::uint32_t Voice::render(float* interleaved, std::uint32_t frames) noexcept {
     if (!loops_) {
         if (player_.position >= end)
             return 0;
-        const std::uint64_t framesLeft =
-            (end - player_.position + player_.step - 1) / player_.step;
+        const std::uint64_t framesLeft = (end - player_.position + player_.step - 1) / player_.step;
         count = static_cast<std::uint32_t>(std::min<std::uint64_t>(frames, framesLeft));
     }
     varispeed_.render(player_.source, player_.position, player_.step, interleaved, count);
@@ -158,7 +157,8 @@ void Voice::mixInto(float* out, std::uint32_t frames) noexcept {
         const std::uint32_t count = render(scratch_.data(), frames - done);
         player_.volume.addTo(out + 2 * static_cast<std::size_t>(done), scratch_.data(), count);
         done += count;
-        if (done < frames || (!loops_ && player_.position >= player_.source.length << positionFractionBits)) {
+        if (done < frames ||
+            (!loops_ && player_.position >= player_.source.length << positionFractionBits)) {
             end();
             startNext();
         }

@@ -24,7 +24,9 @@ public:
 private:
 #if defined(__SSE2__)
     static constexpr std::uint64_t flushBits = 0x8040; // flush to zero, denormals are zero
-    static std::uint64_t mode() noexcept { return _mm_getcsr(); }
+    static std::uint64_t mode() noexcept {
+        return _mm_getcsr();
+    }
     static void setMode(std::uint64_t mode) noexcept {
         _mm_setcsr(static_cast<unsigned int>(mode));
     }
@@ -35,10 +37,14 @@ private:
         asm volatile("mrs %0, fpcr" : "=r"(mode));
         return mode;
     }
-    static void setMode(std::uint64_t mode) noexcept { asm volatile("msr fpcr, %0" : : "r"(mode)); }
+    static void setMode(std::uint64_t mode) noexcept {
+        asm volatile("msr fpcr, %0" : : "r"(mode));
+    }
 #else
     static constexpr std::uint64_t flushBits = 0;
-    static std::uint64_t mode() noexcept { return 0; }
+    static std::uint64_t mode() noexcept {
+        return 0;
+    }
     static void setMode(std::uint64_t) noexcept {}
 #endif
 
