@@ -79,7 +79,7 @@ void AudioEngine::watchStart() {
     Scheduler& scheduler = state_->services.scheduler;
     state_->startWatch = scheduler.after(state_->options.startPatienceSeconds, [this] {
         if (state_->services.output.state() != AudioOutputState::running)
-            state_->rendering->commands.silence();
+            state_->rendering->commands.forget();
     });
     constexpr double longestInterval = 5;
     const double interval = std::min(longestInterval, state_->options.keepWarmSeconds / 4);
@@ -119,7 +119,7 @@ bool AudioEngine::outputTakesSounds() const {
 }
 
 void AudioEngine::outputFailed(const std::string& error) {
-    state_->rendering->commands.silence();
+    state_->rendering->commands.forget();
     state_->services.log.line("AudioEngine failed to start: " + error);
 }
 

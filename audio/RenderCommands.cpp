@@ -65,4 +65,11 @@ void RenderCommands::silence() noexcept {
     generation_.fetch_add(1, std::memory_order_acq_rel);
 }
 
+void RenderCommands::forget() noexcept {
+    stopLoop();
+    forgottenBefore_.store(generation_.load(std::memory_order_relaxed) + 1,
+                           std::memory_order_relaxed);
+    generation_.fetch_add(1, std::memory_order_acq_rel);
+}
+
 } // namespace morvel

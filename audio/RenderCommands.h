@@ -77,6 +77,9 @@ public:
     void stopLoop() noexcept;
     // Stops every voice and the loop, and forgets what is queued.
     void silence() noexcept;
+    // The same for when nobody renders: nothing of what was playing is heard when rendering
+    // resumes, not even the end of a fade.
+    void forget() noexcept;
     // Gives back the memory of buffers that are played out.
     void collect() noexcept { kept_.collect(); }
 
@@ -98,6 +101,10 @@ public:
     bool next(StartCommand& command) noexcept { return queue_.pop(command); }
     std::uint32_t generation() const noexcept {
         return generation_.load(std::memory_order_acquire);
+    }
+    // Sounds older than this generation are not to be heard any more at all.
+    std::uint32_t forgottenBefore() const noexcept {
+        return forgottenBefore_.load(std::memory_order_relaxed);
     }
     // Loops up to this generation are stopped.
     std::uint32_t stoppedLoop() const noexcept {
@@ -122,6 +129,7 @@ private:
         queue_;
     KeptBuffers kept_;
     std::atomic<std::uint32_t> generation_ = 0;
+    std::atomic<std::uint32_t> forgottenBefore_ = 0;
     std::atomic<float> submixVolume_ = 1.0F;
     std::atomic<std::uint32_t> startedLoop_ = 0;
     std::atomic<std::uint32_t> stoppedLoop_ = 0;

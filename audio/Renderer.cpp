@@ -59,9 +59,13 @@ void Renderer::renderBlock(float* interleaved, std::uint32_t frames) noexcept {
 void Renderer::applyCommands() noexcept {
     const std::uint32_t generation = commands_.generation();
     if (generation != generation_) {
+        const bool forget =
+            static_cast<std::int32_t>(commands_.forgottenBefore() - generation_) > 0;
         generation_ = generation;
         for (Voice& voice : voices_)
-            voice.stop();
+            forget ? voice.cut() : voice.stop();
+        if (forget)
+            limiter_.clear();
     }
     // The queue's own length bounds the work: what producers add meanwhile waits for the next
     // block.
