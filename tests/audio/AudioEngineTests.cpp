@@ -81,6 +81,30 @@ TEST_F(AudioEngineTest, ASlowStartStillPlaysAFreshSoundAndForgetsAStaleOne) {
     EXPECT_EQ(test::peak(listen(4000)), 0);
 }
 
+TEST_F(AudioEngineTest, AServerThatHangsAndGoesOnPlaysNoBacklog) {
+    theme->set(SoundCategory::keyDown, test::constant(0.1F, 300));
+    build();
+    engine->play(SoundCategory::keyDown, 1, false);
+    listen(500);
+    for (int i = 0; i < 100; ++i) { // running, but nobody renders
+        engine->play(SoundCategory::keyDown, 1, false);
+        time.advance(0.01);
+    }
+    EXPECT_EQ(engine->droppedSoundCount(), 0U);
+    EXPECT_EQ(test::peak(listen(1000)), 0);
+    engine->play(SoundCategory::keyDown, 1, false);
+    EXPECT_EQ(test::peak(listen(500)), 0.1F);
+}
+
+TEST_F(AudioEngineTest, ALoneSoundForAHungServerIsForgottenInTime) {
+    theme->set(SoundCategory::keyDown, test::constant(0.1F, 300));
+    build();
+    listen(500);
+    engine->play(SoundCategory::keyDown, 1, false);
+    time.advance(20);
+    EXPECT_EQ(test::peak(listen(1000)), 0);
+}
+
 TEST_F(AudioEngineTest, AConfigurationChangeIsHandledInALaterTurnAndLogged) {
     theme->set(SoundCategory::keyDown, test::constant(0.5F, 50000));
     build();

@@ -75,7 +75,7 @@ TEST_F(LoopPlayback, FadesInAStraightLineAndThenStops) {
         EXPECT_NEAR(engine->loopVolume(), 1 - static_cast<float>(tick) / 6, 1e-4F);
         EXPECT_GT(test::peak(output.render(735)), 0);
     }
-    time.advance(0.02);
+    time.advance(0.04);
     EXPECT_EQ(engine->loopVolume(), 0);
     output.render(100);
     EXPECT_EQ(test::peak(output.render(500)), 0);
