@@ -41,8 +41,8 @@ std::string oneLine(std::string text) {
     return text;
 }
 
-int audition(const std::string& text, const std::string& themesFolder, const std::string& themeID,
-             const std::string& wav) {
+int runAudition(const std::string& text, const std::string& themesFolder,
+                const std::string& themeID, const std::string& wav) {
     SimulatedLog log;
     SystemRandom random;
     const ThemeCatalog catalog(themesFolder, {}, log);
@@ -66,7 +66,7 @@ int audition(const std::string& text, const std::string& themesFolder, const std
     }
     const auto categories = keyboardCategories();
     const std::vector<HeardSound> heard =
-        SoundMatcher(**theme.value(), categories).listen(recording.interleaved);
+        SoundMatcher(*theme.value(), categories).listen(recording.interleaved);
     const Comparison comparison = compare(strokes, heard, recording);
     std::size_t presses = 0;
     std::size_t releases = 0;
@@ -101,7 +101,7 @@ int main(int argc, char** argv) {
     app.add_option("--out", wav, "Where the recording goes");
     CLI11_PARSE(app, argc, argv);
     try {
-        return audition(text, themes, theme, wav);
+        return runAudition(text, themes, theme, wav);
     } catch (const std::exception& error) {
         std::cerr << "audition: " << error.what() << '\n';
         return 2;
