@@ -19,8 +19,7 @@ public:
 
     // Calls `activated` on the main thread each time the application has become active. Main
     // thread.
-    [[nodiscard]] virtual std::unique_ptr<Observation>
-    observe(std::function<void()> activated) = 0;
+    [[nodiscard]] virtual std::unique_ptr<Observation> observe(std::function<void()> activated) = 0;
 };
 
 // For a program without windows, which never becomes active.

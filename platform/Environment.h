@@ -1,4 +1,5 @@
-// The environment variables a program was started with, as a function so that a test brings its own.
+// The environment variables a program was started with, as a function so that a test brings its
+// own.
 #pragma once
 
 #include <functional>

@@ -1,13 +1,14 @@
 #include "platform/Files.h"
 
-#include <cerrno>
-#include <cstdio>
-#include <cstdlib>
 #include <fcntl.h>
 #include <fmt/format.h>
 #include <sys/stat.h>
-#include <system_error>
 #include <unistd.h>
+
+#include <cerrno>
+#include <cstdio>
+#include <cstdlib>
+#include <system_error>
 #include <utility>
 
 namespace morvel {
@@ -144,7 +145,8 @@ std::optional<std::string> replaceFile(const fs::path& path, std::string_view co
     if (auto problem = createFolders(folder))
         return problem;
 
-    std::string temporary = (folder / fmt::format(".{}.XXXXXX", target.filename().string())).string();
+    std::string temporary =
+        (folder / fmt::format(".{}.XXXXXX", target.filename().string())).string();
     Descriptor file{::mkostemp(temporary.data(), O_CLOEXEC)}; // creates with mode 0600
     if (!file.isOpen())
         return fmt::format("{}: {}", folder.string(), description(errno));

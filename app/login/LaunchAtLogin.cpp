@@ -3,6 +3,7 @@
 #include "platform/Utf8.h"
 
 #include <fmt/format.h>
+
 #include <string_view>
 #include <system_error>
 #include <utility>
@@ -93,9 +94,9 @@ std::string LaunchAtLogin::statusDescription() const {
 bool LaunchAtLogin::setEnabled(bool enabled) {
     if (const auto reason = unavailability()) {
         if (const auto* outside = std::get_if<OutsideAllowedFolders>(&*reason))
-            log_.line(fmt::format(
-                "Launch at login refused: {} ({}) — install to /Applications first",
-                outside->locationPhrase, repairedUtf8(resolvedBundlePath().string())));
+            log_.line(
+                fmt::format("Launch at login refused: {} ({}) — install to /Applications first",
+                            outside->locationPhrase, repairedUtf8(resolvedBundlePath().string())));
         else
             log_.line("Launch at login unavailable: no .app bundle identity");
         return false;
@@ -110,8 +111,8 @@ bool LaunchAtLogin::setEnabled(bool enabled) {
         log_.line(fmt::format("Launch at login change failed: {}", *error));
         return false;
     }
-    log_.line(fmt::format("Launch at login -> {} (status now {})",
-                          enabled ? "enabled" : "disabled", textOf(service_.status())));
+    log_.line(fmt::format("Launch at login -> {} (status now {})", enabled ? "enabled" : "disabled",
+                          textOf(service_.status())));
     return isEnabled() == enabled;
 }
 

@@ -1,8 +1,9 @@
 #include "app/settings/AppSettings.h"
 
+#include <fmt/format.h>
+
 #include <array>
 #include <cmath>
-#include <fmt/format.h>
 #include <string>
 #include <string_view>
 
@@ -37,7 +38,8 @@ const DefaultsStore::Defaults& registeredDefaults() {
     return defaults;
 }
 
-template <typename Value> bool same(const Value& a, const Value& b) {
+template <typename Value>
+bool same(const Value& a, const Value& b) {
     return a == b;
 }
 

@@ -25,8 +25,10 @@ class AppSettings : public QObject {
                    keyboardVolumeChanged)
     Q_PROPERTY(
         bool fidgetEnabled READ fidgetEnabled WRITE setFidgetEnabled NOTIFY fidgetEnabledChanged)
-    Q_PROPERTY(float fidgetVolume READ fidgetVolume WRITE setFidgetVolume NOTIFY fidgetVolumeChanged)
-    Q_PROPERTY(float masterVolume READ masterVolume WRITE setMasterVolume NOTIFY masterVolumeChanged)
+    Q_PROPERTY(
+        float fidgetVolume READ fidgetVolume WRITE setFidgetVolume NOTIFY fidgetVolumeChanged)
+    Q_PROPERTY(
+        float masterVolume READ masterVolume WRITE setMasterVolume NOTIFY masterVolumeChanged)
     Q_PROPERTY(bool isMuted READ isMuted WRITE setMuted NOTIFY isMutedChanged)
     Q_PROPERTY(QString themeID READ themeID WRITE setThemeID NOTIFY themeIDChanged)
     Q_PROPERTY(
@@ -34,7 +36,8 @@ class AppSettings : public QObject {
 
 public:
     // A two-way view of one property.
-    template <typename Value> struct Binding {
+    template <typename Value>
+    struct Binding {
         std::function<Value()> get;
         std::function<void(Value)> set;
     };

@@ -5,8 +5,9 @@
 #include "platform/Utf8.h"
 
 #include <fmt/format.h>
-#include <map>
 #include <nlohmann/json.hpp>
+
+#include <map>
 #include <utility>
 
 namespace morvel {

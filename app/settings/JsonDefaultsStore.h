@@ -26,7 +26,8 @@ public:
     static constexpr std::size_t longestFile = std::size_t{1024} * 1024;
     static constexpr int deepestNesting = 32;
 
-    // Reads `file` at once. It and its folder need not exist. Writes what is pending when destroyed.
+    // Reads `file` at once. It and its folder need not exist. Writes what is pending when
+    // destroyed.
     JsonDefaultsStore(std::filesystem::path file, Scheduler& scheduler, Log& log);
     ~JsonDefaultsStore() override;
     JsonDefaultsStore(const JsonDefaultsStore&) = delete;

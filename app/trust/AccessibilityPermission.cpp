@@ -2,10 +2,11 @@
 
 #include "platform/Utf8.h"
 
+#include <fmt/format.h>
+
 #include <array>
 #include <charconv>
 #include <cmath>
-#include <fmt/format.h>
 #include <limits>
 #include <string_view>
 #include <system_error>
