@@ -101,6 +101,10 @@ fs::path configurationFolder(const Environment& environment, const fs::path& hom
     return absolute(environment("XDG_CONFIG_HOME")).value_or(home / ".config");
 }
 
+fs::path dataFolder(const Environment& environment, const fs::path& home) {
+    return absolute(environment("XDG_DATA_HOME")).value_or(home / ".local" / "share");
+}
+
 InstallationPaths installationPaths(const Environment& environment, const fs::path& home) {
     InstallationPaths paths{
         home, downloadsFolder(configurationFolder(environment, home), home), {}};
