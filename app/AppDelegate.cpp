@@ -11,8 +11,6 @@ AppDelegate::AppDelegate(Services services)
 
 void AppDelegate::applicationDidFinishLaunching() {
     services_.settings.applyToAudioEngine();
-    // Output is opened now, so that the first key finds it running.
-    services_.audio.start();
     services_.catalog.ensureUserThemesDirectoryExists();
     chooseTheme();
     services_.permission.logIdentity();

@@ -1,45 +1,223 @@
-#include "audio/AudioEngine.h"
+#include "audio/AudioEngineState.h"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <utility>
 
 namespace morvel {
 
-struct AudioEngine::State {
-    Services services;
-    bool traceEnabled;
-    float masterVolume = 1;
-    bool muted = false;
-    float submixVolume = 1;
-};
-
 AudioEngine::AudioEngine(Services services, bool traceEnabled)
-    : state_(std::make_unique<State>(State{services, traceEnabled})) {}
+    : AudioEngine(services, traceEnabled, Options{}) {}
 
-AudioEngine::~AudioEngine() = default;
+AudioEngine::AudioEngine(Services services, bool traceEnabled, Options options)
+    : state_(std::make_unique<State>(services, traceEnabled, std::move(options))) {
+    configureLimiter();
+    applySubmixVolume();
+    connectOutput();
+    start();
+}
 
-void AudioEngine::start() {}
-void AudioEngine::setResolver(std::shared_ptr<const SampleResolving>) {}
-void AudioEngine::play(SoundCategory, float, bool) {}
+AudioEngine::~AudioEngine() {
+    state_->rendering->renderer.close();
+}
+
+void AudioEngine::configureLimiter() {
+    Limiter& limiter = state_->rendering->renderer.limiter();
+    for (const auto& [id, value] : state_->options.limiter) {
+        const LimiterStatus status = limiter.setParameter(id, value);
+        if (status != LimiterStatus::ok)
+            state_->services.log.line(
+                fmt::format("Limiter parameter {} failed: {}", id, static_cast<int>(status)));
+    }
+}
+
+void AudioEngine::connectOutput() {
+    AudioOutput::Events events;
+    const std::weak_ptr<int> alive = state_->alive;
+    events.failed = [this, alive](const std::string& error) {
+        if (!alive.expired())
+            outputFailed(error);
+    };
+    events.configurationChanged = [this, alive] {
+        if (!alive.expired())
+            outputConfigurationChanged();
+    };
+    state_->services.output.connect(
+        [rendering = state_->rendering](float* interleaved, std::uint32_t frames) {
+            rendering->renderer.render(interleaved, frames);
+        },
+        std::move(events));
+}
+
+void AudioEngine::start() {
+    AudioOutput& output = state_->services.output;
+    switch (output.state()) {
+    case AudioOutputState::running:
+    case AudioOutputState::starting:
+        return;
+    case AudioOutputState::lost:
+        output.start(); // hastens the next attempt
+        return;
+    case AudioOutputState::stopped:
+    case AudioOutputState::paused:
+        break;
+    }
+    const double now = state_->services.clock.now();
+    state_->startRequested = now;
+    state_->lastSound = now;
+    output.start();
+    state_->services.scheduler.async([this, alive = std::weak_ptr<int>(state_->alive)] {
+        if (!alive.expired())
+            watchStart();
+    });
+}
+
+// Once a start: forgets what was queued for an output that does not come, and begins to look for
+// the time to let output sleep again.
+void AudioEngine::watchStart() {
+    Scheduler& scheduler = state_->services.scheduler;
+    state_->startWatch = scheduler.after(state_->options.startPatienceSeconds, [this] {
+        if (state_->services.output.state() != AudioOutputState::running)
+            state_->rendering->commands.silence();
+    });
+    constexpr double longestInterval = 5;
+    const double interval = std::min(longestInterval, state_->options.keepWarmSeconds / 4);
+    if (!state_->housekeeping)
+        state_->housekeeping = scheduler.repeating(interval, [this] { keepHouse(); });
+}
+
+void AudioEngine::keepHouse() {
+    State& state = *state_;
+    state.rendering->commands.collect();
+    const auto idle = [&state] {
+        return state.services.clock.now() - state.lastSound >= state.options.keepWarmSeconds;
+    };
+    if (state.loop.category || state.loop.fadeTimer)
+        state.lastSound = state.services.clock.now();
+    if (state.services.output.state() != AudioOutputState::running || !idle())
+        return;
+    state.services.output.pause();
+    // A sound that was asked for meanwhile on another thread saw a running output.
+    if (!idle()) {
+        state.services.output.start();
+        return;
+    }
+    state.housekeeping.reset(); // the last statement: this function belongs to the timer
+}
+
+bool AudioEngine::outputTakesSounds() const {
+    switch (state_->services.output.state()) {
+    case AudioOutputState::running:
+        return true;
+    case AudioOutputState::starting:
+        return state_->services.clock.now() - state_->startRequested <=
+               state_->options.startPatienceSeconds;
+    default:
+        return false;
+    }
+}
+
+void AudioEngine::outputFailed(const std::string& error) {
+    state_->rendering->commands.silence();
+    state_->services.log.line("AudioEngine failed to start: " + error);
+}
+
+void AudioEngine::outputConfigurationChanged() {
+    state_->services.scheduler.async([this, alive = std::weak_ptr<int>(state_->alive)] {
+        if (!alive.expired())
+            handleConfigurationChange();
+    });
+}
+
+void AudioEngine::handleConfigurationChange() {
+    State& state = *state_;
+    const auto running = [&state] {
+        return state.services.output.state() == AudioOutputState::running;
+    };
+    state.services.log.line(
+        fmt::format("Audio configuration changed — restarting engine (running={})", running()));
+    const auto interrupted = std::exchange(state.loop.category, std::nullopt);
+    state.loop.fadeTimer.reset();
+    state.rendering->commands.silence();
+    state.pool.freeAll();
+    start();
+    if (interrupted)
+        startLoop(*interrupted, state.loop.gain, state.loop.rate);
+    state.services.log.line(fmt::format("Audio engine restarted (running={})", running()));
+}
+
+void AudioEngine::quiesceForThemeSwap() {
+    state_->loop.fadeTimer.reset();
+    state_->loop.category.reset();
+    state_->rendering->commands.silence();
+    state_->pool.freeAllAndForgetWarnings();
+    state_->rendering->commands.collect();
+}
+
+void AudioEngine::setResolver(std::shared_ptr<const SampleResolving> resolver) {
+    const std::lock_guard lock(state_->resolverMutex);
+    state_->resolver.swap(resolver);
+}
+
+std::shared_ptr<const SampleResolving> AudioEngine::resolver() const {
+    const std::lock_guard lock(state_->resolverMutex);
+    return state_->resolver;
+}
+
+void AudioEngine::applySubmixVolume() {
+    setSubmixOutputVolume(state_->muted ? 0 : state_->masterVolume.load());
+}
 
 float AudioEngine::masterVolume() const {
     return state_->masterVolume;
 }
+
 void AudioEngine::setMasterVolume(float volume) {
     state_->masterVolume = volume;
+    applySubmixVolume();
 }
+
 bool AudioEngine::isMuted() const {
     return state_->muted;
 }
+
 void AudioEngine::setMuted(bool muted) {
     state_->muted = muted;
+    applySubmixVolume();
 }
+
 float AudioEngine::submixOutputVolume() const {
-    return state_->submixVolume;
+    return state_->rendering->commands.submixVolume();
 }
+
 void AudioEngine::setSubmixOutputVolume(float volume) {
-    state_->submixVolume = volume;
+    state_->rendering->commands.setSubmixVolume(clampedVolume(volume));
 }
-int AudioEngine::activeVoiceCount() const {
-    return 0;
+
+std::optional<std::string> AudioEngine::startRecording(const std::filesystem::path& file) {
+    auto created = Recorder::create(file);
+    if (!created)
+        return created.error().description();
+    state_->rendering->renderer.setRecording(&created.value()->ring());
+    state_->recorder = std::move(created).value();
+    return std::nullopt;
 }
-void AudioEngine::quiesceForThemeSwap() {}
+
+std::uint64_t AudioEngine::recordingOverflowFrames() const {
+    return state_->recorder ? state_->recorder->ring().overflowFrames() : 0;
+}
+
+std::uint32_t AudioEngine::limiterDelayFrames() const {
+    return state_->rendering->renderer.limiter().delayFrames();
+}
+
+std::uint64_t AudioEngine::droppedSoundCount() const {
+    return state_->rendering->commands.droppedCount();
+}
+
+std::size_t AudioEngine::heldBufferCount() const {
+    return state_->rendering->commands.heldBufferCount();
+}
 
 } // namespace morvel

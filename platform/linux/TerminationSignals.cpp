@@ -1,8 +1,9 @@
 #include "platform/linux/TerminationSignals.h"
 
-#include <csignal>
 #include <sys/signalfd.h>
 #include <unistd.h>
+
+#include <csignal>
 #include <utility>
 
 namespace morvel {

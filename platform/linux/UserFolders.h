@@ -26,8 +26,7 @@ std::filesystem::path configurationFolder(const Environment& environment,
                                           const std::filesystem::path& home);
 
 // XDG_DATA_HOME where it is an absolute path, else ".local/share" in the home folder.
-std::filesystem::path dataFolder(const Environment& environment,
-                                 const std::filesystem::path& home);
+std::filesystem::path dataFolder(const Environment& environment, const std::filesystem::path& home);
 
 // The Downloads folder is the one the user's "user-dirs.dirs" names, else "Downloads" in the home
 // folder. Allowed roots: the two Applications folders, then the usual prefixes.

@@ -75,10 +75,10 @@ protected:
     std::shared_ptr<RecordingResolver> resolver = std::make_shared<RecordingResolver>();
     SimulatedLoginItem loginItem;
     LaunchAtLogin login{loginItem, {}, {}, log};
-    JsonDefaultsStore defaults{"", time, log};
+    JsonDefaultsStore defaults{"/dev/null/settings.json", time, log};
     AppSettings settings{defaults, audio, login, log};
     SimulatedTrustSource trust{true};
-    SimulatedProcessTable processes;
+    SimulatedProcessTable processes{1, {}};
     SimulatedApplicationActivation activation;
     AccessibilityPermission permission{
         trustServices(*this), {}, [](const std::string&) { return std::nullopt; }};

@@ -1,0 +1,138 @@
+// The boundary between the threads that ask for sound and the one that makes it.
+//
+// Two sides meet here and nowhere else. The control side is every thread but the audio thread: the
+// key tap's thread and the main thread play sounds, the main thread alone does the rest. The audio
+// side is whoever calls Renderer::render(), one thread at a time: a device's thread, a test, an
+// offline run.
+//
+// - Sounds to start are events: each must arrive, once, in order. They travel in a bounded
+//   lock-free queue made up front. Any control thread may push, the audio side pops. A full queue
+//   drops the newest sound and counts it; nobody ever waits for room. One command holds all that
+//   starting a sound needs, so no half of a change is ever heard.
+// - Levels, rates and stops are states: only the newest matters, and it must not be lost to a full
+//   queue (a mute least of all). They are atomics that the audio side reads once a block.
+// - Silencing everything is a generation number. Sounds carry the number under which they were
+//   asked for; when it moves on, the audio side stops what plays and throws away what is still
+//   queued under an older one. So it takes effect even when nobody renders at the time, and no
+//   backlog is played late when rendering resumes.
+// - Upward go atomics: which voices play, how many frames were rendered, what was dropped.
+// - Buffers are shared and immutable. The control side keeps each one alive until the audio side
+//   has said that it is done with it (KeptBuffers); the audio side never frees anything.
+//
+// Nothing here blocks, allocates or makes a system call, on either side, but for collect().
+#pragma once
+
+#include "audio/KeptBuffers.h"
+#include "audio/sample/PcmBuffer.h"
+
+#include <boost/lockfree/queue.hpp>
+
+#include <array>
+#include <atomic>
+#include <cstddef>
+#include <cstdint>
+#include <memory>
+
+namespace morvel {
+
+inline constexpr std::size_t voiceCount = 8;
+
+// A volume and how many frames the way to it takes.
+struct RampedVolume {
+    float volume = 0;
+    std::uint32_t rampFrames = 0;
+};
+
+// Long enough to make no click, short enough to seem immediate: about a millisecond.
+inline constexpr std::uint32_t shortRampFrames = 44;
+
+struct StartCommand {
+    const PcmBuffer* buffer = nullptr;
+    float rate = 1;
+    float volume = 1;
+    std::uint32_t generation = 0; // of everything, or of the loop
+    std::uint16_t keptSlot = 0;
+    std::uint8_t voice = 0;  // voiceCount: the loop voice
+    bool interrupts = false; // drop what the voice plays, else play after it
+};
+
+class RenderCommands {
+public:
+    static constexpr std::size_t queueCapacity = 256;
+
+    // ---- Control side, any control thread. The answer is false when the sound was dropped.
+
+    // Plays `buffer` once on voice 0 to voiceCount - 1. Volume 0 to 1.
+    bool play(std::size_t voice, std::shared_ptr<const PcmBuffer> buffer, float rate, float volume,
+              bool interrupts) noexcept;
+    void setSubmixVolume(float volume) noexcept;
+    void countDropped() noexcept { dropped_.fetch_add(1, std::memory_order_relaxed); }
+
+    // ---- Control side, main thread only.
+
+    // Replaces the running loop, if any.
+    bool startLoop(std::shared_ptr<const PcmBuffer> buffer, float rate, float volume) noexcept;
+    void setLoopRate(float rate) noexcept;
+    void setLoopVolume(RampedVolume volume) noexcept;
+    void stopLoop() noexcept;
+    // Stops every voice and the loop, and forgets what is queued.
+    void silence() noexcept;
+    // Gives back the memory of buffers that are played out.
+    void collect() noexcept { kept_.collect(); }
+
+    // ---- Control side, any control thread: what comes up.
+
+    bool voicePlaying(std::size_t voice) const noexcept {
+        return playing_[voice].load(std::memory_order_relaxed);
+    }
+    bool loopPlaying() const noexcept { return voicePlaying(voiceCount); }
+    std::uint64_t renderedFrames() const noexcept {
+        return rendered_.load(std::memory_order_relaxed);
+    }
+    // Sounds that were asked for and could not be queued.
+    std::uint64_t droppedCount() const noexcept { return dropped_.load(std::memory_order_relaxed); }
+    std::size_t heldBufferCount() const noexcept { return kept_.heldCount(); }
+
+    // ---- Audio side.
+
+    bool next(StartCommand& command) noexcept { return queue_.pop(command); }
+    std::uint32_t generation() const noexcept {
+        return generation_.load(std::memory_order_acquire);
+    }
+    // Loops up to this generation are stopped.
+    std::uint32_t stoppedLoop() const noexcept {
+        return stoppedLoop_.load(std::memory_order_acquire);
+    }
+    float submixVolume() const noexcept { return submixVolume_.load(std::memory_order_relaxed); }
+    float loopRate() const noexcept { return loopRate_.load(std::memory_order_relaxed); }
+    RampedVolume loopVolume() const noexcept { return loopVolume_.load(std::memory_order_relaxed); }
+    void retire(std::uint16_t keptSlot) noexcept { kept_.retire(keptSlot); }
+    void reportPlaying(std::size_t voice, bool playing) noexcept {
+        playing_[voice].store(playing, std::memory_order_relaxed);
+    }
+    void reportRendered(std::uint32_t frames) noexcept {
+        rendered_.fetch_add(frames, std::memory_order_relaxed);
+    }
+
+private:
+    bool push(StartCommand command, std::shared_ptr<const PcmBuffer> buffer) noexcept;
+
+    boost::lockfree::queue<StartCommand, boost::lockfree::fixed_sized<true>,
+                           boost::lockfree::capacity<queueCapacity>>
+        queue_;
+    KeptBuffers kept_;
+    std::atomic<std::uint32_t> generation_ = 0;
+    std::atomic<float> submixVolume_ = 1.0F;
+    std::atomic<std::uint32_t> startedLoop_ = 0;
+    std::atomic<std::uint32_t> stoppedLoop_ = 0;
+    std::atomic<float> loopRate_ = 1.0F;
+    std::atomic<RampedVolume> loopVolume_ = RampedVolume{};
+    std::array<std::atomic<bool>, voiceCount + 1> playing_ = {};
+    std::atomic<std::uint64_t> rendered_ = 0;
+    std::atomic<std::uint64_t> dropped_ = 0;
+
+    static_assert(std::atomic<RampedVolume>::is_always_lock_free);
+    static_assert(std::atomic<std::uint64_t>::is_always_lock_free);
+};
+
+} // namespace morvel

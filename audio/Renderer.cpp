@@ -1,0 +1,117 @@
+#include "audio/Renderer.h"
+
+#include "platform/FlushDenormals.h"
+
+#include <algorithm>
+#include <thread>
+
+namespace morvel {
+
+Renderer::Renderer(RenderCommands& commands, VarispeedKernel kernel)
+    : commands_(commands)
+    , varispeed_(kernel)
+    , submix_(commands.submixVolume())
+    , generation_(commands.generation()) {
+    voices_.reserve(voiceCount + 1);
+    for (std::size_t i = 0; i <= voiceCount; ++i)
+        voices_.emplace_back(commands_, varispeed_, i == voiceCount);
+}
+
+void Renderer::render(float* interleaved, std::uint32_t frames) noexcept {
+    rendering_.store(true);
+    if (closed_.load()) {
+        std::fill_n(interleaved, 2 * static_cast<std::size_t>(frames), 0.0F);
+        rendering_.store(false);
+        return;
+    }
+    {
+        const FlushDenormals flush;
+        for (std::uint32_t done = 0; done < frames;) {
+            const std::uint32_t count = std::min(frames - done, blockFrames);
+            renderBlock(interleaved + 2 * static_cast<std::size_t>(done), count);
+            done += count;
+        }
+    }
+    if (RecordingRing* const ring = recording_.load())
+        ring->write(interleaved, frames);
+    commands_.reportRendered(frames);
+    rendering_.store(false);
+}
+
+void Renderer::renderBlock(float* interleaved, std::uint32_t frames) noexcept {
+    applyCommands();
+    submix_.moveTo({commands_.submixVolume(), shortRampFrames});
+    std::fill_n(interleaved, 2 * static_cast<std::size_t>(frames), 0.0F);
+    bool silent = true;
+    for (std::size_t i = 0; i < voices_.size(); ++i) {
+        Voice& voice = voices_[i];
+        if (!voice.isSilent()) {
+            silent = false;
+            voice.mixInto(interleaved, frames);
+        }
+        commands_.reportPlaying(i, voice.isPlaying());
+    }
+    submix_.apply(interleaved, frames);
+    if (!silent || !limiter_.isIdle())
+        limiter_.process(interleaved, frames);
+}
+
+void Renderer::applyCommands() noexcept {
+    const std::uint32_t generation = commands_.generation();
+    if (generation != generation_) {
+        generation_ = generation;
+        for (Voice& voice : voices_)
+            voice.stop();
+    }
+    // The queue's own length bounds the work: what producers add meanwhile waits for the next
+    // block.
+    StartCommand command;
+    for (std::size_t i = 0; i < RenderCommands::queueCapacity && commands_.next(command); ++i)
+        start(command);
+    updateLoop();
+}
+
+void Renderer::start(const StartCommand& command) noexcept {
+    const bool isLoop = command.voice == voiceCount;
+    // A sound asked for after a silencing that this block has not seen yet is of a newer
+    // generation; the difference tells older from newer also when the number wraps round.
+    const bool outdated =
+        isLoop ? static_cast<std::int32_t>(commands_.stoppedLoop() - command.generation) >= 0
+               : static_cast<std::int32_t>(generation_ - command.generation) > 0;
+    if (outdated) {
+        commands_.retire(command.keptSlot);
+        return;
+    }
+    voices_[command.voice].start(command);
+}
+
+void Renderer::updateLoop() noexcept {
+    Voice& loop = voices_[voiceCount];
+    if (!loop.isPlaying())
+        return;
+    if (static_cast<std::int32_t>(commands_.stoppedLoop() - loop.generation()) >= 0) {
+        loop.stop();
+        return;
+    }
+    loop.setRate(commands_.loopRate());
+    RampedVolume volume = commands_.loopVolume();
+    volume.rampFrames = std::max(volume.rampFrames, shortRampFrames);
+    loop.moveVolume(volume);
+}
+
+void Renderer::setRecording(RecordingRing* ring) noexcept {
+    recording_.store(ring);
+    awaitBlockEnd();
+}
+
+void Renderer::close() noexcept {
+    closed_.store(true);
+    awaitBlockEnd();
+}
+
+void Renderer::awaitBlockEnd() const noexcept {
+    while (rendering_.load())
+        std::this_thread::yield();
+}
+
+} // namespace morvel

@@ -1,0 +1,9 @@
+#include "audio/VarispeedKernel.h"
+
+namespace morvel {
+
+VarispeedKernel fastestVarispeedKernel() noexcept {
+    return interpolatePortably;
+}
+
+} // namespace morvel

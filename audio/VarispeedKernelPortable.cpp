@@ -1,0 +1,9 @@
+#include "audio/VarispeedKernelLoop.h"
+
+namespace morvel {
+
+void interpolatePortably(const VarispeedSpan& span) noexcept {
+    interpolateWith<Quad, LooseQuad>(span);
+}
+
+} // namespace morvel
