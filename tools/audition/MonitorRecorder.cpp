@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <chrono>
+#include <cmath>
 #include <cstring>
 #include <stdexcept>
 #include <utility>
@@ -31,11 +32,30 @@ std::uint64_t MonitorRecording::hostNanos(std::size_t frame) const {
     return block == arrivals.end() ? 0 : block->hostNanos;
 }
 
+namespace {
+
+class Lock {
+public:
+    explicit Lock(pa_threaded_mainloop* loop)
+        : loop_(loop) {
+        pa_threaded_mainloop_lock(loop_);
+    }
+    ~Lock() { pa_threaded_mainloop_unlock(loop_); }
+    Lock(const Lock&) = delete;
+    Lock& operator=(const Lock&) = delete;
+
+private:
+    pa_threaded_mainloop* loop_;
+};
+
+} // namespace
+
 struct MonitorRecorder::State {
     pa_threaded_mainloop* loop = nullptr;
     pa_context* context = nullptr;
     pa_stream* stream = nullptr;
     MonitorRecording recording;
+    float loudest = 0;
 
     ~State() {
         if (loop != nullptr)
@@ -63,6 +83,8 @@ struct MonitorRecorder::State {
             if (data != nullptr)
                 std::memcpy(&samples[old], data, bytes / sizeof(float) * sizeof(float));
             pa_stream_drop(stream);
+            for (std::size_t i = old; i < samples.size(); ++i)
+                loudest = std::max(loudest, std::abs(samples[i]));
             recording.arrivals.push_back({recording.frameLength(), now()});
         }
         pa_threaded_mainloop_signal(loop, 0);
@@ -80,11 +102,7 @@ MonitorRecorder::MonitorRecorder(const std::string& source, const std::string& s
         pa_threaded_mainloop_signal(static_cast<pa_threaded_mainloop*>(loop), 0);
     };
     pa_context_set_state_callback(s.context, signal, s.loop);
-    pa_threaded_mainloop_lock(s.loop);
-    struct Unlock {
-        pa_threaded_mainloop* loop;
-        ~Unlock() { pa_threaded_mainloop_unlock(loop); }
-    } const unlock{s.loop};
+    const Lock lock(s.loop);
     if (pa_context_connect(s.context, server.empty() ? nullptr : server.c_str(),
                            PA_CONTEXT_NOAUTOSPAWN, nullptr) < 0 ||
         pa_threaded_mainloop_start(s.loop) < 0)
@@ -115,12 +133,36 @@ MonitorRecorder::MonitorRecorder(const std::string& source, const std::string& s
 
 MonitorRecorder::~MonitorRecorder() = default;
 
+std::size_t MonitorRecorder::frameLength() const {
+    const Lock lock(state_->loop);
+    return state_->recording.frameLength();
+}
+
+void MonitorRecorder::await(std::size_t frames) const {
+    const Lock lock(state_->loop);
+    while (state_->recording.frameLength() < frames &&
+           PA_STREAM_IS_GOOD(pa_stream_get_state(state_->stream)))
+        pa_threaded_mainloop_wait(state_->loop);
+}
+
+float MonitorRecorder::loudest() const {
+    const Lock lock(state_->loop);
+    return state_->loudest;
+}
+
+bool MonitorRecorder::awaitSound(float level, std::chrono::milliseconds limit) const {
+    const auto deadline = std::chrono::steady_clock::now() + limit;
+    const Lock lock(state_->loop);
+    while (state_->loudest <= level && std::chrono::steady_clock::now() < deadline &&
+           PA_STREAM_IS_GOOD(pa_stream_get_state(state_->stream)))
+        pa_threaded_mainloop_wait(state_->loop); // a monitor delivers silence too
+    return state_->loudest > level;
+}
+
 MonitorRecording MonitorRecorder::finish() {
-    pa_threaded_mainloop_lock(state_->loop);
+    const Lock lock(state_->loop);
     pa_stream_set_read_callback(state_->stream, nullptr, nullptr);
-    MonitorRecording recording = std::move(state_->recording);
-    pa_threaded_mainloop_unlock(state_->loop);
-    return recording;
+    return std::move(state_->recording);
 }
 
 } // namespace morvel::audition

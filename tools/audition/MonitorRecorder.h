@@ -1,6 +1,7 @@
 // Records what a PulseAudio sink plays, from the sink's monitor.
 #pragma once
 
+#include <chrono>
 #include <cstdint>
 #include <memory>
 #include <string>
@@ -32,6 +33,15 @@ public:
     ~MonitorRecorder();
     MonitorRecorder(const MonitorRecorder&) = delete;
     MonitorRecorder& operator=(const MonitorRecorder&) = delete;
+
+    // Frames recorded so far.
+    std::size_t frameLength() const;
+    // Returns once there are `frames` of them, or the server has gone away.
+    void await(std::size_t frames) const;
+    // The largest sample so far.
+    float loudest() const;
+    // Waits for a sample above `level`; answers whether one came within `limit`.
+    bool awaitSound(float level, std::chrono::milliseconds limit) const;
 
     // Ends the recording and hands it over.
     MonitorRecording finish();

@@ -10,10 +10,8 @@
 #include <CLI/CLI.hpp>
 #include <fmt/format.h>
 
-#include <chrono>
 #include <fstream>
 #include <iostream>
-#include <thread>
 
 namespace {
 
@@ -56,7 +54,7 @@ int runAudition(const std::string& text, const std::string& themesFolder,
     MonitorRecorder recorder;
     const std::vector<MadeStroke> strokes = perform(keys, script);
     // The last sound rings out.
-    std::this_thread::sleep_for(std::chrono::milliseconds(700));
+    recorder.await(recorder.frameLength() + 30000);
     const MonitorRecording recording = recorder.finish();
 
     auto file = AudioFileWriter::create(wav, AudioFileWriter::Encoding::pcm24);
