@@ -5,7 +5,6 @@
 #include <cctype>
 #include <charconv>
 #include <cmath>
-#include <cstdint>
 #include <limits>
 #include <system_error>
 
@@ -23,11 +22,16 @@ std::string lowered(std::string text) {
     return text;
 }
 
-// A double beyond the range of a float becomes an infinity, as it does wherever it is read.
+// Rounds as the hardware does, also past the largest float: what lies less than half a step beyond
+// it, as its own shortest digits do, is that float; the rest is an infinity.
 float narrowed(double number) {
-    if (std::abs(number) > static_cast<double>(std::numeric_limits<float>::max()))
-        return std::copysign(infinity, static_cast<float>(number > 0 ? 1 : -1));
-    return static_cast<float>(number);
+    constexpr double largest = std::numeric_limits<float>::max();
+    constexpr double halfAStepBeyond = 0x1.ffffffp127;
+    if (std::abs(number) <= largest)
+        return static_cast<float>(number);
+    const double limit =
+        std::abs(number) < halfAStepBeyond ? largest : std::numeric_limits<double>::infinity();
+    return static_cast<float>(std::copysign(limit, number));
 }
 
 std::optional<float> floatFrom(const std::string& text) {
@@ -103,7 +107,7 @@ json jsonFrom(float value) {
     const auto written = std::to_chars(digits.data(), digits.data() + digits.size(), value);
     double number = 0;
     std::from_chars(digits.data(), written.ptr, number);
-    return static_cast<float>(number) == value ? number : static_cast<double>(value);
+    return narrowed(number) == value ? number : static_cast<double>(value);
 }
 
 } // namespace morvel
