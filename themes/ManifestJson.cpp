@@ -71,8 +71,9 @@ std::optional<std::int64_t> integerOf(const json& value) {
     if (!value.is_number_float())
         return std::nullopt;
     const auto number = value.get<double>();
-    constexpr double beyond = 9223372036854775808.0; // 2 to the 63rd
-    if (std::floor(number) != number || number < -beyond || number >= beyond)
+    // Beyond this a double no longer tells one integer from the next.
+    constexpr double exact = 9007199254740992.0; // 2 to the 53rd
+    if (std::floor(number) != number || std::abs(number) > exact)
         return std::nullopt;
     return static_cast<std::int64_t>(number);
 }

@@ -80,7 +80,7 @@ private:
 };
 
 TEST(ServerRestart, SoundReturnsWithinTwoSecondsAndTheMainLoopIsNeverBlocked) {
-    const test::TemporaryFolder folder;
+    const TemporaryFolder folder;
     test::XServer x;
     test::PulseServer sound(folder.path() / "sound");
     sound.start();

@@ -36,7 +36,7 @@ protected:
         return path.string();
     }
 
-    test::TemporaryFolder folder;
+    TemporaryFolder folder;
     test::XServer x;
     test::PulseServer sound{folder.path() / "sound"};
 };
