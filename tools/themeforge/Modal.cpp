@@ -8,8 +8,8 @@ namespace morvel::forge {
 
 namespace {
 
-constexpr double designLevelDb = 2.5;  // how far the modes of one body differ from each other
-constexpr double designSpread = 0.8; // of a mode's share of the range
+constexpr double designLevelDb = 2.5; // how far the modes of one body differ from each other
+constexpr double designSpread = 0.8;  // of a mode's share of the range
 constexpr double qSpread = 0.25;
 constexpr double highestModeHz = 0.45 * sampleRate;
 

@@ -102,7 +102,7 @@ struct Output {
 struct Variation {
     double pitchPercent;
     double levelDb;     // of modes, impacts and parts among each other
-    double timePercent; // of the impacts' times
+    double timePercent; // of the impacts' times; of a bubble's sweep and decay
     double loudnessDb;
 };
 

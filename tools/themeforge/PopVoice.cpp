@@ -48,9 +48,15 @@ Signal bubble(const Pop& voice, std::size_t length, double pitch, Random& take) 
 
 } // namespace
 
-StereoSignal render(const Pop& voice, Random design, Random take) {
-    const std::size_t length = frames(voice.output.lengthMs);
+StereoSignal render(const Pop& given, Random design, Random take) {
+    Pop voice = given;
     const Variation& variation = voice.variation;
+    const auto strayed = [&](double ms) {
+        return ms * (1 + variation.timePercent / 100 * take.bipolar());
+    };
+    voice.sweepMs = strayed(voice.sweepMs);
+    voice.decayMs = strayed(voice.decayMs);
+    const std::size_t length = frames(voice.output.lengthMs);
     const double base = 1 + variation.pitchPercent / 100 * take.bipolar();
     Signal dry(length);
     for (int i = 0; i < voice.count; ++i) {

@@ -33,7 +33,7 @@ StereoSignal render(const Strike& voice, Random design, Random take) {
     const Variation& variation = voice.variation;
     const Signal blows = excitation(voice.exciter, voice.impacts, variation, length, take);
     const auto strayed = [&](double levelDb) {
-        return levelDb + variation.levelDb / 2 * take.bipolar();
+        return levelDb + variation.levelDb * take.bipolar();
     };
 
     Signal dry(length);
