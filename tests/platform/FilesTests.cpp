@@ -36,16 +36,16 @@ TEST(Files, AFailedReplacementSaysWhatAndWhy) {
 
 TEST(Utf8, LeavesValidTextAlone) {
     const std::string text = "plain ünï — 世界 \xf0\x9f\x8e\xb9 \xf4\x8f\xbf\xbf";
-    EXPECT_EQ(repairedUtf8(text), text);
+    EXPECT_EQ(asValidUtf8(text), text);
 }
 
-TEST(Utf8, ReplacesEachInvalidSequenceOnce) {
-    EXPECT_EQ(repairedUtf8("a\xff"), "a\xef\xbf\xbd");
-    EXPECT_EQ(repairedUtf8("\xe2\x82!"), "\xef\xbf\xbd!");           // cut short
-    EXPECT_EQ(repairedUtf8("\xc0\xaf"), "\xef\xbf\xbd\xef\xbf\xbd"); // overlong
-    EXPECT_EQ(repairedUtf8("\xed\xa0\x80").size(), 9u);              // a surrogate
-    EXPECT_EQ(repairedUtf8("\xf4\x90\x80\x80").size(), 12u);         // past the last
-    EXPECT_EQ(repairedUtf8("\xf0\x9f\x8e"), "\xef\xbf\xbd");         // ends too early
+TEST(Utf8, ReplacesEachByteThatBelongsToNoCharacter) {
+    EXPECT_EQ(asValidUtf8("a\xff"), "a\xef\xbf\xbd");
+    EXPECT_EQ(asValidUtf8("\xe2\x82!"), "\xef\xbf\xbd\xef\xbf\xbd!"); // cut short
+    EXPECT_EQ(asValidUtf8("\xc0\xaf"), "\xef\xbf\xbd\xef\xbf\xbd");   // overlong
+    EXPECT_EQ(asValidUtf8("\xed\xa0\x80").size(), 9u);                // a surrogate
+    EXPECT_EQ(asValidUtf8("\xf4\x90\x80\x80").size(), 12u);           // past the last
+    EXPECT_EQ(asValidUtf8("\xf0\x9f\x8e").size(), 9u);                // ends too early
 }
 
 } // namespace
