@@ -7,9 +7,13 @@
 #include <filesystem>
 #include <optional>
 #include <string>
+#include <string_view>
 #include <vector>
 
 namespace morvel {
+
+// The application's name to the system: its desktop entry, its login item, its tray item.
+inline constexpr std::string_view applicationIdentifier = "app.morvel.Morvel";
 
 struct ApplicationBundle {
     std::optional<std::filesystem::path> executable;

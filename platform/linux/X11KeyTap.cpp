@@ -45,7 +45,7 @@ X11KeyTap::X11KeyTap(X11Connection& connection, const Clock& clock)
     , context_(xkb_context_new(XKB_CONTEXT_NO_DEFAULT_INCLUDES)) {}
 
 X11KeyTap::~X11KeyTap() {
-    remove();
+    X11KeyTap::remove();
 }
 
 bool X11KeyTap::install(Listener& listener) {

@@ -1,0 +1,14 @@
+// The environment variables a program was started with, as a function so that a test brings its
+// own.
+#pragma once
+
+#include <functional>
+#include <optional>
+#include <string>
+
+namespace morvel {
+
+// Answers the variable's value, or nothing when it is not set. Main thread.
+using Environment = std::function<std::optional<std::string>(const std::string& name)>;
+
+} // namespace morvel

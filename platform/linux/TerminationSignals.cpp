@@ -1,0 +1,44 @@
+#include "platform/linux/TerminationSignals.h"
+
+#include <sys/signalfd.h>
+#include <unistd.h>
+
+#include <csignal>
+#include <utility>
+
+namespace morvel {
+
+namespace {
+
+sigset_t terminating() {
+    sigset_t set;
+    sigemptyset(&set);
+    sigaddset(&set, SIGTERM);
+    sigaddset(&set, SIGINT);
+    sigaddset(&set, SIGHUP);
+    return set;
+}
+
+} // namespace
+
+TerminationSignals::TerminationSignals(std::function<void()> terminate)
+    : terminate_(std::move(terminate)) {
+    const sigset_t set = terminating();
+    pthread_sigmask(SIG_BLOCK, &set, nullptr);
+    descriptor_ = signalfd(-1, &set, SFD_NONBLOCK | SFD_CLOEXEC);
+    notifier_ = std::make_unique<QSocketNotifier>(descriptor_, QSocketNotifier::Read);
+    QObject::connect(notifier_.get(), &QSocketNotifier::activated, notifier_.get(), [this] {
+        signalfd_siginfo info{};
+        while (read(descriptor_, &info, sizeof info) == static_cast<ssize_t>(sizeof info))
+            terminate_();
+    });
+}
+
+TerminationSignals::~TerminationSignals() {
+    notifier_.reset();
+    close(descriptor_);
+    const sigset_t set = terminating();
+    pthread_sigmask(SIG_UNBLOCK, &set, nullptr);
+}
+
+} // namespace morvel

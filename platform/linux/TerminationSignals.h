@@ -1,0 +1,26 @@
+// SIGTERM, SIGINT and SIGHUP as an event of the main run loop.
+#pragma once
+
+#include <QSocketNotifier>
+#include <functional>
+#include <memory>
+
+namespace morvel {
+
+// Build on the main thread before any other thread exists, so that all of them leave the signals to
+// this. While it lives the signals end nothing by themselves.
+class TerminationSignals {
+public:
+    // `terminate` is called on the main thread for each signal that arrives.
+    explicit TerminationSignals(std::function<void()> terminate);
+    ~TerminationSignals();
+    TerminationSignals(const TerminationSignals&) = delete;
+    TerminationSignals& operator=(const TerminationSignals&) = delete;
+
+private:
+    int descriptor_;
+    std::unique_ptr<QSocketNotifier> notifier_;
+    std::function<void()> terminate_;
+};
+
+} // namespace morvel

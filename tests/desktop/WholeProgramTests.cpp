@@ -1,0 +1,176 @@
+// The program as a user has it: a real X server, a real sound server, real key presses.
+
+#include "platform/linux/SystemRandom.h"
+#include "platform/simulated/SimulatedLog.h"
+#include "tests/desktop/MorvelProcess.h"
+#include "tests/support/PulseServer.h"
+#include "tests/support/TemporaryFolder.h"
+#include "tests/support/XServer.h"
+#include "tools/audition/Audition.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <csignal>
+#include <fstream>
+
+namespace morvel {
+namespace {
+
+using namespace std::chrono_literals;
+using audition::KeyInjector;
+
+constexpr const char* installed = "event tap installed";
+
+class WholeProgramTest : public testing::Test {
+protected:
+    std::vector<std::string> environment(std::vector<std::string> more = {}) const {
+        more.push_back("DISPLAY=" + x.display());
+        more.push_back("PULSE_SERVER=" + sound.address());
+        return more;
+    }
+
+    std::string home(const std::string& name) const {
+        const auto path = folder.path() / name;
+        std::filesystem::create_directories(path);
+        return path.string();
+    }
+
+    TemporaryFolder folder;
+    test::XServer x;
+    test::PulseServer sound{folder.path() / "sound"};
+};
+
+std::shared_ptr<const SoundTheme> mechanical() {
+    static SimulatedLog log;
+    static SystemRandom random;
+    const ThemeCatalog catalog(MORVEL_SOURCE_THEMES, {}, log);
+    const auto theme = SoundTheme::load("mechanical", catalog, log, random);
+    return theme ? theme.value() : nullptr;
+}
+
+std::vector<SoundCategory> groupCategories() {
+    std::vector<SoundCategory> result;
+    for (const SoundCategory category : allSoundCategories())
+        if (group(category))
+            result.push_back(category);
+    return result;
+}
+
+// A recording goes on until what was typed has rung out.
+void awaitFrames(const audition::MonitorRecorder& recorder, std::size_t more) {
+    recorder.await(recorder.frameLength() + more);
+}
+
+TEST_F(WholeProgramTest, EveryPressAndReleaseTypedSoundsOnceAndAsItsOwnKindOfKey) {
+    sound.start();
+    test::MorvelProcess morvel(home("user"), environment());
+    ASSERT_TRUE(morvel.awaitLine(installed));
+    ASSERT_TRUE(morvel.awaitLine("Audio output"));
+    KeyInjector keys(x.display());
+    audition::MonitorRecorder recorder("speaker.monitor", sound.address());
+
+    const auto strokes = audition::perform(
+        keys, audition::typingScript("Type, Return\n\tthen delete\b\b and ⌃c ⌥x ⌘v ⎋ ⇪so⇪ on"));
+    awaitFrames(recorder, 30000);
+    const audition::MonitorRecording recording = recorder.finish();
+
+    const auto theme = mechanical();
+    ASSERT_TRUE(theme);
+    const auto categories = groupCategories();
+    const auto heard = audition::SoundMatcher(*theme, categories).listen(recording.interleaved);
+    const auto comparison = audition::compare(strokes, heard, recording);
+    EXPECT_THAT(comparison.complaints, testing::IsEmpty());
+    std::size_t sounding = 0;
+    for (const auto& made : strokes)
+        sounding += made.stroke.sound ? 1 : 0;
+    EXPECT_EQ(comparison.presses + comparison.releases, sounding);
+    EXPECT_GT(sounding, 80u);
+}
+
+TEST_F(WholeProgramTest, TerminationReleasesTheTapAndExitsWithZero) {
+    sound.start();
+    for (const int signal : {SIGTERM, SIGINT}) {
+        test::MorvelProcess morvel(home("user"), environment());
+        ASSERT_TRUE(morvel.awaitLine(installed));
+        morvel.process().signal(signal);
+        EXPECT_EQ(morvel.process().wait(10s), 0);
+        morvel.drain();
+        EXPECT_EQ(morvel.count("event tap removed"), 1u);
+    }
+}
+
+TEST_F(WholeProgramTest, AnXServerThatGoesAwayEndsTheProgramCleanly) {
+    sound.start();
+    test::MorvelProcess morvel(home("user"), environment());
+    ASSERT_TRUE(morvel.awaitLine(installed));
+    x.process().signal(SIGKILL);
+    EXPECT_EQ(morvel.process().wait(10s), 0);
+    morvel.drain();
+    EXPECT_EQ(morvel.count("X server has gone away"), 1u);
+    EXPECT_EQ(morvel.count("event tap removed"), 1u);
+}
+
+TEST_F(WholeProgramTest, WithoutASoundServerItIsSilentWithOneLineAndSoundsOnceThereIsOne) {
+    test::MorvelProcess morvel(home("user"), environment());
+    ASSERT_TRUE(morvel.awaitLine(installed));
+    ASSERT_TRUE(morvel.awaitLine("AudioEngine failed to start"));
+    KeyInjector keys(x.display());
+    for (int i = 0; i < 20; ++i) {
+        keys.press(XKB_KEY_a);
+        keys.release(XKB_KEY_a);
+    }
+    sound.start();
+    ASSERT_TRUE(morvel.awaitLine("Audio engine restarted (running=true)"));
+    EXPECT_EQ(morvel.count("AudioEngine failed to start"), 1u);
+
+    audition::MonitorRecorder recorder("speaker.monitor", sound.address());
+    keys.press(XKB_KEY_space);
+    EXPECT_TRUE(recorder.awaitSound(0.05F, 5s));
+}
+
+TEST_F(WholeProgramTest, WithoutADisplayItStaysUntrustedAndQuiet) {
+    sound.start();
+    test::MorvelProcess morvel(home("user"), {"DISPLAY=", "PULSE_SERVER=" + sound.address()});
+    EXPECT_TRUE(morvel.awaitLine("KeyboardEngine: not starting — no Accessibility permission"));
+    EXPECT_TRUE(morvel.awaitLine("AXIsProcessTrusted() -> false"));
+    morvel.process().signal(SIGTERM);
+    EXPECT_EQ(morvel.process().wait(10s), 0);
+}
+
+TEST_F(WholeProgramTest, AnUninstalledThemeFallsBackToMechanicalForGood) {
+    sound.start();
+    const std::string user = home("user");
+    const auto settings = std::filesystem::path(user) / "Morvel" / "settings.json";
+    std::filesystem::create_directories(settings.parent_path());
+    std::ofstream(settings) << R"({"theme.id": "no-such-theme"})";
+    {
+        test::MorvelProcess morvel(user, environment());
+        ASSERT_TRUE(morvel.awaitLine(
+            "[Morvel] Theme 'no-such-theme' unavailable; fell back to 'mechanical'"));
+        ASSERT_TRUE(morvel.awaitLine(installed));
+        morvel.process().signal(SIGTERM);
+        EXPECT_EQ(morvel.process().wait(10s), 0);
+    }
+    test::MorvelProcess again(user, environment());
+    ASSERT_TRUE(again.awaitLine(installed));
+    EXPECT_EQ(again.count("fell back"), 0u);
+}
+
+TEST_F(WholeProgramTest, TrustThatIsRevokedAndReturnsStopsAndStartsTheTap) {
+    sound.start();
+    test::MorvelProcess morvel(home("user"), environment({"MORVEL_SIMULATE_UNTRUSTED_SECONDS=1"}));
+    ASSERT_TRUE(morvel.awaitLine("SIMULATING untrusted for 1s"));
+    ASSERT_TRUE(morvel.awaitLine("not starting — no Accessibility permission"));
+    ASSERT_TRUE(morvel.awaitLine("Accessibility trust changed -> TRUSTED"));
+    ASSERT_TRUE(morvel.awaitLine(installed));
+
+    test::MorvelProcess revoked(home("other"),
+                                environment({"MORVEL_SIMULATE_REVOKE_AFTER_SECONDS=1"}));
+    ASSERT_TRUE(revoked.awaitLine(installed));
+    ASSERT_TRUE(revoked.awaitLine("Accessibility trust changed -> NOT TRUSTED"));
+    ASSERT_TRUE(revoked.awaitLine("event tap removed"));
+}
+
+} // namespace
+} // namespace morvel

@@ -1,0 +1,6 @@
+#include "tests/fuzz/FuzzEntryPoints.h"
+
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
+    morvel::fuzzAudioFile({data, size});
+    return 0;
+}

@@ -1,0 +1,39 @@
+// A real PulseAudio server of the test's own, with a sink that nobody hears.
+#pragma once
+
+#include "tests/support/ChildProcess.h"
+
+#include <filesystem>
+#include <memory>
+#include <string>
+
+namespace morvel::test {
+
+class PulseServer {
+public:
+    // `folder` holds the server's socket and state and must outlive it. Does not start it.
+    explicit PulseServer(std::filesystem::path folder);
+
+    // Returns when the server accepts clients. Throws std::runtime_error where it cannot start.
+    void start();
+    // Ends it at once, as a crash would, or politely.
+    void kill();
+    void stop();
+    // Sends it a signal; SIGSTOP makes it hang.
+    void signal(int number) { process_->signal(number); }
+    bool running() const { return process_ != nullptr; }
+
+    // The source on which what the sink plays can be recorded.
+    static constexpr const char* monitor = "speaker.monitor";
+
+    // What PULSE_SERVER must be for clients to find this server; valid before start().
+    std::string address() const { return "unix:" + socket().string(); }
+
+private:
+    std::filesystem::path socket() const { return folder_ / "pulse-socket"; }
+
+    std::filesystem::path folder_;
+    std::unique_ptr<ChildProcess> process_;
+};
+
+} // namespace morvel::test

@@ -1,0 +1,192 @@
+#include "sound/SoundCategory.h"
+#include "tests/support/AudioMeasure.h"
+
+#include <gtest/gtest.h>
+#include <nlohmann/json.hpp>
+
+#include <algorithm>
+#include <cmath>
+#include <map>
+#include <set>
+
+namespace morvel {
+namespace {
+
+namespace fs = std::filesystem;
+using measure::Envelope;
+using measure::Fingerprint;
+using measure::WavSound;
+
+struct Variant {
+    std::string category;
+    std::string file;
+    WavSound sound;
+};
+
+class ShippedTheme : public testing::TestWithParam<const char*> {
+protected:
+    void SetUp() override {
+        m_folder = fs::path(MORVEL_SOURCE_DIR "/resources/Sounds") / GetParam();
+        m_manifest = nlohmann::json::parse(measure::readBytes(m_folder / "manifest.json"));
+        for (const auto& [category, entry] : m_manifest.at("categories").items()) {
+            for (const std::string file : entry.at("variants")) {
+                auto sound = measure::readWav(m_folder / file);
+                ASSERT_TRUE(sound) << file << " is not a canonical 16-bit WAV file";
+                m_variants.push_back({category, file, std::move(*sound)});
+            }
+        }
+    }
+
+    std::vector<const Variant*> keyboardVariants() const {
+        std::vector<const Variant*> result;
+        for (const auto& variant : m_variants)
+            if (variant.category.starts_with("keyboard."))
+                result.push_back(&variant);
+        return result;
+    }
+
+    std::size_t variantCount(const std::string& category) const {
+        return static_cast<std::size_t>(
+            std::count_if(m_variants.begin(), m_variants.end(),
+                          [&](const auto& v) { return v.category == category; }));
+    }
+
+    fs::path m_folder;
+    nlohmann::json m_manifest;
+    std::vector<Variant> m_variants;
+};
+
+INSTANTIATE_TEST_SUITE_P(BuiltIn, ShippedTheme, testing::Values("default", "mechanical"),
+                         [](const auto& theme) { return std::string(theme.param); });
+
+TEST_P(ShippedTheme, ManifestNamesTheThemeAndOnlyKnownCategories) {
+    EXPECT_EQ(m_manifest.at("schemaVersion"), 1);
+    EXPECT_EQ(m_manifest.at("id"), GetParam());
+    EXPECT_EQ(m_manifest.at("author"), "Morvel");
+    EXPECT_FALSE(m_manifest.at("name").get<std::string>().empty());
+    EXPECT_FALSE(m_manifest.at("description").get<std::string>().empty());
+    for (const auto& [category, entry] : m_manifest.at("categories").items())
+        EXPECT_TRUE(soundCategoryFromRawValue(category)) << category;
+}
+
+TEST_P(ShippedTheme, EveryFileBelongsToOneCategoryAndNoneIsLeftOver) {
+    std::set<std::string> listed;
+    for (const auto& variant : m_variants)
+        EXPECT_TRUE(listed.insert(variant.file).second) << variant.file;
+    for (const auto& entry : fs::directory_iterator(m_folder)) {
+        const std::string name = entry.path().filename().string();
+        EXPECT_TRUE(name == "manifest.json" || listed.contains(name)) << name;
+    }
+}
+
+TEST_P(ShippedTheme, RootsAndToysAreThereWithEnoughVariants) {
+    EXPECT_GE(variantCount("keyboard.down"), 4u);
+    EXPECT_GE(variantCount("keyboard.up"), 4u);
+    for (const auto category : allSoundCategories()) {
+        const std::string name(rawValue(category));
+        if (category == SoundCategory::dialLoop) {
+            EXPECT_EQ(variantCount(name), 1u);
+        } else if (module(category) == SoundModule::fidget || variantCount(name) > 0) {
+            EXPECT_GE(variantCount(name), 2u) << name;
+        }
+    }
+}
+
+TEST_P(ShippedTheme, EveryFileIsStereoSixteenBitAtTheCanonicalRateWithoutClipping) {
+    for (const auto& [category, file, sound] : m_variants) {
+        EXPECT_EQ(sound.sampleRate, 44100u) << file;
+        EXPECT_EQ(sound.channels, 2) << file;
+        EXPECT_EQ(sound.bits, 16) << file;
+        const Envelope envelope = measure::measureEnvelope(sound);
+        EXPECT_LE(envelope.peakDb, -1) << file;
+        EXPECT_LE(std::fabs(envelope.dcOffset), 0.0005) << file;
+        EXPECT_LE(envelope.sideToMidDb, -9) << file;
+    }
+}
+
+TEST_P(ShippedTheme, KeySoundsStartAtOnceAndEndInSilence) {
+    for (const auto* variant : keyboardVariants()) {
+        const Envelope envelope = measure::measureEnvelope(variant->sound);
+        EXPECT_LE(envelope.firstFrameDb, -50) << variant->file;
+        EXPECT_LE(envelope.onsetMs, 2) << variant->file;
+        EXPECT_LE(envelope.lastFiveMsRelativeDb, -60) << variant->file;
+    }
+}
+
+TEST_P(ShippedTheme, KeySoundsAreAsShortAsKeysAre) {
+    for (const auto* variant : keyboardVariants()) {
+        const Envelope envelope = measure::measureEnvelope(variant->sound);
+        EXPECT_GE(envelope.duration40Ms, 40) << variant->file;
+        EXPECT_LE(envelope.duration40Ms, 240) << variant->file;
+        EXPECT_LE(variant->sound.frames(), 44100u * 35 / 100) << variant->file;
+    }
+}
+
+TEST_P(ShippedTheme, ReleasesAreNoLouderThanPressesAndAtMostSevenDecibelsSofter) {
+    std::map<std::string, std::vector<double>> levels;
+    for (const auto* variant : keyboardVariants())
+        levels[variant->category].push_back(measure::measureEnvelope(variant->sound).loudest50MsDb);
+    const auto mean = [&](const std::string& category) {
+        double sum = 0;
+        for (const double level : levels.at(category))
+            sum += level;
+        return sum / static_cast<double>(levels.at(category).size());
+    };
+    for (const auto& [category, unused] : levels) {
+        if (!category.ends_with(".down"))
+            continue;
+        const std::string up = category.substr(0, category.size() - 4) + "up";
+        const double softer = mean(category) - mean(up);
+        EXPECT_GE(softer, 0) << category;
+        EXPECT_LE(softer, 7) << category;
+    }
+}
+
+TEST_P(ShippedTheme, CategoriesCanBeToldApartAndVariantsDiffer) {
+    std::vector<Fingerprint> prints;
+    for (const auto& variant : m_variants)
+        prints.emplace_back(variant.sound);
+    for (std::size_t i = 0; i < prints.size(); ++i) {
+        EXPECT_NEAR(prints[i].similarity(prints[i]), 1, 1e-6) << m_variants[i].file;
+        for (std::size_t j = 0; j < i; ++j) {
+            const bool sameCategory = m_variants[i].category == m_variants[j].category;
+            EXPECT_LT(prints[i].similarity(prints[j]), sameCategory ? 0.9 : 0.6)
+                << m_variants[i].file << " and " << m_variants[j].file;
+        }
+    }
+}
+
+std::set<std::string> categoriesOf(const char* theme) {
+    const auto file = fs::path(MORVEL_SOURCE_DIR "/resources/Sounds") / theme / "manifest.json";
+    const auto manifest = nlohmann::json::parse(measure::readBytes(file));
+    std::set<std::string> result;
+    for (const auto& [category, entry] : manifest.at("categories").items())
+        result.insert(category);
+    return result;
+}
+
+TEST(ShippedThemes, MechanicalCoversEveryCategory) {
+    EXPECT_EQ(categoriesOf("mechanical").size(), soundCategoryCount);
+}
+
+TEST(ShippedThemes, DefaultHasItsOwnStabilisedKeysAndLeavesCapsLockToItsRoot) {
+    const auto categories = categoriesOf("default");
+    for (const auto key : {KeyGroup::space, KeyGroup::enter, KeyGroup::delete_, KeyGroup::shift})
+        for (const auto edge : {KeyEdge::down, KeyEdge::up})
+            EXPECT_TRUE(categories.contains(std::string(rawValue(category(key, edge)))))
+                << rawValue(key);
+    EXPECT_FALSE(categories.contains("keyboard.capsLock.down"));
+    EXPECT_FALSE(categories.contains("keyboard.capsLock.up"));
+}
+
+TEST(ShippedThemes, StayWithinEightMegabytes) {
+    std::uintmax_t bytes = 0;
+    for (const char* theme : {"default", "mechanical"})
+        for (const auto& entry :
+             fs::directory_iterator(fs::path(MORVEL_SOURCE_DIR "/resources/Sounds") / theme))
+            bytes += entry.file_size();
+    EXPECT_LE(bytes, 8u * 1000 * 1000);
+}
+
+} // namespace
+} // namespace morvel

@@ -1,0 +1,46 @@
+// Loading the categories that a manifest lists; a step of SoundTheme::load.
+#pragma once
+
+#include "platform/Log.h"
+#include "themes/SoundTheme.h"
+#include "themes/ThemeManifest.h"
+#include "themes/VariantDecoding.h"
+
+#include <filesystem>
+#include <map>
+#include <string>
+#include <unordered_map>
+
+namespace morvel {
+
+// One use: construct, run(), take the results.
+class CategoryLoading {
+public:
+    // All are kept by reference.
+    CategoryLoading(const std::string& themeID, const ThemeManifest& manifest,
+                    const std::filesystem::path& folder, Log& log);
+
+    void run();
+
+    std::map<SoundCategory, SoundTheme::LoadedCategory> takeCategories();
+    // Variants that were decoded, each listing counted.
+    int bufferCount() const { return bufferCount_; }
+
+private:
+    void loadEntry(const std::string& key, const ThemeManifest::Entry& entry);
+    bool admits(const std::string& key, const ManifestKeyResolution& resolution);
+    std::vector<std::shared_ptr<const PcmBuffer>> buffersOf(const ThemeManifest::Entry& entry);
+    const LoadedBuffer& decoded(const std::string& name);
+
+    const std::string& themeID_;
+    const ThemeManifest& manifest_;
+    const std::filesystem::path& folder_;
+    Log& log_;
+    DecodingBudget budget_;
+    // A file listed more than once is decoded once and its buffer shared.
+    std::unordered_map<std::string, LoadedBuffer> decoded_;
+    std::map<SoundCategory, SoundTheme::LoadedCategory> categories_;
+    int bufferCount_ = 0;
+};
+
+} // namespace morvel

@@ -1,0 +1,122 @@
+#include "themes/SoundTheme.h"
+
+#include "themes/CategoryLoading.h"
+
+#include <fmt/format.h>
+
+#include <utility>
+
+namespace morvel {
+
+SoundTheme::SoundTheme(Parts parts, RandomSource& random)
+    : parts_(std::move(parts))
+    , random_(random) {}
+
+SoundTheme::Loaded SoundTheme::load(const ThemeDescriptor& descriptor,
+                                    std::shared_ptr<const SoundTheme> fallbackTheme, Log& log,
+                                    RandomSource& random) {
+    auto manifest = ThemeManifest::readManifest(descriptor.directory);
+    if (!manifest)
+        return LoadError{LoadError::Manifest{manifest.error()}};
+    CategoryLoading loading(descriptor.id, manifest.value(), descriptor.directory, log);
+    loading.run();
+    auto categories = loading.takeCategories();
+    if (categories.empty())
+        return LoadError{LoadError::NoPlayableCategories{descriptor.id}};
+
+    const std::shared_ptr<const SoundTheme> theme(
+        new SoundTheme({descriptor.id, std::move(manifest->name), std::move(manifest->author),
+                        std::move(categories), std::move(fallbackTheme)},
+                       random));
+    const ResolutionBreakdown breakdown = theme->resolutionBreakdown();
+    log.line(
+        fmt::format("Theme '{}' loaded: {}/{} categories authored, {} samples preloaded ({} via "
+                    "keyboard.down/up in-theme, {} inherited from Default, {} unresolved)",
+                    theme->id(), breakdown.exact, soundCategoryCount, loading.bufferCount(),
+                    breakdown.viaRoot, breakdown.inherited, breakdown.unresolved));
+    return theme;
+}
+
+SoundTheme::Loaded SoundTheme::load(const ThemeDescriptor& descriptor, const ThemeCatalog& catalog,
+                                    Log& log, RandomSource& random) {
+    std::shared_ptr<const SoundTheme> fallback;
+    if (descriptor.id != defaultThemeID)
+        if (const auto defaultTheme = catalog.descriptor(defaultThemeID))
+            if (auto loaded = load(*defaultTheme, nullptr, log, random))
+                fallback = std::move(loaded).value();
+    return load(descriptor, std::move(fallback), log, random);
+}
+
+SoundTheme::Loaded SoundTheme::load(std::string_view themeID, const ThemeCatalog& catalog, Log& log,
+                                    RandomSource& random) {
+    const auto descriptor = catalog.descriptor(themeID);
+    if (!descriptor)
+        return LoadError{
+            LoadError::ThemeNotFound{std::string(themeID), catalog.userThemesDirectory()}};
+    return load(*descriptor, catalog, log, random);
+}
+
+LoadedBuffer SoundTheme::loadBuffer(const std::filesystem::path& file) {
+    DecodingBudget budget;
+    return decodeVariant(file, budget);
+}
+
+const SoundTheme::LoadedCategory* SoundTheme::own(SoundCategory category) const {
+    const auto found = parts_.categories.find(category);
+    return found == parts_.categories.end() ? nullptr : &found->second;
+}
+
+const SoundTheme::LoadedCategory* SoundTheme::ownRoot(SoundCategory category) const {
+    const auto root = inThemeFallback(category);
+    return root ? own(*root) : nullptr;
+}
+
+const SoundTheme::LoadedCategory* SoundTheme::donor(SoundCategory category) const {
+    for (const SoundTheme* theme = this; theme != nullptr;
+         theme = theme->parts_.fallbackTheme.get()) {
+        if (const LoadedCategory* exact = theme->own(category))
+            return exact;
+        if (const LoadedCategory* root = theme->ownRoot(category))
+            return root;
+    }
+    return nullptr;
+}
+
+std::optional<ResolvedSample> SoundTheme::sample(SoundCategory category) const {
+    const LoadedCategory* const found = donor(category);
+    if (found == nullptr || found->buffers.empty())
+        return std::nullopt;
+    // A manifest of largestFile bytes cannot list more than 32 bits count.
+    const auto last = static_cast<std::uint32_t>(found->buffers.size() - 1);
+    return ResolvedSample{found->buffers[random_.uniform(last)], found->gain,
+                          found->pitchJitterCents};
+}
+
+bool SoundTheme::resolvesLocally(SoundCategory category) const {
+    return own(category) != nullptr || ownRoot(category) != nullptr;
+}
+
+std::set<SoundCategory> SoundTheme::authoredCategories() const {
+    std::set<SoundCategory> authored;
+    for (const SoundCategory category : allSoundCategories())
+        if (resolvesLocally(category))
+            authored.insert(category);
+    return authored;
+}
+
+SoundTheme::ResolutionBreakdown SoundTheme::resolutionBreakdown() const {
+    ResolutionBreakdown breakdown;
+    for (const SoundCategory category : allSoundCategories()) {
+        if (own(category) != nullptr)
+            ++breakdown.exact;
+        else if (ownRoot(category) != nullptr)
+            ++breakdown.viaRoot;
+        else if (donor(category) != nullptr)
+            ++breakdown.inherited;
+        else
+            ++breakdown.unresolved;
+    }
+    return breakdown;
+}
+
+} // namespace morvel

@@ -1,0 +1,77 @@
+#include "tools/audition/Audition.h"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <chrono>
+#include <cmath>
+#include <thread>
+
+namespace morvel::audition {
+
+std::vector<MadeStroke> perform(KeyInjector& keys, const std::vector<KeyStroke>& script) {
+    std::vector<MadeStroke> made;
+    made.reserve(script.size());
+    const auto start = std::chrono::steady_clock::now();
+    for (const KeyStroke& stroke : script) {
+        std::this_thread::sleep_until(
+            start + std::chrono::duration_cast<std::chrono::steady_clock::duration>(
+                        std::chrono::duration<double>(stroke.at)));
+        const std::uint64_t at =
+            stroke.pressed ? keys.press(stroke.keysym) : keys.release(stroke.keysym);
+        made.push_back({stroke, at});
+    }
+    return made;
+}
+
+double Comparison::percentile(double share) const {
+    if (latenciesMs.empty())
+        return 0;
+    std::vector<double> sorted = latenciesMs;
+    std::sort(sorted.begin(), sorted.end());
+    const auto last = static_cast<double>(sorted.size() - 1);
+    return sorted[static_cast<std::size_t>(std::lround(share * last))];
+}
+
+Comparison compare(const std::vector<MadeStroke>& strokes, const std::vector<HeardSound>& heard,
+                   const MonitorRecording& recording, double leastCorrelation) {
+    constexpr double latestMs = 150;
+    Comparison result;
+    std::size_t next = 0;
+    const auto soundedAt = [&](const HeardSound& sound) {
+        return recording.hostNanos(static_cast<std::size_t>(std::max(0.0, sound.onset)));
+    };
+    const auto describe = [](const HeardSound& sound) {
+        return fmt::format("'{}' (correlation {:.3f}, rate {:.4f}, level {:.2f})",
+                           rawValue(sound.category), sound.correlation, sound.rate, sound.level);
+    };
+    for (std::size_t i = 0; i < strokes.size(); ++i) {
+        const auto& [stroke, at] = strokes[i];
+        if (!stroke.sound)
+            continue;
+        const std::string what = fmt::format("{:.3f} s, '{}'", stroke.at, rawValue(*stroke.sound));
+        // A sound before its cause belongs to nothing; the resolution of the clocks is forgiven.
+        while (next < heard.size() && soundedAt(heard[next]) + 2000000 < at)
+            result.complaints.push_back("superfluous: " + describe(heard[next++]));
+        const double latencyMs =
+            next < heard.size()
+                ? (static_cast<double>(soundedAt(heard[next])) - static_cast<double>(at)) / 1e6
+                : latestMs + 1;
+        if (latencyMs > latestMs) {
+            result.complaints.push_back(what + ": no sound");
+            continue;
+        }
+        const HeardSound& sound = heard[next++];
+        if (sound.category != *stroke.sound || sound.correlation < leastCorrelation) {
+            result.complaints.push_back(what + ": heard " + describe(sound));
+            continue;
+        }
+        ++(stroke.pressed ? result.presses : result.releases);
+        result.latenciesMs.push_back(latencyMs);
+    }
+    for (; next < heard.size(); ++next)
+        result.complaints.push_back("superfluous: " + describe(heard[next]));
+    return result;
+}
+
+} // namespace morvel::audition

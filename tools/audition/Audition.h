@@ -1,0 +1,39 @@
+// Types on a running Morvel, listens to what it plays, and compares.
+#pragma once
+
+#include "sound/SoundCategory.h"
+#include "tools/audition/KeyInjector.h"
+#include "tools/audition/MonitorRecorder.h"
+#include "tools/audition/SoundMatcher.h"
+#include "tools/audition/TypingScript.h"
+
+#include <string>
+#include <vector>
+
+namespace morvel::audition {
+
+// A stroke as it was made.
+struct MadeStroke {
+    KeyStroke stroke;
+    std::uint64_t hostNanos; // just before the key moved
+};
+
+// Types the script at its own pace, on the calling thread.
+std::vector<MadeStroke> perform(KeyInjector& keys, const std::vector<KeyStroke>& script);
+
+struct Comparison {
+    std::size_t presses = 0;             // strokes that sounded as they must
+    std::size_t releases = 0;            // the same
+    std::vector<double> latenciesMs;     // from each stroke to the first frame of its sound
+    std::vector<std::string> complaints; // one for each missing, wrong or superfluous sound
+
+    double median() const { return percentile(0.5); }
+    double percentile(double share) const;
+};
+
+// Matches strokes and sounds one to one, in order of time. A sound that is less alike its sample
+// than `leastCorrelation` is a complaint.
+Comparison compare(const std::vector<MadeStroke>& strokes, const std::vector<HeardSound>& heard,
+                   const MonitorRecording& recording, double leastCorrelation = 0.9);
+
+} // namespace morvel::audition

@@ -1,0 +1,229 @@
+#include "tools/audition/SoundMatcher.h"
+
+#include <algorithm>
+#include <cmath>
+#include <functional>
+#include <numbers>
+
+namespace morvel::audition {
+
+namespace {
+
+// The attack tells categories apart and is over before the next key of a fast typist.
+constexpr std::size_t coarseWindow = 400; // frames, 9 ms
+constexpr std::size_t fineWindow = 700;   // frames, 16 ms
+constexpr double coarseCents = 8;
+constexpr int coarseReach = 26; // frames that a trigger may be off
+constexpr std::size_t finalists = 10;
+
+// Windowed sinc of 2 * reach taps.
+double interpolated(std::span<const float> x, double position) {
+    constexpr int reach = 16;
+    const double whole = std::floor(position);
+    const double fraction = position - whole;
+    const auto centre = static_cast<std::ptrdiff_t>(whole);
+    if (fraction < 1e-9)
+        return centre >= 0 && centre < std::ssize(x) ? x[static_cast<std::size_t>(centre)] : 0;
+    // sin(pi (fraction - k)) is sin(pi fraction) with alternating sign.
+    const double sine = std::sin(std::numbers::pi * fraction) / std::numbers::pi;
+    double sum = 0;
+    for (int k = 1 - reach; k <= reach; ++k) {
+        const std::ptrdiff_t index = centre + k;
+        if (index < 0 || index >= std::ssize(x))
+            continue;
+        const double distance = fraction - k;
+        const double window = 0.5 + 0.5 * std::cos(std::numbers::pi * distance / (reach + 0.5));
+        sum +=
+            x[static_cast<std::size_t>(index)] * window * ((k & 1) != 0 ? -sine : sine) / distance;
+    }
+    return sum;
+}
+
+// `count` frames of `sample` played at `rate`, of which the first lies `ahead` frames (0 to 1)
+// after its beginning.
+std::vector<float> played(std::span<const float> sample, double rate, double ahead,
+                          std::size_t count) {
+    std::vector<float> result(count);
+    for (std::size_t n = 0; n < count; ++n)
+        result[n] =
+            static_cast<float>(interpolated(sample, (static_cast<double>(n) + ahead) * rate));
+    return result;
+}
+
+double dot(const float* a, const float* b, std::size_t count) {
+    // Four sums, so that the compiler may work on them side by side.
+    float sums[4] = {};
+    std::size_t i = 0;
+    for (; i + 4 <= count; i += 4)
+        for (std::size_t lane = 0; lane < 4; ++lane)
+            sums[lane] += a[i + lane] * b[i + lane];
+    for (; i < count; ++i)
+        sums[0] += a[i] * b[i];
+    return static_cast<double>(sums[0]) + sums[1] + sums[2] + sums[3];
+}
+
+struct Likeness {
+    double correlation;
+    double level;
+};
+
+Likeness likeness(const float* heard, const std::vector<float>& sample, std::size_t count) {
+    const double product = dot(heard, sample.data(), count);
+    const double heardPower = dot(heard, heard, count);
+    const double samplePower = dot(sample.data(), sample.data(), count);
+    if (heardPower <= 0 || samplePower <= 0)
+        return {0, 0};
+    return {product / std::sqrt(heardPower * samplePower), product / samplePower};
+}
+
+// The place of the largest value of `f` in [low, high], by golden section.
+double maximum(double low, double high, const std::function<double(double)>& f) {
+    constexpr double ratio = 0.6180339887498949;
+    double a = high - ratio * (high - low);
+    double b = low + ratio * (high - low);
+    double fa = f(a);
+    double fb = f(b);
+    for (int i = 0; i < 22; ++i) {
+        if (fa < fb) {
+            low = a;
+            a = b;
+            fa = fb;
+            b = low + ratio * (high - low);
+            fb = f(b);
+        } else {
+            high = b;
+            b = a;
+            fb = fa;
+            a = high - ratio * (high - low);
+            fa = f(a);
+        }
+    }
+    return (low + high) / 2;
+}
+
+Likeness likenessAt(std::span<const float> residual, std::span<const float> sample, double start,
+                    double rate, std::size_t window) {
+    const double first = std::ceil(start);
+    if (first < 0)
+        return {0, 0};
+    const auto from = static_cast<std::size_t>(first);
+    if (from + window > residual.size())
+        return {0, 0};
+    return likeness(&residual[from], played(sample, rate, first - start, window), window);
+}
+
+double centsToRate(double cents) {
+    return std::exp2(cents / 1200);
+}
+
+} // namespace
+
+SoundMatcher::SoundMatcher(const SoundTheme& theme, std::span<const SoundCategory> categories) {
+    float quietestAttack = 1;
+    for (const SoundCategory category : categories) {
+        const auto found = theme.categories().find(category);
+        if (found == theme.categories().end())
+            continue;
+        for (const auto& buffer : found->second.buffers) {
+            Template sample{category, found->second.pitchJitterCents, {}, 0};
+            const auto& [left, right] = buffer->channels;
+            for (std::size_t n = 0; n < left.size(); ++n)
+                sample.mono.push_back((left[n] + right[n]) / 2);
+            float attack = 0;
+            for (std::size_t n = 0; n < std::min<std::size_t>(sample.mono.size(), 220); ++n)
+                attack = std::max(attack, std::abs(sample.mono[n]));
+            quietestAttack = std::min(quietestAttack, attack * found->second.gain);
+            templates_.push_back(std::move(sample));
+        }
+    }
+    // 16 dB below the quietest beginning: above the remains of subtracted sounds.
+    threshold_ = quietestAttack * 0.16F;
+    for (Template& sample : templates_)
+        for (std::size_t n = 0; n < sample.mono.size(); ++n)
+            if (std::abs(sample.mono[n]) > threshold_) {
+                sample.onset = n;
+                break;
+            }
+}
+
+SoundMatcher::Fit SoundMatcher::bestFit(std::span<const float> residual,
+                                        std::size_t trigger) const {
+    std::vector<Fit> fits;
+    for (const Template& sample : templates_) {
+        Fit best;
+        const int steps = static_cast<int>(std::ceil(sample.jitterCents / coarseCents));
+        for (int step = -steps; step <= steps; ++step) {
+            const double rate = centsToRate(step * coarseCents);
+            const auto expected =
+                static_cast<double>(trigger) - static_cast<double>(sample.onset) / rate;
+            const std::vector<float> sound = played(sample.mono, rate, 0, coarseWindow);
+            for (int lag = -coarseReach; lag <= coarseReach; ++lag) {
+                const double start = std::round(expected) + lag;
+                if (start < 0 || static_cast<std::size_t>(start) + coarseWindow > residual.size())
+                    continue;
+                const Likeness found =
+                    likeness(&residual[static_cast<std::size_t>(start)], sound, coarseWindow);
+                if (found.correlation > best.correlation)
+                    best = {&sample, start, rate, found.correlation, found.level};
+            }
+        }
+        if (best.sample != nullptr)
+            fits.push_back(best);
+    }
+    const std::size_t kept = std::min(finalists, fits.size());
+    std::partial_sort(fits.begin(), fits.begin() + static_cast<std::ptrdiff_t>(kept), fits.end(),
+                      [](auto& a, auto& b) { return a.correlation > b.correlation; });
+    fits.resize(kept);
+    for (Fit& fit : fits)
+        refine(residual, fit);
+    const auto best = std::max_element(
+        fits.begin(), fits.end(), [](auto& a, auto& b) { return a.correlation < b.correlation; });
+    return best == fits.end() ? Fit{} : *best;
+}
+
+void SoundMatcher::refine(std::span<const float> residual, Fit& fit) {
+    const std::span<const float> sample = fit.sample->mono;
+    for (int round = 0; round < 3; ++round) {
+        const double reach = coarseCents / (1 << round);
+        fit.rate = maximum(
+            fit.rate * centsToRate(-reach), fit.rate * centsToRate(reach), [&](double rate) {
+                return likenessAt(residual, sample, fit.start, rate, fineWindow).correlation;
+            });
+        fit.start = maximum(
+            fit.start - 1.0 / (1 << round), fit.start + 1.0 / (1 << round), [&](double start) {
+                return likenessAt(residual, sample, start, fit.rate, fineWindow).correlation;
+            });
+    }
+    const Likeness found = likenessAt(residual, sample, fit.start, fit.rate, fineWindow);
+    fit.correlation = found.correlation;
+    fit.level = found.level;
+}
+
+std::vector<HeardSound> SoundMatcher::listen(std::span<const float> interleaved) const {
+    std::vector<float> residual(interleaved.size() / 2 + fineWindow);
+    for (std::size_t n = 0; n < interleaved.size() / 2; ++n)
+        residual[n] = (interleaved[2 * n] + interleaved[2 * n + 1]) / 2;
+
+    std::vector<HeardSound> heard;
+    constexpr std::size_t settled = 88; // frames, 2 ms: no two keys are nearer
+    for (std::size_t n = 0; n < interleaved.size() / 2; ++n) {
+        if (std::abs(residual[n]) <= threshold_)
+            continue;
+        const Fit fit = bestFit(residual, n);
+        if (fit.sample == nullptr)
+            break;
+        heard.push_back({fit.start, fit.sample->category, fit.correlation, fit.rate, fit.level});
+        const auto first = static_cast<std::size_t>(std::max(0.0, std::ceil(fit.start)));
+        const auto length =
+            static_cast<std::size_t>(static_cast<double>(fit.sample->mono.size()) / fit.rate) + 16;
+        const std::size_t count = std::min(length, residual.size() - first);
+        const auto sound =
+            played(fit.sample->mono, fit.rate, static_cast<double>(first) - fit.start, count);
+        for (std::size_t i = 0; i < count; ++i)
+            residual[first + i] -= static_cast<float>(fit.level) * sound[i];
+        n += settled;
+    }
+    return heard;
+}
+
+} // namespace morvel::audition

@@ -1,0 +1,193 @@
+#include "tools/themeforge/VoiceParameters.h"
+
+#include <fmt/format.h>
+
+namespace morvel::forge {
+
+namespace {
+
+constexpr double highestHz = 20000;
+constexpr double longestMs = 10000;
+constexpr double lowestDb = -120;
+constexpr double highestDb = 40;
+
+double level(ParameterReader& in, const char* key) {
+    return in.number(key, lowestDb, highestDb);
+}
+
+double frequency(ParameterReader& in, const char* key) {
+    return in.number(key, 1, highestHz);
+}
+
+double time(ParameterReader& in, const char* key) {
+    return in.number(key, 0, longestMs);
+}
+
+Exciter exciter(ParameterReader in) {
+    Exciter e{};
+    e.contactMs = in.number("contactMs", 0.05, 10);
+    e.decayMs = in.number("decayMs", 0.05, 100);
+    e.noiseShare = in.number("noiseShare", 0, 1);
+    e.lowPassHz = frequency(in, "lowPassHz");
+    in.finish();
+    return e;
+}
+
+Body body(ParameterReader in) {
+    Body b{};
+    b.modes = in.integer("modes", 1, 64);
+    b.lowHz = frequency(in, "lowHz");
+    b.highHz = frequency(in, "highHz");
+    b.q = in.number("q", 0.5, 2000);
+    b.levelDb = level(in, "levelDb");
+    if (b.highHz < b.lowHz)
+        in.fail("highHz", "must not lie below lowHz");
+    in.finish();
+    return b;
+}
+
+Rattle rattle(ParameterReader in) {
+    Rattle r{};
+    r.hits = in.integer("hits", 1, 100);
+    r.startMs = time(in, "startMs");
+    r.spanMs = time(in, "spanMs");
+    r.levelDb = level(in, "levelDb");
+    r.wire = body(in.child("wire"));
+    in.finish();
+    return r;
+}
+
+Spring spring(ParameterReader in) {
+    Spring s{};
+    s.partials = in.integer("partials", 1, 32);
+    s.lowHz = frequency(in, "lowHz");
+    s.highHz = frequency(in, "highHz");
+    s.q = in.number("q", 0.5, 2000);
+    s.levelDb = level(in, "levelDb");
+    in.finish();
+    return s;
+}
+
+Housing housing(ParameterReader in) {
+    Housing h{};
+    h.earlyLevelDb = level(in, "earlyLevelDb");
+    h.earlySpreadMs = in.number("earlySpreadMs", 0.6, 50);
+    h.tailLevelDb = level(in, "tailLevelDb");
+    h.tailRt60Ms = in.number("tailRt60Ms", 1, longestMs);
+    h.tailLowHz = frequency(in, "tailLowHz");
+    h.tailHighHz = frequency(in, "tailHighHz");
+    in.finish();
+    return h;
+}
+
+Output output(ParameterReader in) {
+    Output o{};
+    o.lengthMs = in.number("lengthMs", 20, longestMs);
+    o.fadeMs = time(in, "fadeMs");
+    o.highPassHz = frequency(in, "highPassHz");
+    o.lowPassHz = frequency(in, "lowPassHz");
+    o.loudnessDb = in.number("loudnessDb", lowestDb, 0);
+    o.peakCeilingDb = in.number("peakCeilingDb", lowestDb, -1);
+    in.finish();
+    return o;
+}
+
+Variation variation(ParameterReader in) {
+    Variation v{};
+    v.pitchPercent = in.number("pitchPercent", 0, 50);
+    v.levelDb = in.number("levelDb", 0, 24);
+    v.timePercent = in.number("timePercent", 0, 90);
+    v.loudnessDb = in.number("loudnessDb", 0, 12);
+    in.finish();
+    return v;
+}
+
+std::vector<Impact> impacts(ParameterReader& in, ErrorSlot& error) {
+    std::vector<Impact> result;
+    const auto& list = in.array("impacts");
+    for (std::size_t i = 0; i < list.size(); ++i) {
+        ParameterReader item(list[i], in.pathOf(fmt::format("impacts[{}]", i)), error);
+        Impact impact{};
+        impact.atMs = time(item, "atMs");
+        impact.levelDb = level(item, "levelDb");
+        item.finish();
+        result.push_back(impact);
+    }
+    if (result.empty())
+        in.fail("impacts", "must name at least one impact");
+    return result;
+}
+
+Strike strike(ParameterReader& in, ErrorSlot& error) {
+    Strike s{};
+    s.tuning = in.number("tuning", 0.1, 10);
+    s.exciter = exciter(in.child("exciter"));
+    s.impacts = impacts(in, error);
+    s.directDb = level(in, "directDb");
+    const auto& bodies = in.object("bodies");
+    for (const auto& [name, value] : bodies.items())
+        s.bodies.emplace(name, body({value, in.pathOf("bodies." + name), error}));
+    if (in.has("rattle"))
+        s.rattle = rattle(in.child("rattle"));
+    if (in.has("spring"))
+        s.spring = spring(in.child("spring"));
+    s.housing = housing(in.child("housing"));
+    s.output = output(in.child("output"));
+    s.variation = variation(in.child("variation"));
+    return s;
+}
+
+Pop pop(ParameterReader& in) {
+    Pop p{};
+    p.count = in.integer("count", 1, 100);
+    p.spacingMs = time(in, "spacingMs");
+    p.riseSemitones = in.number("riseSemitones", -48, 48);
+    p.startHz = frequency(in, "startHz");
+    p.endHz = frequency(in, "endHz");
+    p.sweepMs = in.number("sweepMs", 0.1, longestMs);
+    p.attackMs = in.number("attackMs", 0.05, 100);
+    p.decayMs = in.number("decayMs", 0.1, longestMs);
+    p.overtoneDb = level(in, "overtoneDb");
+    p.breathDb = level(in, "breathDb");
+    p.breathHz = frequency(in, "breathHz");
+    p.breathDecayMs = in.number("breathDecayMs", 0.1, 1000);
+    p.housing = housing(in.child("housing"));
+    p.output = output(in.child("output"));
+    p.variation = variation(in.child("variation"));
+    return p;
+}
+
+Whir whir(ParameterReader& in) {
+    Whir w{};
+    w.lowHz = frequency(in, "lowHz");
+    w.highHz = frequency(in, "highHz");
+    w.swellHz = in.number("swellHz", 0, 100);
+    w.swellDb = in.number("swellDb", 0, 40);
+    w.grainHz = in.number("grainHz", 0, 1000);
+    w.grainDb = level(in, "grainDb");
+    w.grain = body(in.child("grain"));
+    w.width = in.number("width", 0, 1);
+    w.lengthMs = in.number("lengthMs", 100, longestMs);
+    w.loudnessDb = in.number("loudnessDb", lowestDb, 0);
+    return w;
+}
+
+} // namespace
+
+Voice readVoice(const nlohmann::json& object, const std::string& path, ErrorSlot& error) {
+    ParameterReader in(object, path, error);
+    const std::string kind = in.text("kind");
+    Voice voice;
+    if (kind == "strike")
+        voice = strike(in, error);
+    else if (kind == "pop")
+        voice = pop(in);
+    else if (kind == "whir")
+        voice = whir(in);
+    else
+        in.fail("kind", "must be \"strike\", \"pop\" or \"whir\"");
+    in.finish();
+    return voice;
+}
+
+} // namespace morvel::forge
