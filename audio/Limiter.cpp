@@ -78,7 +78,7 @@ void Limiter::clear() noexcept {
 
 // Appends the block to the delay line and tells what its samples are like.
 Limiter::Block Limiter::prepare(const float* interleaved, std::uint32_t frames) noexcept {
-    float* const fresh = delay_.data() + 2 * static_cast<std::size_t>(lookAhead_);
+    float* const fresh = delay_.data() + stereoSamples(lookAhead_);
     const float gain = preGain_;
     std::uint32_t heard = 0;
     std::uint32_t loud = 0;
@@ -92,7 +92,7 @@ Limiter::Block Limiter::prepare(const float* interleaved, std::uint32_t frames) 
     const Block block{heard == 0, loud != 0};
     if (block.loud || !settled()) {
         float* const required = required_.data() + lookAhead_;
-        for (std::uint32_t i = 0; i < frames; ++i) {
+        for (std::size_t i = 0; i < frames; ++i) {
             const float left = std::abs(fresh[2 * i]);
             const float right = std::abs(fresh[2 * i + 1]);
             const float loudest = left > right ? left : right;
@@ -176,7 +176,7 @@ void Limiter::process(float* interleaved, std::uint32_t frames) noexcept {
     const std::size_t history = lookAhead_;
     const float* const delayed = delay_.data();
     if (!block.loud && settled()) {
-        std::memcpy(interleaved, delayed, 2 * frames * sizeof(float));
+        std::memcpy(interleaved, delayed, stereoSamples(frames) * sizeof(float));
     } else {
         computeGains(frames);
         const float* const gains = gains_.data();
@@ -188,8 +188,7 @@ void Limiter::process(float* interleaved, std::uint32_t frames) noexcept {
         std::memmove(required_.data(), required_.data() + frames, history * sizeof(float));
         std::memmove(released_.data(), released_.data() + frames, history * sizeof(std::int32_t));
     }
-    std::memmove(delay_.data(), delay_.data() + 2 * static_cast<std::size_t>(frames),
-                 2 * history * sizeof(float));
+    std::memmove(delay_.data(), delay_.data() + stereoSamples(frames), 2 * history * sizeof(float));
 }
 
 } // namespace morvel

@@ -12,7 +12,7 @@ bool RenderCommands::push(StartCommand command, std::shared_ptr<const PcmBuffer>
         return false;
     }
     command.keptSlot = *slot;
-    if (!queue_.bounded_push(command)) {
+    if (!queue_.push(command)) {
         kept_.retire(*slot);
         countDropped();
         return false;

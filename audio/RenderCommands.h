@@ -22,10 +22,9 @@
 // Nothing here blocks, allocates or makes a system call, on either side, but for collect().
 #pragma once
 
+#include "audio/CommandQueue.h"
 #include "audio/KeptBuffers.h"
 #include "audio/sample/PcmBuffer.h"
-
-#include <boost/lockfree/queue.hpp>
 
 #include <array>
 #include <atomic>
@@ -130,9 +129,7 @@ public:
 private:
     bool push(StartCommand command, std::shared_ptr<const PcmBuffer> buffer) noexcept;
 
-    boost::lockfree::queue<StartCommand, boost::lockfree::fixed_sized<true>,
-                           boost::lockfree::capacity<queueCapacity>>
-        queue_;
+    CommandQueue<StartCommand, queueCapacity> queue_;
     KeptBuffers kept_;
     std::atomic<std::uint32_t> generation_ = 0;
     std::atomic<std::uint32_t> silencedBefore_ = 0;

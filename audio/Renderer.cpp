@@ -20,7 +20,7 @@ Renderer::Renderer(RenderCommands& commands, VarispeedKernel kernel)
 void Renderer::render(float* interleaved, std::uint32_t frames) noexcept {
     rendering_.store(true);
     if (closed_.load()) {
-        std::fill_n(interleaved, 2 * static_cast<std::size_t>(frames), 0.0F);
+        std::fill_n(interleaved, stereoSamples(frames), 0.0F);
         rendering_.store(false);
         return;
     }
@@ -28,7 +28,7 @@ void Renderer::render(float* interleaved, std::uint32_t frames) noexcept {
         const FlushDenormals flush;
         for (std::uint32_t done = 0; done < frames;) {
             const std::uint32_t count = std::min(frames - done, blockFrames);
-            renderBlock(interleaved + 2 * static_cast<std::size_t>(done), count);
+            renderBlock(interleaved + stereoSamples(done), count);
             done += count;
         }
     }
@@ -41,7 +41,7 @@ void Renderer::render(float* interleaved, std::uint32_t frames) noexcept {
 void Renderer::renderBlock(float* interleaved, std::uint32_t frames) noexcept {
     applyCommands();
     submix_.moveTo({commands_.submixVolume(), shortRampFrames});
-    std::fill_n(interleaved, 2 * static_cast<std::size_t>(frames), 0.0F);
+    std::fill_n(interleaved, stereoSamples(frames), 0.0F);
     bool silent = true;
     for (std::size_t i = 0; i < voices_.size(); ++i) {
         Voice& voice = voices_[i];

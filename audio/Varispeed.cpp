@@ -133,7 +133,7 @@ void Varispeed::render(const VarispeedSource& source, std::uint64_t position, st
         right = scratchRight_.data();
     }
     if (exact) {
-        for (std::uint32_t i = 0; i < frames; ++i) {
+        for (std::size_t i = 0; i < frames; ++i) {
             interleaved[2 * i] = left[i];
             interleaved[2 * i + 1] = right[i];
         }

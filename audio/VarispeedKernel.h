@@ -5,6 +5,7 @@
 // variants a build holds is decided by CMake from the processor.
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 
 namespace morvel {
@@ -28,6 +29,11 @@ struct VarispeedSpan {
     float* interleaved;     // 2 * frames, overwritten
     std::uint32_t frames;
 };
+
+// The samples of so many stereo frames.
+constexpr std::size_t stereoSamples(std::uint32_t frames) noexcept {
+    return std::size_t{2} * frames;
+}
 
 inline constexpr std::uint32_t minimumTaps = 24;
 inline constexpr std::uint32_t maximumTaps = 48;

@@ -45,7 +45,7 @@ template <typename Lanes, typename LooseLanes, unsigned groups>
 inline __attribute__((always_inline)) void convolve(const VarispeedSpan& span,
                                                     std::uint64_t position, Lanes& leftSum,
                                                     Lanes& rightSum) noexcept {
-    constexpr unsigned lanes = sizeof(Lanes) / sizeof(float);
+    constexpr std::size_t lanes = sizeof(Lanes) / sizeof(float);
     constexpr unsigned phaseShift = positionFractionBits - phaseBits;
     constexpr std::uint32_t betweenMask = (1U << phaseShift) - 1;
     constexpr float betweenScale = 1.0F / static_cast<float>(betweenMask + 1);
@@ -58,8 +58,8 @@ inline __attribute__((always_inline)) void convolve(const VarispeedSpan& span,
         span.table + static_cast<std::size_t>(fraction >> phaseShift) * (groups * lanes);
     const float* const left = span.left + index;
     const float* const right = span.right + index;
-    for (unsigned group = 0; group < groups; ++group) {
-        const unsigned at = group * lanes;
+    for (std::size_t group = 0; group < groups; ++group) {
+        const std::size_t at = group * lanes;
         const auto& lower = *reinterpret_cast<const LooseLanes*>(row + at);
         const auto& upper = *reinterpret_cast<const LooseLanes*>(row + at + groups * lanes);
         const Lanes coefficients = beforeUpper * lower + between * upper;
@@ -82,8 +82,7 @@ void interpolateSpan(const VarispeedSpan& span) noexcept {
         convolve<Lanes, LooseLanes, groups>(span, position, left, right);
         convolve<Lanes, LooseLanes, groups>(span, position + span.step, nextLeft, nextRight);
         sumLanes(left, right, nextLeft, nextRight, sums);
-        *reinterpret_cast<LooseQuad*>(span.interleaved + 2 * static_cast<std::size_t>(frame)) =
-            sums;
+        *reinterpret_cast<LooseQuad*>(span.interleaved + stereoSamples(frame)) = sums;
         position += 2 * span.step;
     }
     if (frame < span.frames) {
@@ -91,14 +90,14 @@ void interpolateSpan(const VarispeedSpan& span) noexcept {
         Lanes right = {};
         convolve<Lanes, LooseLanes, groups>(span, position, left, right);
         sumLanes(left, right, left, right, sums);
-        span.interleaved[2 * static_cast<std::size_t>(frame)] = sums[0];
-        span.interleaved[2 * static_cast<std::size_t>(frame) + 1] = sums[1];
+        span.interleaved[stereoSamples(frame)] = sums[0];
+        span.interleaved[stereoSamples(frame) + 1] = sums[1];
     }
 }
 
 template <typename Lanes, typename LooseLanes>
 void interpolateWith(const VarispeedSpan& span) noexcept {
-    constexpr unsigned lanes = sizeof(Lanes) / sizeof(float);
+    constexpr std::size_t lanes = sizeof(Lanes) / sizeof(float);
     static_assert(minimumTaps == 24 && maximumTaps == 48);
     switch (span.taps) {
     case 24:

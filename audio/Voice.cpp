@@ -25,7 +25,7 @@ float VolumeRamp::next() noexcept {
 }
 
 void VolumeRamp::apply(float* interleaved, std::uint32_t frames) noexcept {
-    std::uint32_t frame = 0;
+    std::size_t frame = 0;
     for (; frame < frames && framesLeft_ > 0; ++frame) {
         const float volume = next();
         interleaved[2 * frame] *= volume;
@@ -34,19 +34,19 @@ void VolumeRamp::apply(float* interleaved, std::uint32_t frames) noexcept {
     const float volume = current_;
     if (volume == 1)
         return;
-    for (std::uint32_t i = 2 * frame; i < 2 * frames; ++i)
+    for (std::size_t i = 2 * frame; i < stereoSamples(frames); ++i)
         interleaved[i] *= volume;
 }
 
 void VolumeRamp::addTo(float* out, const float* interleaved, std::uint32_t frames) noexcept {
-    std::uint32_t frame = 0;
+    std::size_t frame = 0;
     for (; frame < frames && framesLeft_ > 0; ++frame) {
         const float volume = next();
         out[2 * frame] += interleaved[2 * frame] * volume;
         out[2 * frame + 1] += interleaved[2 * frame + 1] * volume;
     }
     const float volume = current_;
-    for (std::uint32_t i = 2 * frame; i < 2 * frames; ++i)
+    for (std::size_t i = 2 * frame; i < stereoSamples(frames); ++i)
         out[i] += interleaved[i] * volume;
 }
 
@@ -124,12 +124,13 @@ void Voice::stop() noexcept {
 // and its buffer are free at once.
 void Voice::fadeOut() noexcept {
     const std::uint32_t left = fadeLength_ - fadeAt_;
-    std::copy(fade_.begin() + 2 * fadeAt_, fade_.begin() + 2 * fadeLength_, fade_.begin());
-    std::fill(fade_.begin() + 2 * left, fade_.end(), 0.0F);
-    std::array<float, 2 * fadeFrames> rest = {};
+    std::copy(fade_.data() + stereoSamples(fadeAt_), fade_.data() + stereoSamples(fadeLength_),
+              fade_.data());
+    std::fill(fade_.data() + stereoSamples(left), fade_.data() + fade_.size(), 0.0F);
+    std::array<float, stereoSamples(fadeFrames)> rest = {};
     const std::uint32_t count = render(rest.data(), fadeFrames);
     player_.volume.apply(rest.data(), count);
-    for (std::uint32_t i = 0; i < count; ++i) {
+    for (std::size_t i = 0; i < count; ++i) {
         fade_[2 * i] += rest[2 * i] * fadeShape_[i];
         fade_[2 * i + 1] += rest[2 * i + 1] * fadeShape_[i];
     }
@@ -140,7 +141,7 @@ void Voice::fadeOut() noexcept {
 void Voice::mixFade(float* out, std::uint32_t frames) noexcept {
     const std::uint32_t count = std::min(frames, fadeLength_ - fadeAt_);
     for (std::uint32_t i = 0; i < 2 * count; ++i)
-        out[i] += fade_[2 * fadeAt_ + i];
+        out[i] += fade_[stereoSamples(fadeAt_) + i];
     fadeAt_ += count;
 }
 
@@ -166,7 +167,7 @@ void Voice::mixInto(float* out, std::uint32_t frames) noexcept {
     std::uint32_t done = 0;
     while (done < frames && player_.playing) {
         const std::uint32_t count = render(scratch_.data(), frames - done);
-        player_.volume.addTo(out + 2 * static_cast<std::size_t>(done), scratch_.data(), count);
+        player_.volume.addTo(out + stereoSamples(done), scratch_.data(), count);
         done += count;
         if (done < frames ||
             (!loops_ && player_.position >= player_.source.length << positionFractionBits)) {

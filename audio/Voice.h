@@ -90,11 +90,11 @@ private:
     std::size_t pendingCount_ = 0;
 
     // What is left of stopped sounds, rendered when they were stopped.
-    std::array<float, 2 * fadeFrames> fade_ = {};
+    std::array<float, stereoSamples(fadeFrames)> fade_ = {};
     std::array<float, fadeFrames> fadeShape_ = {};
     std::uint32_t fadeAt_ = 0;
     std::uint32_t fadeLength_ = 0;
-    std::array<float, 2 * blockFrames> scratch_ = {};
+    std::array<float, stereoSamples(blockFrames)> scratch_ = {};
 };
 
 } // namespace morvel

@@ -51,8 +51,8 @@ void render(benchmark::State& state, float amplitude, VarispeedKernel kernel) {
     commands.startLoop(sound, oddRates[8], 0.8F);
     std::vector<float> out(2 * static_cast<std::size_t>(block));
     std::uint64_t frames = 0;
-    for (auto _ : state) {
-        if (frames % (block * 300) == 0)
+    while (state.KeepRunning()) {
+        if (frames % (std::size_t{block} * 300) == 0)
             for (std::size_t voice = 0; voice < voiceCount; ++voice)
                 commands.play(voice, sound, oddRates[voice], 0.8F, true);
         renderer.render(out.data(), block);
@@ -75,7 +75,7 @@ void renderSilence(benchmark::State& state) {
     RenderCommands commands;
     Renderer renderer(commands);
     std::vector<float> out(2 * static_cast<std::size_t>(block));
-    for (auto _ : state) {
+    while (state.KeepRunning()) {
         renderer.render(out.data(), block);
         benchmark::DoNotOptimize(out.data());
     }
@@ -125,7 +125,7 @@ void openAlSoft(benchmark::State& state) {
         state.SkipWithError("OpenAL refused");
     state.SetLabel(getString(AL_RESAMPLER_NAME_SOFT, best));
     std::vector<float> out(2 * static_cast<std::size_t>(block));
-    for (auto _ : state) {
+    while (state.KeepRunning()) {
         renderSamples(device, out.data(), block);
         benchmark::DoNotOptimize(out.data());
     }
@@ -157,7 +157,7 @@ void playAKey(benchmark::State& state) {
     engine.setResolver(std::make_shared<OneSound>());
     std::vector<float> out(2 * static_cast<std::size_t>(block));
     std::vector<double> costs;
-    for (auto _ : state) {
+    while (state.KeepRunning()) {
         const std::uint64_t before = clock.hostNanos();
         engine.play(SoundCategory::keyDown, 1, true);
         const std::uint64_t cost = clock.hostNanos() - before;

@@ -320,11 +320,11 @@ TEST_F(RecordingTest, AFileThatCannotBeCreatedIsAnErrorAndDisturbsNothing) {
 
 TEST_F(RecordingTest, CountsWhatAStalledDiskMakesItLeaveOut) {
     RecordingRing ring(100);
-    const std::vector<float> block(2 * 64, 0.5F);
+    const std::vector<float> block(128, 0.5F);
     ring.write(block.data(), 64);
     ring.write(block.data(), 64);
     EXPECT_EQ(ring.overflowFrames(), 28U);
-    std::vector<float> read(2 * 200);
+    std::vector<float> read(400);
     EXPECT_EQ(ring.read(read.data(), 200), 100U);
 }
 

@@ -12,7 +12,7 @@ namespace {
 
 class GoldenAudio : public testing::Test {
 protected:
-    static constexpr std::size_t frameCount = 3 * 44100;
+    static constexpr std::size_t frameCount = std::size_t{3} * 44100;
     static constexpr std::size_t stepFrames = 441;
 
     static std::shared_ptr<const PcmBuffer> click(double frequency, double decay,

@@ -40,7 +40,7 @@ protected:
 
     static Time now() { return std::chrono::steady_clock::now(); }
 
-    void build(AudioEngine::Options options = {}) {
+    void build(const AudioEngine::Options& options = {}) {
         output = std::make_unique<CubebAudioOutput>(scheduler, log);
         engine = std::make_unique<AudioEngine>(
             AudioEngine::Services{*output, clock, scheduler, random, log}, false, options);

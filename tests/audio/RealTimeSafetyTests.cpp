@@ -29,10 +29,12 @@ std::atomic<int> systemCalls = 0;
 } // namespace
 
 extern "C" {
+// NOLINTBEGIN(bugprone-reserved-identifier): the C library's own names
 void* __libc_malloc(std::size_t size);
 void* __libc_calloc(std::size_t count, std::size_t size);
 void* __libc_realloc(void* memory, std::size_t size);
 void __libc_free(void* memory);
+// NOLINTEND(bugprone-reserved-identifier)
 
 void* malloc(std::size_t size) {
     allocations += watched ? 1 : 0;
@@ -121,7 +123,7 @@ TEST_F(RealTimeSafety, RenderingAllocatesNothingLocksNothingAndMakesNoSystemCall
         const auto file = testing::TempDir() + "/morvel-realtime.wav";
         engine->startRecording(file);
         output.render(10);
-        std::vector<float> block(2 * 256);
+        std::vector<float> block(512);
         int round = 0;
         watch([&] { output.renderInto(block.data(), 256); },
               [&] {

@@ -44,7 +44,7 @@ TEST_F(RendererTest, GivesTheSameWhateverTheBlockSizes) {
         for (std::size_t voice = 0; voice < voiceCount; ++voice)
             own.play(voice, test::noise(2000 + 100 * voice, 0.6F),
                      0.9F + 0.04F * static_cast<float>(voice), 0.7F, false);
-        std::vector<float> out(2 * 3000);
+        std::vector<float> out(6000);
         for (std::size_t done = 0; done < 3000; done += block)
             other.render(out.data() + 2 * done,
                          static_cast<std::uint32_t>(std::min<std::size_t>(block, 3000 - done)));

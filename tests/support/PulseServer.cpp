@@ -43,6 +43,8 @@ PulseServer::PulseServer(std::filesystem::path folder)
     std::filesystem::create_directories(folder_);
 }
 
+// Without rewinds the sink works in short blocks. With them it plays two seconds of silence ahead
+// while nothing is connected, and makes the first client wait for as long.
 void PulseServer::start() {
     std::filesystem::remove(socket());
     const int watch = inotify_init1(IN_CLOEXEC);
@@ -53,8 +55,8 @@ void PulseServer::start() {
                     "--log-level=error",
                     "--load=module-native-protocol-unix socket=" + socket().string() +
                         " auth-anonymous=1",
-                    "--load=module-null-sink sink_name=speaker format=float32le rate=44100 "
-                    "norewinds=1"},
+                    std::string("--load=module-null-sink sink_name=speaker format=float32le ") +
+                        "rate=44100 norewinds=1"},
         .environment = {"HOME=" + folder, "XDG_RUNTIME_DIR=" + folder, "XDG_CONFIG_HOME=" + folder,
                         "PULSE_RUNTIME_PATH=" + folder, "PULSE_STATE_PATH=" + folder,
                         "DBUS_SESSION_BUS_ADDRESS=", "DISPLAY="},
