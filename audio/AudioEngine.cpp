@@ -79,7 +79,7 @@ void AudioEngine::watchStart() {
     Scheduler& scheduler = state_->services.scheduler;
     state_->startWatch = scheduler.after(state_->options.startPatienceSeconds, [this] {
         if (state_->services.output.state() != AudioOutputState::running)
-            state_->rendering->commands.silence();
+            state_->rendering->commands.forget();
     });
     constexpr double longestInterval = 5;
     const double interval = std::min(longestInterval, state_->options.keepWarmSeconds / 4);
@@ -95,7 +95,10 @@ void AudioEngine::keepHouse() {
     };
     if (state.loop.category || state.loop.fadeTimer)
         state.lastSound = state.services.clock.now();
-    if (state.services.output.state() != AudioOutputState::running || !idle())
+    if (state.services.output.state() != AudioOutputState::running)
+        return;
+    renderingStalled(state.services.clock.now());
+    if (!idle())
         return;
     state.services.output.pause();
     // A sound that was asked for meanwhile on another thread saw a running output.
@@ -106,20 +109,36 @@ void AudioEngine::keepHouse() {
     state.housekeeping.reset(); // the last statement: this function belongs to the timer
 }
 
-bool AudioEngine::outputTakesSounds() const {
+bool AudioEngine::outputTakesSounds() {
+    const double now = state_->services.clock.now();
     switch (state_->services.output.state()) {
     case AudioOutputState::running:
-        return true;
+        return !renderingStalled(now);
     case AudioOutputState::starting:
-        return state_->services.clock.now() - state_->startRequested <=
-               state_->options.startPatienceSeconds;
+        return now - state_->startRequested <= state_->options.startPatienceSeconds;
     default:
         return false;
     }
 }
 
+// A hung sound server is not lost: it only stops asking for sound. What was queued since then must
+// not come out at once when it goes on.
+bool AudioEngine::renderingStalled(double now) {
+    State& state = *state_;
+    const std::uint64_t frames = state.rendering->commands.renderedFrames();
+    if (state.progressFrames.exchange(frames) != frames) {
+        state.progressTime = now;
+        return false;
+    }
+    const double since = std::max(state.progressTime.load(), state.startRequested.load());
+    if (now - since <= state.options.startPatienceSeconds)
+        return false;
+    state.rendering->commands.expire();
+    return true;
+}
+
 void AudioEngine::outputFailed(const std::string& error) {
-    state_->rendering->commands.silence();
+    state_->rendering->commands.forget();
     state_->services.log.line("AudioEngine failed to start: " + error);
 }
 

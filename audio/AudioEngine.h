@@ -146,7 +146,8 @@ private:
     void outputFailed(const std::string& error);
     void outputConfigurationChanged();
     void handleConfigurationChange();
-    bool outputTakesSounds() const;
+    bool outputTakesSounds();
+    bool renderingStalled(double now);
     void watchStart();
     void keepHouse();
     void schedule(const ResolvedSample& sample, VoicePool::Handout handout, float rate,

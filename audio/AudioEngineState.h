@@ -52,6 +52,9 @@ struct AudioEngine::State {
     std::atomic<bool> muted = false;
     std::atomic<double> lastSound = 0.0;
     std::atomic<double> startRequested = 0.0;
+    // How far rendering had come when it was last seen to move, and when that was.
+    std::atomic<std::uint64_t> progressFrames = 0;
+    std::atomic<double> progressTime = 0.0;
     Loop loop;
     std::unique_ptr<Recorder> recorder;
     std::unique_ptr<Timer> startWatch;

@@ -35,7 +35,7 @@ LimiterStatus Limiter::setParameter(std::uint32_t id, float value) {
         if (!within(value, 0.001F, 0.03F))
             return LimiterStatus::illegalValue;
         lookAhead_ = static_cast<std::uint32_t>(std::lround(value * sampleRate));
-        reset();
+        resize();
         return LimiterStatus::ok;
     case decayTime:
         if (!within(value, 0.001F, 0.06F))
@@ -52,13 +52,20 @@ LimiterStatus Limiter::setParameter(std::uint32_t id, float value) {
     }
 }
 
-void Limiter::reset() {
+void Limiter::resize() {
     const std::size_t history = lookAhead_ + blockFrames;
-    delay_.assign(2 * history, 0);
-    required_.assign(history, 1);
-    minimum_.assign(history, 1);
-    released_.assign(history, static_cast<std::int32_t>(fixedOne));
-    gains_.assign(blockFrames, 1);
+    delay_.resize(2 * history);
+    required_.resize(history);
+    minimum_.resize(history);
+    released_.resize(history);
+    gains_.resize(blockFrames);
+    clear();
+}
+
+void Limiter::clear() noexcept {
+    std::fill(delay_.begin(), delay_.end(), 0.0F);
+    std::fill(required_.begin(), required_.end(), 1.0F);
+    std::fill(released_.begin(), released_.end(), static_cast<std::int32_t>(fixedOne));
     envelope_ = 1;
     releasedSum_ = static_cast<std::int64_t>(lookAhead_) * static_cast<std::int64_t>(fixedOne);
     transparentFrames_ = 2 * lookAhead_ + 1;

@@ -34,12 +34,15 @@ public:
     // not allocate. A sample that is not a finite number counts as silence.
     void process(float* interleaved, std::uint32_t frames) noexcept;
 
+    // Drops what is in the delay. Audio thread.
+    void clear() noexcept;
+
     // Nothing but silence is left inside. Audio thread.
     bool isIdle() const noexcept { return silentFrames_ >= 2 * (lookAhead_ + 1) && settled(); }
 
 private:
     bool settled() const noexcept { return transparentFrames_ > 2 * lookAhead_; }
-    void reset();
+    void resize();
     float prepare(const float* interleaved, std::uint32_t frames) noexcept;
     void computeGains(std::uint32_t frames) noexcept;
     void slidingMinimum(std::uint32_t frames) noexcept;

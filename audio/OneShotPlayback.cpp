@@ -64,7 +64,9 @@ float AudioEngine::jitterRate(float cents, RandomSource& random) {
     const std::uint32_t n = random.uniform(steps);
     const float fraction = static_cast<float>(n) / static_cast<float>(steps);
     const float offset = n == steps ? cents : 2 * cents * fraction - cents;
-    return std::clamp(std::exp2(offset / 1200.0F), minimumRate, maximumRate);
+    // An endless spread has no middle to start from.
+    const float rate = std::exp2(offset / 1200.0F);
+    return rate == rate ? std::clamp(rate, minimumRate, maximumRate) : 1.0F;
 }
 
 void AudioEngine::warnMissing(SoundCategory category) {

@@ -62,7 +62,16 @@ void RenderCommands::stopLoop() noexcept {
 
 void RenderCommands::silence() noexcept {
     stopLoop();
-    generation_.fetch_add(1, std::memory_order_acq_rel);
+    silencedBefore_.store(generation_.load(std::memory_order_relaxed) + 1,
+                          std::memory_order_relaxed);
+    expire();
+}
+
+void RenderCommands::forget() noexcept {
+    stopLoop();
+    forgottenBefore_.store(generation_.load(std::memory_order_relaxed) + 1,
+                           std::memory_order_relaxed);
+    expire();
 }
 
 } // namespace morvel

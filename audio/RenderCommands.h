@@ -12,9 +12,9 @@
 // - Levels, rates and stops are states: only the newest matters, and it must not be lost to a full
 //   queue (a mute least of all). They are atomics that the audio side reads once a block.
 // - Silencing everything is a generation number. Sounds carry the number under which they were
-//   asked for; when it moves on, the audio side stops what plays and throws away what is still
-//   queued under an older one. So it takes effect even when nobody renders at the time, and no
-//   backlog is played late when rendering resumes.
+//   asked for; when it moves on, the audio side throws away what is still queued under an older one
+//   and, if so asked, stops what plays. So it takes effect even when nobody renders at the time,
+//   and no backlog is played late when rendering resumes.
 // - Upward go atomics: which voices play, how many frames were rendered, what was dropped.
 // - Buffers are shared and immutable. The control side keeps each one alive until the audio side
 //   has said that it is done with it (KeptBuffers); the audio side never frees anything.
@@ -66,6 +66,8 @@ public:
     bool play(std::size_t voice, std::shared_ptr<const PcmBuffer> buffer, float rate, float volume,
               bool interrupts) noexcept;
     void setSubmixVolume(float volume) noexcept;
+    // Forgets what is queued and not begun; what sounds goes on.
+    void expire() noexcept { generation_.fetch_add(1, std::memory_order_acq_rel); }
     void countDropped() noexcept { dropped_.fetch_add(1, std::memory_order_relaxed); }
 
     // ---- Control side, main thread only.
@@ -77,6 +79,9 @@ public:
     void stopLoop() noexcept;
     // Stops every voice and the loop, and forgets what is queued.
     void silence() noexcept;
+    // The same for when nobody renders: nothing of what was playing is heard when rendering
+    // resumes, not even the end of a fade.
+    void forget() noexcept;
     // Gives back the memory of buffers that are played out.
     void collect() noexcept { kept_.collect(); }
 
@@ -98,6 +103,14 @@ public:
     bool next(StartCommand& command) noexcept { return queue_.pop(command); }
     std::uint32_t generation() const noexcept {
         return generation_.load(std::memory_order_acquire);
+    }
+    // Sounds older than this generation are to stop.
+    std::uint32_t silencedBefore() const noexcept {
+        return silencedBefore_.load(std::memory_order_relaxed);
+    }
+    // Sounds older than this generation are not to be heard any more at all.
+    std::uint32_t forgottenBefore() const noexcept {
+        return forgottenBefore_.load(std::memory_order_relaxed);
     }
     // Loops up to this generation are stopped.
     std::uint32_t stoppedLoop() const noexcept {
@@ -122,6 +135,8 @@ private:
         queue_;
     KeptBuffers kept_;
     std::atomic<std::uint32_t> generation_ = 0;
+    std::atomic<std::uint32_t> silencedBefore_ = 0;
+    std::atomic<std::uint32_t> forgottenBefore_ = 0;
     std::atomic<float> submixVolume_ = 1.0F;
     std::atomic<std::uint32_t> startedLoop_ = 0;
     std::atomic<std::uint32_t> stoppedLoop_ = 0;

@@ -59,9 +59,20 @@ void Renderer::renderBlock(float* interleaved, std::uint32_t frames) noexcept {
 void Renderer::applyCommands() noexcept {
     const std::uint32_t generation = commands_.generation();
     if (generation != generation_) {
+        const auto isNew = [this](std::uint32_t limit) {
+            return static_cast<std::int32_t>(limit - generation_) > 0;
+        };
+        const bool forget = isNew(commands_.forgottenBefore());
+        const bool silence = isNew(commands_.silencedBefore());
         generation_ = generation;
-        for (Voice& voice : voices_)
-            voice.stop();
+        if (forget)
+            limiter_.clear();
+        for (Voice& voice : voices_) {
+            if (forget)
+                voice.cut();
+            else if (silence)
+                voice.stop();
+        }
     }
     // The queue's own length bounds the work: what producers add meanwhile waits for the next
     // block.

@@ -99,10 +99,21 @@ void Voice::start(const StartCommand& command) noexcept {
         begin(command);
 }
 
-void Voice::stop() noexcept {
+void Voice::dropPending() noexcept {
     for (std::size_t i = 0; i < pendingCount_; ++i)
         commands_.retire(pending_[i].keptSlot);
     pendingCount_ = 0;
+}
+
+void Voice::cut() noexcept {
+    dropPending();
+    fadeAt_ = fadeLength_;
+    if (player_.playing)
+        end();
+}
+
+void Voice::stop() noexcept {
+    dropPending();
     if (!player_.playing)
         return;
     fadeOut();

@@ -45,6 +45,8 @@ public:
     void start(const StartCommand& command) noexcept;
     // Fades out what plays and forgets what is queued.
     void stop() noexcept;
+    // The same without the fade, and without the rest of an earlier one.
+    void cut() noexcept;
 
     void setRate(float rate) noexcept { player_.step = Varispeed::stepForRate(rate); }
     void moveVolume(RampedVolume volume) noexcept { player_.volume.moveTo(volume); }
@@ -72,6 +74,7 @@ private:
 
     void begin(const StartCommand& command) noexcept;
     void end() noexcept;
+    void dropPending() noexcept;
     void startNext() noexcept;
     std::uint32_t render(float* interleaved, std::uint32_t frames) noexcept;
     void fadeOut() noexcept;
