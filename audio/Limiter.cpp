@@ -5,12 +5,14 @@
 #include <algorithm>
 #include <cmath>
 #include <cstring>
+#include <utility>
 
 namespace morvel {
 
 namespace {
 
-constexpr float fixedOne = 1 << 30;
+// The sum over the longest look-ahead still fits 32 bits.
+constexpr std::int32_t fixedOne = 1 << 20;
 // An envelope this near to 1 is 1: less than a thousandth of a decibel, and the release ends.
 constexpr float releasedEnvelope = 0.9999F;
 // Larger samples are damage, not sound.
@@ -56,105 +58,132 @@ void Limiter::resize() {
     const std::size_t history = lookAhead_ + blockFrames;
     delay_.resize(2 * history);
     required_.resize(history);
-    minimum_.resize(history);
+    for (auto& minimum : minimum_)
+        minimum.resize(history);
     released_.resize(history);
     gains_.resize(blockFrames);
+    sums_.resize(blockFrames);
     clear();
 }
 
 void Limiter::clear() noexcept {
     std::fill(delay_.begin(), delay_.end(), 0.0F);
     std::fill(required_.begin(), required_.end(), 1.0F);
-    std::fill(released_.begin(), released_.end(), static_cast<std::int32_t>(fixedOne));
+    std::fill(released_.begin(), released_.end(), fixedOne);
     envelope_ = 1;
-    releasedSum_ = static_cast<std::int64_t>(lookAhead_) * static_cast<std::int64_t>(fixedOne);
+    releasedSum_ = static_cast<std::int32_t>(lookAhead_) * fixedOne;
     transparentFrames_ = 2 * lookAhead_ + 1;
     silentFrames_ = 2 * (lookAhead_ + 1);
 }
 
-// Appends the block to the delay line; answers its peak.
-float Limiter::prepare(const float* interleaved, std::uint32_t frames) noexcept {
+// Appends the block to the delay line and tells what its samples are like.
+Limiter::Block Limiter::prepare(const float* interleaved, std::uint32_t frames) noexcept {
     float* const fresh = delay_.data() + 2 * static_cast<std::size_t>(lookAhead_);
-    float* const required = required_.data() + lookAhead_;
     const float gain = preGain_;
-    float peak = 0;
+    std::uint32_t heard = 0;
+    std::uint32_t loud = 0;
     for (std::uint32_t i = 0; i < 2 * frames; ++i) {
         const float scaled = interleaved[i] * gain;
         const float sample = std::abs(scaled) <= absurdSample ? scaled : 0.0F;
         fresh[i] = sample;
-        const float magnitude = std::abs(sample);
-        peak = magnitude > peak ? magnitude : peak;
+        heard |= std::abs(sample) > 0.0F ? 1U : 0U;
+        loud |= std::abs(sample) > 1.0F ? 1U : 0U;
     }
-    if (peak > 1 || !settled()) {
+    const Block block{heard == 0, loud != 0};
+    if (block.loud || !settled()) {
+        float* const required = required_.data() + lookAhead_;
         for (std::uint32_t i = 0; i < frames; ++i) {
             const float left = std::abs(fresh[2 * i]);
             const float right = std::abs(fresh[2 * i + 1]);
             const float loudest = left > right ? left : right;
-            required[i] = loudest > 1 ? 1 / loudest : 1.0F;
+            required[i] = 1.0F / (loudest > 1.0F ? loudest : 1.0F);
         }
     }
-    return peak;
+    return block;
 }
 
 // The least required gain among each frame and the lookAhead_ frames before it, by doubling: the
-// minimum over 2n frames is that of two neighbouring minima over n.
-void Limiter::slidingMinimum(std::uint32_t frames) noexcept {
+// minimum over 2n frames is that of two neighbouring minima over n. Answers where it is.
+const float* Limiter::slidingMinimum(std::uint32_t frames) noexcept {
     const std::uint32_t window = lookAhead_ + 1;
-    const std::uint32_t total = lookAhead_ + frames;
-    float* const least = minimum_.data();
-    std::memcpy(least, required_.data(), total * sizeof(float));
+    const float* from = required_.data();
+    float* to = minimum_[0].data();
+    float* spare = minimum_[1].data();
+    const auto combine = [&](std::uint32_t distance, std::uint32_t count) {
+        const float* const a = from;
+        const float* const b = from + distance;
+        float* __restrict const out = to;
+        for (std::uint32_t i = 0; i < count; ++i)
+            out[i] = a[i] < b[i] ? a[i] : b[i];
+        from = to;
+        std::swap(to, spare);
+    };
     std::uint32_t width = 1;
-    std::uint32_t valid = total;
+    std::uint32_t valid = lookAhead_ + frames;
     for (; 2 * width <= window; width *= 2) {
         valid -= width;
-        for (std::uint32_t i = 0; i < valid; ++i)
-            least[i] = least[i + width] < least[i] ? least[i + width] : least[i];
+        combine(width, valid);
     }
-    const std::uint32_t rest = window - width;
-    for (std::uint32_t i = 0; i < frames; ++i)
-        least[i] = least[i + rest] < least[i] ? least[i + rest] : least[i];
+    combine(window - width, frames);
+    return from;
 }
 
 // The released envelope never exceeds the sliding minimum, which stays at a peak's gain for the
 // whole look-ahead; so the mean over the look-ahead has reached it when the peak comes out.
 void Limiter::computeGains(std::uint32_t frames) noexcept {
-    slidingMinimum(frames);
-    std::int32_t* const released = released_.data();
-    const std::uint32_t window = lookAhead_ + 1;
-    const double scale = static_cast<double>(window) * static_cast<double>(fixedOne);
+    const float* const minimum = slidingMinimum(frames);
+    float* __restrict const gains = gains_.data();
+    const float step = releaseStep_;
+    const float hold = 1 - step;
+    for (std::uint32_t i = 0; i < frames; ++i)
+        gains[i] = minimum[i] * step;
     float envelope = envelope_;
-    std::int64_t sum = releasedSum_;
-    std::uint32_t transparent = transparentFrames_;
     for (std::uint32_t i = 0; i < frames; ++i) {
-        const float least = minimum_[i];
-        const float risen = envelope + (least - envelope) * releaseStep_;
+        const float least = minimum[i];
+        const float risen = envelope * hold + gains[i];
         envelope = least < risen ? least : risen;
         envelope = envelope > releasedEnvelope ? least : envelope;
-        const auto fixed = static_cast<std::int32_t>(envelope * fixedOne);
-        released[lookAhead_ + i] = fixed;
-        sum += fixed;
-        gains_[i] = static_cast<float>(static_cast<double>(sum) / scale);
-        sum -= released[i];
-        transparent = envelope < 1 ? 0 : transparent + 1;
+        gains[i] = envelope;
     }
     envelope_ = envelope;
+
+    const std::int32_t* const old = released_.data();
+    std::int32_t* const released = released_.data() + lookAhead_;
+    std::int32_t lowest = fixedOne;
+    for (std::uint32_t i = 0; i < frames; ++i) {
+        const auto fixed = static_cast<std::int32_t>(gains[i] * static_cast<float>(fixedOne));
+        released[i] = fixed;
+        lowest = fixed < lowest ? fixed : lowest;
+    }
+    transparentFrames_ = lowest < fixedOne ? 0 : std::min(transparentFrames_ + frames, 1U << 30);
+
+    std::int32_t* __restrict const sums = sums_.data();
+    std::int32_t sum = releasedSum_;
+    for (std::uint32_t i = 0; i < frames; ++i) {
+        sum += released[i];
+        sums[i] = sum;
+        sum -= old[i];
+    }
     releasedSum_ = sum;
-    transparentFrames_ = std::min(transparent, 1U << 30);
+    const auto scale = static_cast<float>(lookAhead_ + 1) * static_cast<float>(fixedOne);
+    for (std::uint32_t i = 0; i < frames; ++i)
+        gains[i] = static_cast<float>(sums[i]) / scale;
 }
 
 void Limiter::process(float* interleaved, std::uint32_t frames) noexcept {
-    const float peak = prepare(interleaved, frames);
-    silentFrames_ = peak > 0 ? 0 : std::min(silentFrames_ + frames, 1U << 30);
+    const Block block = prepare(interleaved, frames);
+    silentFrames_ = block.silent ? std::min(silentFrames_ + frames, 1U << 30) : 0;
     const std::size_t history = lookAhead_;
-    if (peak <= 1 && settled()) {
-        std::memcpy(interleaved, delay_.data(), 2 * frames * sizeof(float));
+    const float* const delayed = delay_.data();
+    if (!block.loud && settled()) {
+        std::memcpy(interleaved, delayed, 2 * frames * sizeof(float));
     } else {
         computeGains(frames);
-        for (std::uint32_t i = 0; i < frames; ++i) {
-            const float left = delay_[2 * i] * gains_[i];
-            const float right = delay_[2 * i + 1] * gains_[i];
-            interleaved[2 * i] = left > 1 ? 1.0F : (left < -1 ? -1.0F : left);
-            interleaved[2 * i + 1] = right > 1 ? 1.0F : (right < -1 ? -1.0F : right);
+        const float* const gains = gains_.data();
+        for (std::uint32_t i = 0; i < 2 * frames; ++i) {
+            const float sample = delayed[i] * gains[i / 2];
+            const float below = sample < 1.0F ? sample : 1.0F;
+            interleaved[i] = below > -1.0F ? below : -1.0F;
         }
         std::memmove(required_.data(), required_.data() + frames, history * sizeof(float));
         std::memmove(released_.data(), released_.data() + frames, history * sizeof(std::int32_t));

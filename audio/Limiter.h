@@ -7,6 +7,7 @@
 
 #include "audio/Varispeed.h"
 
+#include <array>
 #include <cstddef>
 #include <cstdint>
 #include <vector>
@@ -41,11 +42,16 @@ public:
     bool isIdle() const noexcept { return silentFrames_ >= 2 * (lookAhead_ + 1) && settled(); }
 
 private:
+    struct Block {
+        bool silent;
+        bool loud; // past full scale somewhere
+    };
+
     bool settled() const noexcept { return transparentFrames_ > 2 * lookAhead_; }
     void resize();
-    float prepare(const float* interleaved, std::uint32_t frames) noexcept;
+    Block prepare(const float* interleaved, std::uint32_t frames) noexcept;
     void computeGains(std::uint32_t frames) noexcept;
-    void slidingMinimum(std::uint32_t frames) noexcept;
+    const float* slidingMinimum(std::uint32_t frames) noexcept;
 
     float preGain_ = 1;
     float releaseStep_ = 0;
@@ -54,13 +60,14 @@ private:
     std::uint32_t silentFrames_ = 0;
 
     // Each holds the last frames of what came before, then the block at hand.
-    std::vector<float> delay_;           // interleaved
-    std::vector<float> required_;        // the gain that each frame needs
-    std::vector<float> minimum_;         // the least of it over the look-ahead
-    std::vector<std::int32_t> released_; // after the release, in fixed point
+    std::vector<float> delay_;                  // interleaved
+    std::vector<float> required_;               // the gain that each frame needs
+    std::array<std::vector<float>, 2> minimum_; // the least of it over the look-ahead
+    std::vector<std::int32_t> released_;        // after the release, in fixed point
     std::vector<float> gains_;
+    std::vector<std::int32_t> sums_;
     float envelope_ = 1;
-    std::int64_t releasedSum_ = 0; // exact, so that the mean is exactly 1 again after any limiting
+    std::int32_t releasedSum_ = 0; // exact, so that the mean is exactly 1 again after any limiting
 };
 
 } // namespace morvel

@@ -43,12 +43,12 @@ public:
     std::uint32_t periodFrames() const override { return 128; }
     std::uint32_t latencyFrames() const override { return 128; }
 
-    // `frames` interleaved stereo frames, in blocks of `atOnce`; silence unless running.
-    std::vector<float> render(std::size_t frames, std::uint32_t atOnce = 128) {
+    // `frames` interleaved stereo frames, in blocks of `framesPerBlock`; silence unless running.
+    std::vector<float> render(std::size_t frames, std::uint32_t framesPerBlock = 128) {
         std::vector<float> out(2 * frames);
         for (std::size_t done = 0; done < frames && state_ == AudioOutputState::running;) {
-            const auto count =
-                static_cast<std::uint32_t>(frames - done < atOnce ? frames - done : atOnce);
+            const auto count = static_cast<std::uint32_t>(
+                frames - done < framesPerBlock ? frames - done : framesPerBlock);
             render_(out.data() + 2 * done, count);
             done += count;
         }

@@ -53,7 +53,8 @@ void PulseServer::start() {
                     "--log-level=error",
                     "--load=module-native-protocol-unix socket=" + socket().string() +
                         " auth-anonymous=1",
-                    "--load=module-null-sink sink_name=speaker format=float32le rate=44100"},
+                    "--load=module-null-sink sink_name=speaker format=float32le rate=44100 "
+                    "norewinds=1"},
         .environment = {"HOME=" + folder, "XDG_RUNTIME_DIR=" + folder, "XDG_CONFIG_HOME=" + folder,
                         "PULSE_RUNTIME_PATH=" + folder, "PULSE_STATE_PATH=" + folder,
                         "DBUS_SESSION_BUS_ADDRESS=", "DISPLAY="},

@@ -19,7 +19,12 @@ public:
     // Ends it at once, as a crash would, or politely.
     void kill();
     void stop();
+    // Sends it a signal; SIGSTOP makes it hang.
+    void signal(int number) { process_->signal(number); }
     bool running() const { return process_ != nullptr; }
+
+    // The source on which what the sink plays can be recorded.
+    static constexpr const char* monitor = "speaker.monitor";
 
     // What PULSE_SERVER must be for clients to find this server; valid before start().
     std::string address() const { return "unix:" + socket().string(); }

@@ -1,0 +1,273 @@
+// The engine with a real PulseAudio: what is heard, and what happens when the server goes.
+#include "audio/AudioEngine.h"
+#include "platform/linux/CubebAudioOutput.h"
+#include "platform/linux/SystemClock.h"
+#include "platform/qt/QtScheduler.h"
+#include "platform/simulated/ScriptedRandom.h"
+#include "platform/simulated/SimulatedLog.h"
+#include "tests/audio/EngineFixture.h"
+#include "tests/audio/Signals.h"
+#include "tests/support/MainLoop.h"
+#include "tests/support/PulseServer.h"
+#include "tests/support/TemporaryFolder.h"
+#include "tools/audition/MonitorRecorder.h"
+
+#include <gtest/gtest.h>
+
+#include <chrono>
+#include <csignal>
+#include <cstdio>
+#include <cstdlib>
+
+namespace morvel {
+namespace {
+
+using namespace std::chrono_literals;
+using Time = std::chrono::steady_clock::time_point;
+
+class PulseOutput : public testing::Test {
+protected:
+    void SetUp() override {
+        setenv("PULSE_SERVER", server.address().c_str(), 1); // NOLINT(concurrency-mt-unsafe)
+        theme->set(SoundCategory::keyDown, test::sine(1000, 2205, 0.5F));
+        theme->set(SoundCategory::dialLoop, test::sine(1000, 44100, 0.5F));
+    }
+    void TearDown() override {
+        recorder.reset();
+        engine.reset();
+        output.reset();
+    }
+
+    static Time now() { return std::chrono::steady_clock::now(); }
+
+    void build(AudioEngine::Options options = {}) {
+        output = std::make_unique<CubebAudioOutput>(scheduler, log);
+        engine = std::make_unique<AudioEngine>(
+            AudioEngine::Services{*output, clock, scheduler, random, log}, false, options);
+        engine->setResolver(theme);
+    }
+    bool awaitState(AudioOutputState state) {
+        const auto polling = scheduler.repeating(0.005, [] {});
+        return test::runUntil([&] { return output->state() == state; }, 10s);
+    }
+    void record() {
+        recorder = std::make_unique<audition::MonitorRecorder>(test::PulseServer::monitor,
+                                                               server.address());
+    }
+    // Plays a key; answers how long the call took.
+    std::chrono::nanoseconds press() {
+        const Time before = now();
+        engine->play(SoundCategory::keyDown, 1, false);
+        return now() - before;
+    }
+    // Whether the recording holds a sound, or does within `limit`. The main loop goes on.
+    bool heard(std::chrono::milliseconds limit = 2s) {
+        const auto polling = scheduler.repeating(0.002, [] {});
+        return test::runUntil([&] { return recorder->loudest() > 0.05F; }, limit);
+    }
+    void wait(double seconds) {
+        bool over = false;
+        const auto timer = scheduler.after(seconds, [&] { over = true; });
+        test::runUntil([&] { return over; });
+    }
+    int lineCount(std::string_view part) const {
+        int count = 0;
+        for (const std::string& line : log.lines())
+            count += line.find(part) == std::string::npos ? 0 : 1;
+        return count;
+    }
+
+    TemporaryFolder folder;
+    test::PulseServer server{folder.path() / "sound"};
+    QtScheduler scheduler;
+    SimulatedLog log;
+    SystemClock clock;
+    ScriptedRandom random{{0}};
+    std::shared_ptr<test::MadeUpTheme> theme = std::make_shared<test::MadeUpTheme>();
+    std::unique_ptr<CubebAudioOutput> output;
+    std::unique_ptr<AudioEngine> engine;
+    std::unique_ptr<audition::MonitorRecorder> recorder;
+};
+
+TEST_F(PulseOutput, AKeyIsHeardAtOnceAndAsLoudAsItIs) {
+    server.start();
+    build();
+    ASSERT_TRUE(awaitState(AudioOutputState::running));
+    record();
+    std::vector<std::uint64_t> pressed;
+    for (int i = 0; i < 20; ++i) {
+        wait(0.1 + 0.0007 * i); // at all places within the server's period
+        pressed.push_back(clock.hostNanos());
+        press();
+    }
+    wait(0.2);
+    const auto recording = recorder->finish();
+    const auto left = test::channel(recording.interleaved, 0);
+    EXPECT_NEAR(test::peak(left), 0.5F, 0.005F);
+    std::vector<double> delays;
+    for (const std::uint64_t time : pressed) {
+        std::size_t frame = 0;
+        while (frame < left.size() &&
+               (std::abs(left[frame]) < 0.05F || recording.hostNanos(frame) < time))
+            ++frame;
+        ASSERT_LT(frame, left.size());
+        delays.push_back(static_cast<double>(recording.hostNanos(frame) - time) / 1e6);
+    }
+    std::ranges::sort(delays);
+    std::printf("press to monitor: median %.2f ms, worst %.2f ms\n", delays[delays.size() / 2],
+                delays.back());
+    EXPECT_LT(delays[delays.size() / 2], 10) << "milliseconds";
+}
+
+TEST_F(PulseOutput, TheRealPeriodIsReadBackAndLogged) {
+    server.start();
+    build();
+    ASSERT_TRUE(awaitState(AudioOutputState::running));
+    const auto polling = scheduler.repeating(0.01, [] {});
+    ASSERT_TRUE(test::runUntil([&] { return lineCount("Audio output: ") > 0; }));
+    EXPECT_GT(output->periodFrames(), 0U);
+    EXPECT_LE(output->periodFrames(), 1024U);
+    EXPECT_GE(output->latencyFrames(), 32U);
+    EXPECT_LE(output->latencyFrames(), 2048U);
+    std::printf("%s\n", log.lines().back().c_str());
+}
+
+TEST_F(PulseOutput, WithoutAServerThereIsSilenceAndOneLineAndThenSoundWhenItAppears) {
+    const Time begun = now();
+    build();
+    EXPECT_LT(now() - begun, 50ms);
+    std::chrono::nanoseconds longest{0};
+    for (int i = 0; i < 150; ++i) {
+        longest = std::max(longest, press());
+        wait(0.01);
+    }
+    EXPECT_EQ(output->state(), AudioOutputState::lost);
+    EXPECT_EQ(lineCount("AudioEngine failed to start: "), 1);
+    EXPECT_LT(longest, 20ms);
+    server.start();
+    const Time returned = now();
+    ASSERT_TRUE(awaitState(AudioOutputState::running));
+    EXPECT_LT(now() - returned, 2s);
+    wait(0.05);
+    record();
+    press();
+    EXPECT_TRUE(heard());
+    EXPECT_EQ(lineCount("AudioEngine failed to start: "), 1);
+}
+
+TEST_F(PulseOutput, SoundIsBackWithinTwoSecondsOfAKilledServersReturn) {
+    server.start();
+    build();
+    ASSERT_TRUE(awaitState(AudioOutputState::running));
+    engine->startLoop(SoundCategory::dialLoop, 0.1F, 1);
+    std::chrono::nanoseconds longest{0};
+    // Somebody types all the while.
+    const auto typing = scheduler.repeating(0.02, [&] {
+        longest = std::max(longest, press());
+        const Time before = now();
+        engine->start();
+        longest = std::max<std::chrono::nanoseconds>(longest, now() - before);
+    });
+    wait(0.3);
+    server.kill();
+    wait(1.5);
+    EXPECT_EQ(output->state(), AudioOutputState::lost);
+    EXPECT_EQ(lineCount("AudioEngine failed to start: "), 1);
+    server.start();
+    const Time returned = now();
+    ASSERT_TRUE(awaitState(AudioOutputState::running));
+    const std::chrono::duration<double, std::milli> reopened = now() - returned;
+    record();
+    EXPECT_TRUE(heard(2s));
+    const std::chrono::duration<double, std::milli> silence = now() - returned;
+    EXPECT_LT(silence.count(), 2000) << "milliseconds";
+    EXPECT_TRUE(test::runUntil([&] { return lineCount("Audio engine restarted") == 1; }));
+    EXPECT_EQ(lineCount("AudioEngine failed to start: "), 1);
+    EXPECT_EQ(lineCount("Audio configuration changed"), 1);
+    EXPECT_EQ(engine->loopCategory(), SoundCategory::dialLoop);
+    EXPECT_LT(longest, 20ms);
+    std::printf("reopened after %.0f ms, heard after %.0f ms; longest call %.3f ms\n",
+                reopened.count(), silence.count(),
+                std::chrono::duration<double, std::milli>(longest).count());
+}
+
+TEST_F(PulseOutput, ASecondOutageIsLoggedAnew) {
+    server.start();
+    build();
+    for (int outage = 1; outage <= 2; ++outage) {
+        ASSERT_TRUE(awaitState(AudioOutputState::running));
+        wait(0.1);
+        server.kill();
+        ASSERT_TRUE(awaitState(AudioOutputState::lost));
+        wait(0.1);
+        EXPECT_EQ(lineCount("AudioEngine failed to start: "), outage);
+        server.start();
+    }
+}
+
+TEST_F(PulseOutput, AServerThatStopsInGoodOrderIsAnOutageToo) {
+    server.start();
+    build();
+    ASSERT_TRUE(awaitState(AudioOutputState::running));
+    server.stop();
+    EXPECT_TRUE(awaitState(AudioOutputState::lost));
+    wait(0.1);
+    EXPECT_EQ(lineCount("AudioEngine failed to start: "), 1);
+}
+
+TEST_F(PulseOutput, AHungServerBlocksNeitherPlaysNorTheEnd) {
+    server.start();
+    build();
+    ASSERT_TRUE(awaitState(AudioOutputState::running));
+    wait(0.1);
+    server.signal(SIGSTOP);
+    std::chrono::nanoseconds longest{0};
+    for (int i = 0; i < 50; ++i) {
+        longest = std::max(longest, press());
+        wait(0.01);
+    }
+    const Time pausing = now();
+    output->pause();
+    output->start();
+    longest = std::max<std::chrono::nanoseconds>(longest, now() - pausing);
+    output->pause(); // the control thread now waits for the server
+    wait(0.2);
+    EXPECT_LT(longest, 20ms);
+    const Time ending = now();
+    engine.reset();
+    output.reset();
+    EXPECT_LT(now() - ending, 1s);
+    server.signal(SIGCONT);
+    wait(0.3);
+}
+
+TEST_F(PulseOutput, APausedOutputRendersNothingAndTheNextSoundResumesIt) {
+    server.start();
+    AudioEngine::Options options;
+    options.keepWarmSeconds = 0.4;
+    build(options);
+    ASSERT_TRUE(awaitState(AudioOutputState::running));
+    press();
+    ASSERT_TRUE(awaitState(AudioOutputState::paused));
+    wait(0.3);
+    record();
+    EXPECT_EQ(recorder->loudest(), 0);
+    const Time before = now();
+    EXPECT_LT(press(), 20ms);
+    ASSERT_TRUE(heard());
+    std::printf("resumed and heard after %.1f ms\n",
+                std::chrono::duration<double, std::milli>(now() - before).count());
+    EXPECT_EQ(lineCount("failed"), 0);
+}
+
+TEST_F(PulseOutput, ItEndsQuicklyWhileTheServerIsMissing) {
+    build();
+    ASSERT_TRUE(awaitState(AudioOutputState::lost));
+    const Time ending = now();
+    engine.reset();
+    output.reset();
+    EXPECT_LT(now() - ending, 700ms);
+}
+
+} // namespace
+} // namespace morvel
