@@ -49,7 +49,7 @@ std::string searchPath(const Environment& environment) {
 
 int main(int argc, char** argv) {
     QCoreApplication application(argc, argv);
-    const TerminationSignals signals([] { QCoreApplication::quit(); });
+    const TerminationSignals termination([] { QCoreApplication::quit(); });
 
     SystemLog log;
     const SystemClock clock;
@@ -62,7 +62,7 @@ int main(int argc, char** argv) {
     const std::filesystem::path sourceThemes = MORVEL_SOURCE_THEMES;
     const ApplicationBundle bundle = applicationBundle(runningExecutable(), sourceThemes);
 
-    XdgLoginItem loginItem({configuration / "autostart", applicationIdentifier,
+    XdgLoginItem loginItem({configuration / "autostart", std::string(applicationIdentifier),
                             bundle.executable.value_or(std::filesystem::path()),
                             searchPath(environment)});
     LaunchAtLogin launchAtLogin(loginItem, bundle, installationPaths(environment, home), log);

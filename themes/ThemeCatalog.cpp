@@ -150,10 +150,12 @@ ThemeCatalog::withoutCollisions(std::vector<ThemeDescriptor> found) const {
 
 void ThemeCatalog::sortForTheUser(std::vector<ThemeDescriptor>& themes) const {
     std::vector<std::tuple<ThemeDescriptor::Source, std::wstring, std::size_t>> places;
+    places.reserve(themes.size());
     for (std::size_t i = 0; i < themes.size(); ++i)
         places.emplace_back(themes[i].source, order_.keyOf(themes[i].name), i);
     std::sort(places.begin(), places.end()); // the place found last makes it stable
     std::vector<ThemeDescriptor> sorted;
+    sorted.reserve(themes.size());
     for (const auto& place : places)
         sorted.push_back(std::move(themes[std::get<std::size_t>(place)]));
     themes = std::move(sorted);

@@ -136,13 +136,12 @@ void AppSettings::setMuted(bool muted) {
 }
 
 void AppSettings::setThemeID(const QString& themeID) {
-    const QString value = themeID; // the caller's may be a reference to our own
     emit willChange();
-    const bool differs = themeID_ != value;
-    themeID_ = value;
-    defaults_.setString(themeIDKey, value.toStdString());
+    const bool differs = themeID_ != themeID;
+    themeID_ = themeID;
+    defaults_.setString(themeIDKey, themeID.toStdString());
     if (differs)
-        emit themeIDChanged(value);
+        emit themeIDChanged(themeID);
 }
 
 void AppSettings::setLaunchAtLogin(bool launch) {

@@ -18,6 +18,8 @@ struct SoxrDelete {
 };
 using Converter = std::unique_ptr<std::remove_pointer_t<soxr_t>, SoxrDelete>;
 
+using Channels = std::vector<std::vector<float>>;
+
 constexpr float minus3dB = 0.70710678F;
 
 // What one source channel adds to each side.
@@ -61,16 +63,14 @@ void addScaled(std::vector<float>& sum, const std::vector<float>& source, float 
         sum[i] += gain * source[i];
 }
 
-std::array<std::vector<float>, 2> mixDown(const DecodedAudio& audio) {
+Channels mixDown(const DecodedAudio& audio) {
     const std::vector<Share> shares = sharesOf(audio.channels.size());
     Share total{0, 0};
     for (const Share& share : shares) {
         total.left += share.left;
         total.right += share.right;
     }
-    std::array<std::vector<float>, 2> sides;
-    for (std::vector<float>& side : sides)
-        side.assign(audio.frameLength(), 0.0F);
+    Channels sides(2, std::vector<float>(audio.frameLength(), 0.0F));
     for (std::size_t c = 0; c < shares.size(); ++c) {
         addScaled(sides[0], audio.channels[c], shares[c].left / total.left);
         addScaled(sides[1], audio.channels[c], shares[c].right / total.right);
@@ -78,25 +78,32 @@ std::array<std::vector<float>, 2> mixDown(const DecodedAudio& audio) {
     return sides;
 }
 
-std::array<std::vector<float>, 2> asStereo(DecodedAudio audio) {
-    if (audio.channels.size() == 1)
-        return {audio.channels[0], std::move(audio.channels[0])};
-    if (audio.channels.size() == 2)
-        return {std::move(audio.channels[0]), std::move(audio.channels[1])};
-    return mixDown(audio);
+// One channel or two: mono is doubled only after the rate is converted.
+Channels atMostStereo(DecodedAudio audio) {
+    return audio.channels.size() <= 2 ? std::move(audio.channels) : mixDown(audio);
 }
 
-// Feeds the whole input at once and then drains until nothing more comes or `out` is full.
-Result<std::size_t, ConversionError> run(soxr_t converter,
-                                         const std::array<std::vector<float>, 2>& in,
-                                         std::array<std::vector<float>, 2>& out) {
-    const std::size_t frames = in[0].size();
-    const std::size_t capacity = out[0].size();
+PcmBuffer asBuffer(Channels channels) {
+    PcmBuffer buffer;
+    if (channels.size() == 1)
+        buffer.channels[1] = channels[0];
+    else
+        buffer.channels[1] = std::move(channels[1]);
+    buffer.channels[0] = std::move(channels[0]);
+    return buffer;
+}
+
+// Feeds the whole input at once and then drains until nothing more comes or `out` is full; the
+// frames written. Both have the converter's one or two channels.
+Result<std::size_t, ConversionError> run(soxr_t converter, const Channels& in, Channels& out) {
+    const std::size_t frames = in.front().size();
+    const std::size_t capacity = out.front().size();
     std::size_t taken = 0;
     std::size_t written = 0;
     for (;;) {
-        const std::array<soxr_cbuf_t, 2> from = {in[0].data() + taken, in[1].data() + taken};
-        std::array<soxr_buf_t, 2> to = {out[0].data() + written, out[1].data() + written};
+        const std::array<soxr_cbuf_t, 2> from = {in.front().data() + taken,
+                                                 in.back().data() + taken};
+        std::array<soxr_buf_t, 2> to = {out.front().data() + written, out.back().data() + written};
         std::size_t used = 0;
         std::size_t done = 0;
         const bool inputLeft = taken < frames;
@@ -112,35 +119,33 @@ Result<std::size_t, ConversionError> run(soxr_t converter,
     }
 }
 
-Result<PcmBuffer, ConversionError> resampled(const std::array<std::vector<float>, 2>& sides,
-                                             double sampleRate) {
+Result<Channels, ConversionError> resampled(const Channels& channels, double sampleRate) {
     const soxr_io_spec_t io = soxr_io_spec(SOXR_FLOAT32_S, SOXR_FLOAT32_S);
     const soxr_quality_spec_t quality = soxr_quality_spec(SOXR_HQ, 0);
     const soxr_runtime_spec_t oneThread = soxr_runtime_spec(1);
     soxr_error_t error = nullptr;
     const Converter converter(soxr_create(sampleRate, canonicalFormat.sampleRate,
-                                          canonicalFormat.channels, &error, &io, &quality,
-                                          &oneThread));
+                                          static_cast<unsigned>(channels.size()), &error, &io,
+                                          &quality, &oneThread));
     if (!converter || error != nullptr)
         return ConversionError{ConversionError::Kind::noConverter, soxr_strerror(error)};
 
-    PcmBuffer buffer;
-    const std::size_t capacity = conversionCapacity(sides[0].size(), sampleRate);
+    Channels converted;
+    const std::size_t capacity = conversionCapacity(channels.front().size(), sampleRate);
     try {
-        for (std::vector<float>& channel : buffer.channels)
-            channel.resize(capacity);
+        converted.assign(channels.size(), std::vector<float>(capacity));
     } catch (const std::bad_alloc&) {
         return ConversionError{ConversionError::Kind::noMemory, "out of memory"};
     }
-    const auto written = run(converter.get(), sides, buffer.channels);
+    const auto written = run(converter.get(), channels, converted);
     if (!written)
         return written.error();
     // The headroom is given back: a theme keeps its buffers for as long as it is used.
-    for (std::vector<float>& channel : buffer.channels) {
+    for (std::vector<float>& channel : converted) {
         channel.resize(written.value());
         channel.shrink_to_fit();
     }
-    return buffer;
+    return converted;
 }
 
 } // namespace
@@ -156,10 +161,13 @@ Result<PcmBuffer, ConversionError> convertToCanonical(DecodedAudio audio) {
                              sampleRate <= highestSampleRate;
     if (!convertible)
         return ConversionError{ConversionError::Kind::noConverter, "no such conversion"};
-    PcmBuffer stereo{asStereo(std::move(audio))};
+    Channels channels = atMostStereo(std::move(audio));
     if (sampleRate == canonicalFormat.sampleRate)
-        return stereo;
-    return resampled(stereo.channels, sampleRate);
+        return asBuffer(std::move(channels));
+    auto converted = resampled(channels, sampleRate);
+    if (!converted)
+        return converted.error();
+    return asBuffer(std::move(converted).value());
 }
 
 } // namespace morvel

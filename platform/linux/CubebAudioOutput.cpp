@@ -19,6 +19,7 @@ using SteadyClock = std::chrono::steady_clock;
 
 // After this long the server's real period is known.
 constexpr std::chrono::milliseconds measuringTime(200);
+constexpr std::uint64_t fewestCalls = 20;
 // A start() during an outage hastens the next attempt, but not without end.
 constexpr std::chrono::milliseconds shortestRetry(50);
 
@@ -273,8 +274,11 @@ void CubebAudioOutput::Control::measure() {
     {
         const std::lock_guard lock(mutex_);
         measureAt_.reset();
+        // A sink that was idle may take its time before it first asks for sound.
+        if (calls < fewestCalls)
+            measureAt_ = SteadyClock::now() + measuringTime;
     }
-    if (calls < 2)
+    if (calls < fewestCalls)
         return;
     period_ = static_cast<std::uint32_t>((frames + (calls - 1) / 2) / (calls - 1));
     log(fmt::format("Audio output: PulseAudio, 44100 Hz stereo, period {} frames, buffer {} frames "

@@ -182,12 +182,11 @@ std::optional<std::string> execProgram(std::string_view exec) {
     bool quoted = false;
     for (std::size_t i = 0; i < exec.size(); ++i) {
         const char c = exec[i];
-        const bool pairs = i + 1 < exec.size();
+        const char next = i + 1 < exec.size() ? exec[i + 1] : '\0';
+        const bool escapes = (c == '\\' && next != '\0') || (c == '%' && next == '%');
         if (c == '"')
             quoted = !quoted;
-        else if (c == '\\' && pairs)
-            program += exec[++i];
-        else if (c == '%' && pairs && exec[i + 1] == '%')
+        else if (escapes)
             program += exec[++i];
         else if ((c == ' ' || c == '\t') && !quoted)
             break;

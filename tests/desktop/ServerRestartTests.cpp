@@ -25,7 +25,11 @@
 
 #include <QAbstractEventDispatcher>
 #include <algorithm>
+#include <atomic>
+#include <condition_variable>
 #include <cstdlib>
+#include <functional>
+#include <mutex>
 #include <thread>
 
 namespace morvel {
@@ -79,6 +83,47 @@ private:
     std::thread thread_;
 };
 
+// Does what would block the main loop. A server ends with the thread that started it, so the thread
+// is one and the same until the end.
+class Worker {
+public:
+    Worker()
+        : thread_([this] {
+            std::unique_lock lock(mutex_);
+            while (!done_) {
+                if (work_)
+                    std::exchange(work_, nullptr)();
+                else
+                    wake_.wait(lock);
+            }
+        }) {}
+    ~Worker() {
+        {
+            const std::lock_guard lock(mutex_);
+            done_ = true;
+        }
+        wake_.notify_one();
+        thread_.join();
+    }
+    Worker(const Worker&) = delete;
+    Worker& operator=(const Worker&) = delete;
+
+    void run(std::function<void()> work) {
+        {
+            const std::lock_guard lock(mutex_);
+            work_ = std::move(work);
+        }
+        wake_.notify_one();
+    }
+
+private:
+    std::mutex mutex_;
+    std::condition_variable wake_;
+    std::function<void()> work_;
+    bool done_ = false;
+    std::thread thread_;
+};
+
 TEST(ServerRestart, SoundReturnsWithinTwoSecondsAndTheMainLoopIsNeverBlocked) {
     const TemporaryFolder folder;
     test::XServer x;
@@ -117,6 +162,7 @@ TEST(ServerRestart, SoundReturnsWithinTwoSecondsAndTheMainLoopIsNeverBlocked) {
         audition::MonitorRecorder before("speaker.monitor", sound.address());
         ASSERT_TRUE(test::runUntil([&] { return before.loudest() > 0.05F; }));
     }
+    Worker worker;
     LoopWatch watch;
     for (int round = 0; round < 3; ++round) {
         sound.kill();
@@ -127,17 +173,17 @@ TEST(ServerRestart, SoundReturnsWithinTwoSecondsAndTheMainLoopIsNeverBlocked) {
         std::atomic<bool> back = false;
         Clock_::time_point returned;
         std::unique_ptr<audition::MonitorRecorder> recorder;
-        std::thread starting([&] {
+        worker.run([&] {
             sound.start();
             returned = Clock_::now();
             recorder =
                 std::make_unique<audition::MonitorRecorder>("speaker.monitor", sound.address());
             back = true;
         });
-        const bool restarted = test::runUntil([&] { return back.load(); });
-        starting.join();
-        ASSERT_TRUE(restarted);
-        ASSERT_TRUE(test::runUntil([&] { return recorder->loudest() > 0.05F; }));
+        ASSERT_TRUE(test::runUntil([&] { return back.load(); }));
+        ASSERT_TRUE(test::runUntil([&] { return recorder->loudest() > 0.05F; }))
+            << "round " << round << ", output state " << static_cast<int>(output.state()) << '\n'
+            << testing::PrintToString(log.lines());
         EXPECT_LT(Clock_::now() - returned, 2s) << "round " << round;
     }
     const auto blockedMs = std::chrono::duration<double, std::milli>(watch.longest).count();

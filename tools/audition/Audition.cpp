@@ -12,14 +12,19 @@ namespace morvel::audition {
 std::vector<MadeStroke> perform(KeyInjector& keys, const std::vector<KeyStroke>& script) {
     std::vector<MadeStroke> made;
     made.reserve(script.size());
-    const auto start = std::chrono::steady_clock::now();
+    using Time = std::chrono::steady_clock;
+    const auto seconds = [](double value) {
+        return std::chrono::duration_cast<Time::duration>(std::chrono::duration<double>(value));
+    };
+    const Time::time_point start = Time::now();
+    Time::time_point earliest = start;
     for (const KeyStroke& stroke : script) {
-        std::this_thread::sleep_until(
-            start + std::chrono::duration_cast<std::chrono::steady_clock::duration>(
-                        std::chrono::duration<double>(stroke.at)));
+        // A busy machine may make one stroke late; the next one keeps its distance all the same.
+        std::this_thread::sleep_until(std::max(earliest, start + seconds(stroke.at)));
         const std::uint64_t at =
             stroke.pressed ? keys.press(stroke.keysym) : keys.release(stroke.keysym);
         made.push_back({stroke, at});
+        earliest = Time::now() + seconds(closestStrokes);
     }
     return made;
 }
@@ -39,7 +44,7 @@ Comparison compare(const std::vector<MadeStroke>& strokes, const std::vector<Hea
     Comparison result;
     std::size_t next = 0;
     const auto soundedAt = [&](const HeardSound& sound) {
-        return recording.hostNanos(static_cast<std::size_t>(std::max(0.0, sound.onset)));
+        return recording.hostNanos(sound.onset);
     };
     const auto describe = [](const HeardSound& sound) {
         return fmt::format("'{}' (correlation {:.3f}, rate {:.4f}, level {:.2f})",

@@ -13,10 +13,13 @@ namespace {
 constexpr std::size_t coarseWindow = 400; // frames, 9 ms
 constexpr std::size_t fineWindow = 700;   // frames, 16 ms
 constexpr double coarseCents = 8;
-constexpr int coarseReach = 26; // frames that a trigger may be off
-constexpr std::size_t finalists = 10;
+constexpr std::ptrdiff_t coarseReach = 26; // frames that a trigger may be off
+constexpr std::size_t finalists = 4;
+// Times the sample. A key sounds at full volume: what is far below it is what the subtraction of
+// another sound has left.
+constexpr double quietest = 0.2;
 
-// Windowed sinc of 2 * reach taps.
+// Windowed sinc of 2 * reach taps, with a window that costs no function calls.
 double interpolated(std::span<const float> x, double position) {
     constexpr int reach = 16;
     const double whole = std::floor(position);
@@ -32,21 +35,20 @@ double interpolated(std::span<const float> x, double position) {
         if (index < 0 || index >= std::ssize(x))
             continue;
         const double distance = fraction - k;
-        const double window = 0.5 + 0.5 * std::cos(std::numbers::pi * distance / (reach + 0.5));
+        const double share = distance / (reach + 0.5);
+        const double lobe = 1 - share * share;
+        const double window = lobe * lobe * lobe;
         sum +=
             x[static_cast<std::size_t>(index)] * window * ((k & 1) != 0 ? -sine : sine) / distance;
     }
     return sum;
 }
 
-// `count` frames of `sample` played at `rate`, of which the first lies `ahead` frames (0 to 1)
-// after its beginning.
-std::vector<float> played(std::span<const float> sample, double rate, double ahead,
-                          std::size_t count) {
+// The first `count` frames of `sample` played at `rate`.
+std::vector<float> played(std::span<const float> sample, double rate, std::size_t count) {
     std::vector<float> result(count);
     for (std::size_t n = 0; n < count; ++n)
-        result[n] =
-            static_cast<float>(interpolated(sample, (static_cast<double>(n) + ahead) * rate));
+        result[n] = static_cast<float>(interpolated(sample, static_cast<double>(n) * rate));
     return result;
 }
 
@@ -83,7 +85,7 @@ double maximum(double low, double high, const std::function<double(double)>& f) 
     double b = low + ratio * (high - low);
     double fa = f(a);
     double fb = f(b);
-    for (int i = 0; i < 22; ++i) {
+    for (int i = 0; i < 18; ++i) {
         if (fa < fb) {
             low = a;
             a = b;
@@ -101,15 +103,11 @@ double maximum(double low, double high, const std::function<double(double)>& f) 
     return (low + high) / 2;
 }
 
-Likeness likenessAt(std::span<const float> residual, std::span<const float> sample, double start,
-                    double rate, std::size_t window) {
-    const double first = std::ceil(start);
-    if (first < 0)
+Likeness likenessAt(std::span<const float> residual, std::span<const float> sample,
+                    std::size_t start, double rate, std::size_t window) {
+    if (start + window > residual.size())
         return {0, 0};
-    const auto from = static_cast<std::size_t>(first);
-    if (from + window > residual.size())
-        return {0, 0};
-    return likeness(&residual[from], played(sample, rate, first - start, window), window);
+    return likeness(&residual[start], played(sample, rate, window), window);
 }
 
 double centsToRate(double cents) {
@@ -125,7 +123,7 @@ SoundMatcher::SoundMatcher(const SoundTheme& theme, std::span<const SoundCategor
         if (found == theme.categories().end())
             continue;
         for (const auto& buffer : found->second.buffers) {
-            Template sample{category, found->second.pitchJitterCents, {}, 0};
+            Template sample{category, found->second.pitchJitterCents, {}, 0, {}};
             const auto& [left, right] = buffer->channels;
             for (std::size_t n = 0; n < left.size(); ++n)
                 sample.mono.push_back((left[n] + right[n]) / 2);
@@ -138,65 +136,72 @@ SoundMatcher::SoundMatcher(const SoundTheme& theme, std::span<const SoundCategor
     }
     // 16 dB below the quietest beginning: above the remains of subtracted sounds.
     threshold_ = quietestAttack * 0.16F;
-    for (Template& sample : templates_)
-        for (std::size_t n = 0; n < sample.mono.size(); ++n)
-            if (std::abs(sample.mono[n]) > threshold_) {
-                sample.onset = n;
-                break;
-            }
+    for (Template& sample : templates_) {
+        const auto first = std::find_if(sample.mono.begin(), sample.mono.end(),
+                                        [this](float x) { return std::abs(x) > threshold_; });
+        sample.onset = static_cast<std::size_t>(first - sample.mono.begin());
+        const int steps = static_cast<int>(std::ceil(sample.jitterCents / coarseCents));
+        for (int step = -steps; step <= steps; ++step) {
+            const double rate = centsToRate(step * coarseCents);
+            sample.attacks.push_back({rate, played(sample.mono, rate, coarseWindow)});
+        }
+    }
+}
+
+SoundMatcher::Fit SoundMatcher::coarseFit(const Template& sample, std::span<const float> residual,
+                                          std::size_t trigger) {
+    Fit best;
+    for (const Attack& attack : sample.attacks) {
+        const auto expected = static_cast<std::ptrdiff_t>(trigger) -
+                              std::lround(static_cast<double>(sample.onset) / attack.rate);
+        for (std::ptrdiff_t start = expected - coarseReach; start <= expected + coarseReach;
+             ++start) {
+            if (start < 0 || static_cast<std::size_t>(start) + coarseWindow > residual.size())
+                continue;
+            const Likeness found =
+                likeness(&residual[static_cast<std::size_t>(start)], attack.frames, coarseWindow);
+            if (found.correlation > best.correlation)
+                best = {&sample, static_cast<std::size_t>(start), attack.rate, found.correlation,
+                        found.level};
+        }
+    }
+    return best;
 }
 
 SoundMatcher::Fit SoundMatcher::bestFit(std::span<const float> residual,
                                         std::size_t trigger) const {
     std::vector<Fit> fits;
-    for (const Template& sample : templates_) {
-        Fit best;
-        const int steps = static_cast<int>(std::ceil(sample.jitterCents / coarseCents));
-        for (int step = -steps; step <= steps; ++step) {
-            const double rate = centsToRate(step * coarseCents);
-            const auto expected =
-                static_cast<double>(trigger) - static_cast<double>(sample.onset) / rate;
-            const std::vector<float> sound = played(sample.mono, rate, 0, coarseWindow);
-            for (int lag = -coarseReach; lag <= coarseReach; ++lag) {
-                const double start = std::round(expected) + lag;
-                if (start < 0 || static_cast<std::size_t>(start) + coarseWindow > residual.size())
-                    continue;
-                const Likeness found =
-                    likeness(&residual[static_cast<std::size_t>(start)], sound, coarseWindow);
-                if (found.correlation > best.correlation)
-                    best = {&sample, start, rate, found.correlation, found.level};
-            }
-        }
-        if (best.sample != nullptr)
-            fits.push_back(best);
-    }
-    const std::size_t kept = std::min(finalists, fits.size());
-    std::partial_sort(fits.begin(), fits.begin() + static_cast<std::ptrdiff_t>(kept), fits.end(),
-                      [](auto& a, auto& b) { return a.correlation > b.correlation; });
-    fits.resize(kept);
+    for (const Template& sample : templates_)
+        if (const Fit fit = coarseFit(sample, residual, trigger); fit.sample != nullptr)
+            fits.push_back(fit);
+    const auto byCorrelation = [](const Fit& a, const Fit& b) {
+        return a.correlation > b.correlation;
+    };
+    std::sort(fits.begin(), fits.end(), byCorrelation);
+    fits.resize(std::min(finalists, fits.size()));
     for (Fit& fit : fits)
         refine(residual, fit);
-    const auto best = std::max_element(
-        fits.begin(), fits.end(), [](auto& a, auto& b) { return a.correlation < b.correlation; });
-    return best == fits.end() ? Fit{} : *best;
+    std::sort(fits.begin(), fits.end(), byCorrelation);
+    return fits.empty() ? Fit{} : fits.front();
 }
 
+// A sound begins with a whole frame; only its rate is continuous.
 void SoundMatcher::refine(std::span<const float> residual, Fit& fit) {
+    constexpr std::size_t reach = 2;
     const std::span<const float> sample = fit.sample->mono;
-    for (int round = 0; round < 3; ++round) {
-        const double reach = coarseCents / (1 << round);
-        fit.rate = maximum(
-            fit.rate * centsToRate(-reach), fit.rate * centsToRate(reach), [&](double rate) {
-                return likenessAt(residual, sample, fit.start, rate, fineWindow).correlation;
-            });
-        fit.start = maximum(
-            fit.start - 1.0 / (1 << round), fit.start + 1.0 / (1 << round), [&](double start) {
-                return likenessAt(residual, sample, start, fit.rate, fineWindow).correlation;
-            });
+    const Fit coarse = fit;
+    fit.correlation = 0;
+    for (std::size_t start = coarse.start - std::min(coarse.start, reach);
+         start <= coarse.start + reach; ++start) {
+        const double rate =
+            maximum(coarse.rate * centsToRate(-coarseCents), coarse.rate * centsToRate(coarseCents),
+                    [&](double tried) {
+                        return likenessAt(residual, sample, start, tried, fineWindow).correlation;
+                    });
+        const Likeness found = likenessAt(residual, sample, start, rate, fineWindow);
+        if (found.correlation > fit.correlation)
+            fit = {coarse.sample, start, rate, found.correlation, found.level};
     }
-    const Likeness found = likenessAt(residual, sample, fit.start, fit.rate, fineWindow);
-    fit.correlation = found.correlation;
-    fit.level = found.level;
 }
 
 std::vector<HeardSound> SoundMatcher::listen(std::span<const float> interleaved) const {
@@ -212,16 +217,16 @@ std::vector<HeardSound> SoundMatcher::listen(std::span<const float> interleaved)
         const Fit fit = bestFit(residual, n);
         if (fit.sample == nullptr)
             break;
+        n += settled;
+        if (fit.level < quietest)
+            continue;
         heard.push_back({fit.start, fit.sample->category, fit.correlation, fit.rate, fit.level});
-        const auto first = static_cast<std::size_t>(std::max(0.0, std::ceil(fit.start)));
         const auto length =
             static_cast<std::size_t>(static_cast<double>(fit.sample->mono.size()) / fit.rate) + 16;
-        const std::size_t count = std::min(length, residual.size() - first);
-        const auto sound =
-            played(fit.sample->mono, fit.rate, static_cast<double>(first) - fit.start, count);
+        const std::size_t count = std::min(length, residual.size() - fit.start);
+        const auto sound = played(fit.sample->mono, fit.rate, count);
         for (std::size_t i = 0; i < count; ++i)
-            residual[first + i] -= static_cast<float>(fit.level) * sound[i];
-        n += settled;
+            residual[fit.start + i] -= static_cast<float>(fit.level) * sound[i];
     }
     return heard;
 }

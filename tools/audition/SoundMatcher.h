@@ -16,7 +16,7 @@
 namespace morvel::audition {
 
 struct HeardSound {
-    double onset; // frame at which the sound's file begins
+    std::size_t onset; // frame at which the sound's file begins
     SoundCategory category;
     double correlation; // with the sample it was matched to, over its first part: at most 1
     double rate;        // that it was played at
@@ -32,20 +32,28 @@ public:
     std::vector<HeardSound> listen(std::span<const float> interleaved) const;
 
 private:
+    // The beginning of a sample at one rate.
+    struct Attack {
+        double rate;
+        std::vector<float> frames;
+    };
     struct Template {
         SoundCategory category;
         float jitterCents;
         std::vector<float> mono;
         std::size_t onset; // first frame that could trigger the search
+        std::vector<Attack> attacks;
     };
     struct Fit {
         const Template* sample = nullptr;
-        double start = 0;
+        std::size_t start = 0;
         double rate = 1;
         double correlation = 0;
         double level = 0;
     };
 
+    static Fit coarseFit(const Template& sample, std::span<const float> residual,
+                         std::size_t trigger);
     Fit bestFit(std::span<const float> residual, std::size_t trigger) const;
     static void refine(std::span<const float> residual, Fit& fit);
 

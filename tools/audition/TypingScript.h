@@ -19,12 +19,15 @@ struct KeyStroke {
     std::optional<SoundCategory> sound;
 };
 
+// Seconds. Two sounds that begin nearer to each other could not be told apart in a recording.
+inline constexpr double closestStrokes = 0.03;
+
 // The strokes of `text`, in order of time, in a rhythm that is the same every time: some keys roll
 // over into the next, no two strokes are closer than `closest` seconds.
 //
 // Capitals are typed with Shift, "\n" is Return, "\t" Tab, "\b" Delete (backspace). "⇪" switches
 // Caps Lock, and "⌃", "⌥", "⌘" hold Control, Option, Command for the next key; "⎋" is Escape. The
 // layout is taken to be the US one.
-std::vector<KeyStroke> typingScript(std::string_view text, double closest = 0.018);
+std::vector<KeyStroke> typingScript(std::string_view text, double closest = closestStrokes);
 
 } // namespace morvel::audition

@@ -15,7 +15,7 @@ using Variables = std::map<std::string, std::string>;
 
 class AccessibilityPermissionTest : public testing::Test {
 protected:
-    std::unique_ptr<AccessibilityPermission> monitor(Variables variables = {}) {
+    std::unique_ptr<AccessibilityPermission> monitor(const Variables& variables = {}) {
         auto created = std::make_unique<AccessibilityPermission>(
             AccessibilityPermission::Services{trust_, processes_, time_, time_, activation_, log_},
             bundle_, [variables](const std::string& name) -> std::optional<std::string> {

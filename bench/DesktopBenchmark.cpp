@@ -1,0 +1,87 @@
+// The program on a private desktop: from its start to the tap and the sound being ready, and from a
+// key press to the first sample at the sink's monitor. Budgets: 200 ms; 3.5 ms at the median and
+// 5 ms at the 95th percentile.
+
+#include "bench/DesktopFixture.h"
+#include "platform/linux/SystemRandom.h"
+#include "platform/simulated/SimulatedLog.h"
+#include "tools/audition/Audition.h"
+
+#include <benchmark/benchmark.h>
+#include <unistd.h>
+
+#include <chrono>
+#include <fstream>
+
+namespace morvel {
+namespace {
+
+using Time = std::chrono::steady_clock;
+
+double millisecondsSince(Time::time_point start) {
+    return std::chrono::duration<double, std::milli>(Time::now() - start).count();
+}
+
+void StartToTapAndSound(benchmark::State& state) {
+    bench::Desktop desktop;
+    for (auto _ : state) {
+        const auto start = Time::now();
+        test::MorvelProcess morvel(desktop.home(), desktop.environment());
+        if (!morvel.awaitLine("event tap installed") || !morvel.awaitLine("Audio output"))
+            state.SkipWithError("Morvel did not start");
+        state.SetIterationTime(millisecondsSince(start) / 1000);
+    }
+    state.SetLabel("budget: 200 ms");
+}
+BENCHMARK(StartToTapAndSound)->UseManualTime()->Unit(benchmark::kMillisecond)->Iterations(10);
+
+double residentMegabytes(pid_t pid) {
+    std::ifstream statm("/proc/" + std::to_string(pid) + "/statm");
+    double total = 0;
+    double resident = 0;
+    statm >> total >> resident;
+    return resident * static_cast<double>(sysconf(_SC_PAGESIZE)) / 1e6;
+}
+
+void KeyPressToSound(benchmark::State& state) {
+    bench::Desktop desktop;
+    test::MorvelProcess morvel(desktop.home(), desktop.environment());
+    if (!morvel.awaitLine("event tap installed") || !morvel.awaitLine("Audio output")) {
+        state.SkipWithError("Morvel did not start");
+        return;
+    }
+    std::vector<SoundCategory> categories;
+    for (const SoundCategory category : allSoundCategories())
+        if (group(category))
+            categories.push_back(category);
+    SimulatedLog log;
+    SystemRandom random;
+    const ThemeCatalog catalog(MORVEL_SOURCE_THEMES, {}, log);
+    const auto theme = SoundTheme::load("mechanical", catalog, log, random);
+    if (!theme) {
+        state.SkipWithError("no theme");
+        return;
+    }
+    audition::KeyInjector keys(desktop.x.display());
+    for (auto _ : state) {
+        audition::MonitorRecorder recorder("speaker.monitor", desktop.sound.address());
+        const auto strokes = audition::perform(
+            keys, audition::typingScript("the quick brown fox jumps over the lazy dog "
+                                         "and types on for a while to have enough figures"));
+        recorder.await(recorder.frameLength() + 30000);
+        const auto recording = recorder.finish();
+        const auto heard =
+            audition::SoundMatcher(*theme.value(), categories).listen(recording.interleaved);
+        const auto comparison = audition::compare(strokes, heard, recording);
+        state.counters["median_ms"] = comparison.median();
+        state.counters["p95_ms"] = comparison.percentile(0.95);
+        state.counters["strokes"] = static_cast<double>(comparison.latenciesMs.size());
+        state.counters["wrong"] = static_cast<double>(comparison.complaints.size());
+        state.counters["resident_MB"] = residentMegabytes(morvel.process().pid());
+    }
+    state.SetLabel("budget: median 3.5 ms, p95 5 ms; 45 MB");
+}
+BENCHMARK(KeyPressToSound)->Unit(benchmark::kMillisecond)->Iterations(1);
+
+} // namespace
+} // namespace morvel
