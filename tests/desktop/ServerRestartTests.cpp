@@ -28,6 +28,7 @@
 #include <atomic>
 #include <condition_variable>
 #include <cstdlib>
+#include <fstream>
 #include <functional>
 #include <mutex>
 #include <thread>
@@ -38,24 +39,37 @@ namespace {
 using namespace std::chrono_literals;
 using Clock_ = std::chrono::steady_clock;
 
-// The longest time between waking up and waiting again.
+// The longest time between waking up and waiting again, less what the machine made this thread wait
+// for a processor: other programs' work is not ours.
 class LoopWatch {
 public:
     LoopWatch() {
         auto* dispatcher = QAbstractEventDispatcher::instance();
-        QObject::connect(dispatcher, &QAbstractEventDispatcher::awake, &context_,
-                         [this] { woke_ = Clock_::now(); });
+        QObject::connect(dispatcher, &QAbstractEventDispatcher::awake, &context_, [this] {
+            woke_ = Clock_::now();
+            queuedAtWake_ = queued();
+        });
         QObject::connect(dispatcher, &QAbstractEventDispatcher::aboutToBlock, &context_, [this] {
             if (woke_ != Clock_::time_point{})
-                longest = std::max(longest, Clock_::now() - woke_);
+                longest = std::max(longest, Clock_::now() - woke_ - (queued() - queuedAtWake_));
         });
     }
 
     Clock_::duration longest{};
 
 private:
+    // The second figure of the scheduler's statistics: time spent runnable, but not running.
+    static std::chrono::nanoseconds queued() {
+        std::ifstream statistics("/proc/thread-self/schedstat");
+        std::int64_t ran = 0;
+        std::int64_t waited = 0;
+        statistics >> ran >> waited;
+        return std::chrono::nanoseconds(waited);
+    }
+
     QObject context_;
     Clock_::time_point woke_{};
+    std::chrono::nanoseconds queuedAtWake_{};
 };
 
 // Types from a thread of its own, as a person does who knows nothing of servers.

@@ -34,6 +34,6 @@ struct Comparison {
 // Matches strokes and sounds one to one, in order of time. A sound that is less alike its sample
 // than `leastCorrelation` is a complaint.
 Comparison compare(const std::vector<MadeStroke>& strokes, const std::vector<HeardSound>& heard,
-                   const MonitorRecording& recording, double leastCorrelation = 0.9);
+                   const MonitorRecording& recording, double leastCorrelation = 0.95);
 
 } // namespace morvel::audition

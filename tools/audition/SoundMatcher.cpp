@@ -15,6 +15,7 @@ constexpr std::size_t fineWindow = 700;   // frames, 16 ms
 constexpr double coarseCents = 8;
 constexpr std::ptrdiff_t coarseReach = 26; // frames that a trigger may be off
 constexpr std::size_t finalists = 4;
+constexpr double convincing = 0.97; // correlation of a match beyond doubt
 // Times the sample. A key sounds at full volume: what is far below it is what the subtraction of
 // another sound has left.
 constexpr double quietest = 0.2;
@@ -178,30 +179,40 @@ SoundMatcher::Fit SoundMatcher::bestFit(std::span<const float> residual,
         return a.correlation > b.correlation;
     };
     std::sort(fits.begin(), fits.end(), byCorrelation);
-    fits.resize(std::min(finalists, fits.size()));
-    for (Fit& fit : fits)
-        refine(residual, fit);
-    std::sort(fits.begin(), fits.end(), byCorrelation);
-    return fits.empty() ? Fit{} : fits.front();
+    Fit best;
+    for (const auto& [count, reach] : {std::pair(finalists, 2), std::pair(4 * finalists, 4)}) {
+        for (std::size_t i = 0; i < std::min(count, fits.size()); ++i)
+            if (const Fit fit = refined(residual, fits[i], reach);
+                fit.correlation > best.correlation)
+                best = fit;
+        if (best.correlation > convincing)
+            break; // else look wider
+    }
+    return best;
 }
 
 // A sound begins with a whole frame; only its rate is continuous.
-void SoundMatcher::refine(std::span<const float> residual, Fit& fit) {
-    constexpr std::size_t reach = 2;
-    const std::span<const float> sample = fit.sample->mono;
-    const Fit coarse = fit;
-    fit.correlation = 0;
-    for (std::size_t start = coarse.start - std::min(coarse.start, reach);
-         start <= coarse.start + reach; ++start) {
-        const double rate =
-            maximum(coarse.rate * centsToRate(-coarseCents), coarse.rate * centsToRate(coarseCents),
-                    [&](double tried) {
-                        return likenessAt(residual, sample, start, tried, fineWindow).correlation;
-                    });
+SoundMatcher::Fit SoundMatcher::refined(std::span<const float> residual, const Fit& coarse,
+                                        std::ptrdiff_t reach) {
+    constexpr double gridCents = 2; // near enough for the search that follows to have one summit
+    const std::span<const float> sample = coarse.sample->mono;
+    Fit best;
+    const auto consider = [&](std::size_t start, double rate) {
         const Likeness found = likenessAt(residual, sample, start, rate, fineWindow);
-        if (found.correlation > fit.correlation)
-            fit = {coarse.sample, start, rate, found.correlation, found.level};
-    }
+        if (found.correlation > best.correlation)
+            best = {coarse.sample, start, rate, found.correlation, found.level};
+        return found.correlation;
+    };
+    const auto middle = static_cast<std::ptrdiff_t>(coarse.start);
+    for (std::ptrdiff_t start = std::max<std::ptrdiff_t>(middle - reach, 0);
+         start <= middle + reach; ++start)
+        for (double cents = -coarseCents; cents <= coarseCents; cents += gridCents)
+            consider(static_cast<std::size_t>(start), coarse.rate * centsToRate(cents));
+    const double low = best.rate * centsToRate(-gridCents);
+    const double high = best.rate * centsToRate(gridCents);
+    const std::size_t start = best.start;
+    consider(start, maximum(low, high, [&](double rate) { return consider(start, rate); }));
+    return best;
 }
 
 std::vector<HeardSound> SoundMatcher::listen(std::span<const float> interleaved) const {

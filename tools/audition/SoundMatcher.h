@@ -55,7 +55,7 @@ private:
     static Fit coarseFit(const Template& sample, std::span<const float> residual,
                          std::size_t trigger);
     Fit bestFit(std::span<const float> residual, std::size_t trigger) const;
-    static void refine(std::span<const float> residual, Fit& fit);
+    static Fit refined(std::span<const float> residual, const Fit& coarse, std::ptrdiff_t reach);
 
     std::vector<Template> templates_;
     float threshold_ = 0;
