@@ -16,9 +16,9 @@ constexpr double coarseCents = 8;
 constexpr std::ptrdiff_t coarseReach = 26; // frames that a trigger may be off
 constexpr std::size_t finalists = 4;
 constexpr double convincing = 0.97; // correlation of a match beyond doubt
-// Times the sample. A key sounds at full volume: what is far below it is what the subtraction of
-// another sound has left.
-constexpr double quietest = 0.2;
+// Times the sample, at the volume its theme gives it. A second sound of a key would be as loud as
+// the first; what is far below is what a subtraction has left.
+constexpr double quietest = 0.5;
 
 // Windowed sinc of 2 * reach taps, with a window that costs no function calls.
 double interpolated(std::span<const float> x, double position) {
@@ -124,7 +124,8 @@ SoundMatcher::SoundMatcher(const SoundTheme& theme, std::span<const SoundCategor
         if (found == theme.categories().end())
             continue;
         for (const auto& buffer : found->second.buffers) {
-            Template sample{category, found->second.pitchJitterCents, {}, 0, {}};
+            Template sample{category, found->second.gain, found->second.pitchJitterCents, {}, 0,
+                            {}};
             const auto& [left, right] = buffer->channels;
             for (std::size_t n = 0; n < left.size(); ++n)
                 sample.mono.push_back((left[n] + right[n]) / 2);
@@ -229,7 +230,7 @@ std::vector<HeardSound> SoundMatcher::listen(std::span<const float> interleaved)
         if (fit.sample == nullptr)
             break;
         n += settled;
-        if (fit.level < quietest)
+        if (fit.level < quietest * fit.sample->gain)
             continue;
         heard.push_back({fit.start, fit.sample->category, fit.correlation, fit.rate, fit.level});
         const auto length =

@@ -39,6 +39,7 @@ private:
     };
     struct Template {
         SoundCategory category;
+        float gain;
         float jitterCents;
         std::vector<float> mono;
         std::size_t onset; // first frame that could trigger the search
