@@ -62,6 +62,7 @@ void AppDelegate::trustChanged(bool trusted) {
     services_.log.line("Accessibility revoked mid-session — stopping input modules and "
                        "re-prompting");
     services_.keyboard.stop();
+    services_.audio.stopLoop(0.1);
 }
 
 } // namespace morvel

@@ -7,6 +7,7 @@
 #include "platform/linux/CubebAudioOutput.h"
 #include "platform/linux/LinuxApplicationBundle.h"
 #include "platform/linux/ProcfsProcessTable.h"
+#include "platform/linux/SessionType.h"
 #include "platform/linux/SystemClock.h"
 #include "platform/linux/SystemLog.h"
 #include "platform/linux/SystemRandom.h"
@@ -21,13 +22,6 @@
 namespace {
 
 using namespace morvel;
-
-// On Wayland an X server is there for old programs only: it does not hear what others are sent.
-bool isX11Session(const Environment& environment) {
-    const auto type = environment("XDG_SESSION_TYPE");
-    const bool waylandDisplay = !environment("WAYLAND_DISPLAY").value_or("").empty();
-    return type ? *type != "wayland" : !waylandDisplay;
-}
 
 bool isOn(const Environment& environment, const std::string& name) {
     return environment(name) == "1";

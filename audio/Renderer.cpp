@@ -56,29 +56,36 @@ void Renderer::renderBlock(float* interleaved, std::uint32_t frames) noexcept {
         limiter_.process(interleaved, frames);
 }
 
-void Renderer::applyCommands() noexcept {
+void Renderer::followGeneration() noexcept {
     const std::uint32_t generation = commands_.generation();
-    if (generation != generation_) {
-        const auto isNew = [this](std::uint32_t limit) {
-            return static_cast<std::int32_t>(limit - generation_) > 0;
-        };
-        const bool forget = isNew(commands_.forgottenBefore());
-        const bool silence = isNew(commands_.silencedBefore());
-        generation_ = generation;
+    if (generation == generation_)
+        return;
+    const auto isNew = [this](std::uint32_t limit) {
+        return static_cast<std::int32_t>(limit - generation_) > 0;
+    };
+    const bool forget = isNew(commands_.forgottenBefore());
+    const bool silence = isNew(commands_.silencedBefore());
+    generation_ = generation;
+    if (forget)
+        limiter_.clear();
+    for (Voice& voice : voices_) {
         if (forget)
-            limiter_.clear();
-        for (Voice& voice : voices_) {
-            if (forget)
-                voice.cut();
-            else if (silence)
-                voice.stop();
-        }
+            voice.cut();
+        else if (silence)
+            voice.stop();
     }
+}
+
+void Renderer::applyCommands() noexcept {
+    followGeneration();
     // The queue's own length bounds the work: what producers add meanwhile waits for the next
     // block.
     StartCommand command;
-    for (std::size_t i = 0; i < RenderCommands::queueCapacity && commands_.next(command); ++i)
+    for (std::size_t i = 0; i < RenderCommands::queueCapacity && commands_.next(command); ++i) {
+        // A silencing that came just now is older than a sound that was asked for after it.
+        followGeneration();
         start(command);
+    }
     updateLoop();
 }
 

@@ -36,6 +36,7 @@ public:
     void close() noexcept;
 
 private:
+    void followGeneration() noexcept;
     void applyCommands() noexcept;
     void start(const StartCommand& command) noexcept;
     void updateLoop() noexcept;

@@ -21,7 +21,7 @@ using SteadyClock = std::chrono::steady_clock;
 constexpr std::chrono::milliseconds measuringTime(200);
 constexpr std::uint64_t fewestCalls = 20;
 // A start() during an outage hastens the next attempt, but not without end.
-constexpr std::chrono::milliseconds shortestRetry(50);
+constexpr std::chrono::milliseconds shortestRetry(400);
 
 } // namespace
 

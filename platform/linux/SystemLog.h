@@ -1,3 +1,5 @@
+// Ignores SIGPIPE for the whole process, for a log must not end it.
+//
 // The system log (syslog(3), which the journal reads) and standard error.
 #pragma once
 

@@ -10,12 +10,16 @@ namespace morvel {
 
 namespace {
 
+// Those that the parent wants ignored (as nohup does) stay so.
 sigset_t terminating() {
     sigset_t set;
     sigemptyset(&set);
-    sigaddset(&set, SIGTERM);
-    sigaddset(&set, SIGINT);
-    sigaddset(&set, SIGHUP);
+    for (const int signal : {SIGTERM, SIGINT, SIGHUP}) {
+        struct sigaction current {};
+        sigaction(signal, nullptr, &current);
+        if (current.sa_handler != SIG_IGN)
+            sigaddset(&set, signal);
+    }
     return set;
 }
 

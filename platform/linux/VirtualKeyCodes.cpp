@@ -13,6 +13,24 @@ struct StateDeleter {
     void operator()(xkb_state* state) const { xkb_state_unref(state); }
 };
 
+// A keymap may leave the symbol on the Caps Lock key and give it another action: what the key does
+// decides what it is.
+std::int64_t lockKeyCode(xkb_keymap* keymap, xkb_keycode_t code) {
+    const std::unique_ptr<xkb_state, StateDeleter> state(xkb_state_new(keymap));
+    if (!state)
+        return neutralKeyCode;
+    const auto sets = [&](const char* modifier, xkb_state_component component) {
+        return xkb_state_mod_name_is_active(state.get(), modifier, component) > 0;
+    };
+    xkb_state_update_key(state.get(), code, XKB_KEY_DOWN);
+    const bool isControl = sets(XKB_MOD_NAME_CTRL, XKB_STATE_MODS_DEPRESSED);
+    const bool isShift = sets(XKB_MOD_NAME_SHIFT, XKB_STATE_MODS_DEPRESSED);
+    xkb_state_update_key(state.get(), code, XKB_KEY_UP);
+    if (sets(XKB_MOD_NAME_CAPS, XKB_STATE_MODS_LOCKED))
+        return capsLockKeyCode;
+    return isControl ? 59 : isShift ? 56 : neutralKeyCode;
+}
+
 // The range of hardware dependent symbols that newer keymaps use for the laptop's Fn key.
 constexpr xkb_keysym_t fnKeysym = 0x100811d0;
 
@@ -89,8 +107,11 @@ VirtualKeyCodeTable virtualKeyCodeTable(xkb_keymap* keymap, xkb_layout_index_t l
         if (keyLayout == XKB_LAYOUT_INVALID)
             continue;
         const xkb_keysym_t* symbols = nullptr;
-        if (xkb_keymap_key_get_syms_by_level(keymap, code, keyLayout, 0, &symbols) == 1)
-            table[code] = virtualKeyCode(symbols[0]);
+        if (xkb_keymap_key_get_syms_by_level(keymap, code, keyLayout, 0, &symbols) != 1)
+            continue;
+        table[code] = virtualKeyCode(symbols[0]);
+        if (table[code] == capsLockKeyCode)
+            table[code] = lockKeyCode(keymap, code);
     }
     return table;
 }

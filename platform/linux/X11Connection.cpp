@@ -50,8 +50,14 @@ void X11Connection::dispatch() {
     if (!alive() && !reportedLoss_) {
         reportedLoss_ = true;
         notifier_.setEnabled(false);
-        if (lost_)
-            lost_();
+        // In a turn of its own: the loss may be noticed before the main run loop runs.
+        QMetaObject::invokeMethod(
+            &notifier_,
+            [this] {
+                if (lost_)
+                    lost_();
+            },
+            Qt::QueuedConnection);
     }
 }
 

@@ -191,8 +191,10 @@ void X11KeyTap::handleRawKey(const xcb_generic_event_t& event, bool pressed) {
 
 void X11KeyTap::handleHierarchy(const xcb_generic_event_t& event) {
     const auto& hierarchy = reinterpret_cast<const xcb_input_hierarchy_event_t&>(event);
-    const auto gone =
-        XCB_INPUT_HIERARCHY_MASK_SLAVE_REMOVED | XCB_INPUT_HIERARCHY_MASK_DEVICE_DISABLED;
+    // From any of these on, its key releases go elsewhere or nowhere.
+    const auto gone = XCB_INPUT_HIERARCHY_MASK_SLAVE_REMOVED |
+                      XCB_INPUT_HIERARCHY_MASK_SLAVE_DETACHED |
+                      XCB_INPUT_HIERARCHY_MASK_DEVICE_DISABLED;
     const xcb_input_hierarchy_info_t* infos = xcb_input_hierarchy_infos(&hierarchy);
     for (int i = 0; i < xcb_input_hierarchy_infos_length(&hierarchy); ++i)
         if ((infos[i].flags & gone) != 0)

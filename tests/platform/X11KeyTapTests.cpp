@@ -153,6 +153,15 @@ TEST_F(X11KeyTapTest, ACapsLockRemappedToControlIsAControl) {
     EXPECT_EQ(events[0].flags, 0x1u);
 }
 
+TEST_F(X11KeyTapTest, ACapsLockKeyThatActsAsControlIsAControl) {
+    setKeymap({"-layout", "us", "-option", "caps:ctrl_modifier"});
+    ASSERT_TRUE(tap.install(listener));
+    const auto events = eventsOf([&] { type(XKB_KEY_Caps_Lock); });
+    ASSERT_EQ(codes(events), (std::vector<std::int64_t>{59, 59}));
+    EXPECT_EQ(events[0].flags, 0x1u);
+    EXPECT_EQ(events[1].flags, 0u);
+}
+
 TEST_F(X11KeyTapTest, AChangeOfTheKeymapIsFollowed) {
     ASSERT_TRUE(tap.install(listener));
     setKeymap({"-layout", "us", "-option", "caps:backspace"});

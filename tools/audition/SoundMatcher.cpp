@@ -195,7 +195,9 @@ SoundMatcher::Fit SoundMatcher::bestFit(std::span<const float> residual,
 // A sound begins with a whole frame; only its rate is continuous.
 SoundMatcher::Fit SoundMatcher::refined(std::span<const float> residual, const Fit& coarse,
                                         std::ptrdiff_t reach) {
-    constexpr double gridCents = 2; // near enough for the search that follows to have one summit
+    constexpr int gridSteps = 4;
+    constexpr double gridCents =
+        coarseCents / gridSteps; // near enough for the search that follows to have one summit
     const std::span<const float> sample = coarse.sample->mono;
     Fit best;
     const auto consider = [&](std::size_t start, double rate) {
@@ -207,8 +209,8 @@ SoundMatcher::Fit SoundMatcher::refined(std::span<const float> residual, const F
     const auto middle = static_cast<std::ptrdiff_t>(coarse.start);
     for (std::ptrdiff_t start = std::max<std::ptrdiff_t>(middle - reach, 0);
          start <= middle + reach; ++start)
-        for (double cents = -coarseCents; cents <= coarseCents; cents += gridCents)
-            consider(static_cast<std::size_t>(start), coarse.rate * centsToRate(cents));
+        for (int step = -gridSteps; step <= gridSteps; ++step)
+            consider(static_cast<std::size_t>(start), coarse.rate * centsToRate(step * gridCents));
     const double low = best.rate * centsToRate(-gridCents);
     const double high = best.rate * centsToRate(gridCents);
     const std::size_t start = best.start;

@@ -1,0 +1,13 @@
+// Which kind of desktop session the program runs in.
+#pragma once
+
+#include "platform/Environment.h"
+
+namespace morvel {
+
+// False on Wayland, where an X server is there for old programs only and does not hear what others
+// are sent. A session that was started from a console does not say what it is; there the Wayland
+// display tells. Main thread.
+bool isX11Session(const Environment& environment);
+
+} // namespace morvel
