@@ -192,6 +192,22 @@ SoundMatcher::Fit SoundMatcher::bestFit(std::span<const float> residual,
     return best;
 }
 
+// What an imperfect subtraction left, after a drop-out of the sound server say, may trigger the
+// search just before a sound begins; the sound itself is then found a little later.
+SoundMatcher::Fit SoundMatcher::bestFitNear(std::span<const float> residual,
+                                            std::size_t trigger) const {
+    constexpr std::size_t stride = coarseReach;
+    constexpr std::size_t farthest = 12 * stride; // frames, 7 ms
+    Fit best = bestFit(residual, trigger);
+    if (best.sample == nullptr || best.level < quietest * best.sample->gain)
+        return best;
+    for (std::size_t later = stride; later <= farthest && best.correlation < convincing;
+         later += stride)
+        if (const Fit fit = bestFit(residual, trigger + later); fit.correlation > best.correlation)
+            best = fit;
+    return best;
+}
+
 // A sound begins with a whole frame; only its rate is continuous.
 SoundMatcher::Fit SoundMatcher::refined(std::span<const float> residual, const Fit& coarse,
                                         std::ptrdiff_t reach) {
@@ -228,7 +244,7 @@ std::vector<HeardSound> SoundMatcher::listen(std::span<const float> interleaved)
     for (std::size_t n = 0; n < interleaved.size() / 2; ++n) {
         if (std::abs(residual[n]) <= threshold_)
             continue;
-        const Fit fit = bestFit(residual, n);
+        const Fit fit = bestFitNear(residual, n);
         if (fit.sample == nullptr)
             break;
         n += settled;

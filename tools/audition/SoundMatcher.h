@@ -56,6 +56,7 @@ private:
     static Fit coarseFit(const Template& sample, std::span<const float> residual,
                          std::size_t trigger);
     Fit bestFit(std::span<const float> residual, std::size_t trigger) const;
+    Fit bestFitNear(std::span<const float> residual, std::size_t trigger) const;
     static Fit refined(std::span<const float> residual, const Fit& coarse, std::ptrdiff_t reach);
 
     std::vector<Template> templates_;
