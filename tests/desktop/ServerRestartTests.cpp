@@ -18,8 +18,7 @@
 #include "tests/support/TemporaryFolder.h"
 #include "tests/support/XServer.h"
 #include "themes/SoundTheme.h"
-#include "tools/audition/KeyInjector.h"
-#include "tools/audition/MonitorRecorder.h"
+#include "tools/audition/Audition.h"
 
 #include <gtest/gtest.h>
 
@@ -78,12 +77,9 @@ public:
     explicit Typist(const std::string& display)
         : thread_([this, display] {
             audition::KeyInjector keys(display);
-            while (!done_) {
-                keys.press(XKB_KEY_a);
-                std::this_thread::sleep_for(20ms); // the rhythm of the typing itself
-                keys.release(XKB_KEY_a);
-                std::this_thread::sleep_for(20ms);
-            }
+            const auto word = audition::typingScript("a");
+            while (!done_)
+                audition::perform(keys, word);
         }) {}
     ~Typist() {
         done_ = true;
