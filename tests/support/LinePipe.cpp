@@ -32,15 +32,14 @@ LinePipe::~LinePipe() {
 }
 
 bool LinePipe::await(const std::string& text, std::chrono::milliseconds limit) {
-    return find(text, limit) != lines_.end();
+    return find(text, limit).has_value();
 }
 
 bool LinePipe::take(const std::string& text, std::chrono::milliseconds limit) {
     const auto found = find(text, limit);
-    if (found == lines_.end())
-        return false;
-    lines_.erase(found);
-    return true;
+    if (found)
+        lines_.erase(lines_.begin() + *found);
+    return found.has_value();
 }
 
 void LinePipe::drain() {
@@ -55,8 +54,8 @@ std::size_t LinePipe::count(const std::string& text) const {
         }));
 }
 
-std::vector<std::string>::iterator LinePipe::find(const std::string& text,
-                                                  std::chrono::milliseconds limit) {
+std::optional<std::ptrdiff_t> LinePipe::find(const std::string& text,
+                                             std::chrono::milliseconds limit) {
     const auto deadline = std::chrono::steady_clock::now() + limit;
     for (;;) {
         drain();
@@ -64,11 +63,11 @@ std::vector<std::string>::iterator LinePipe::find(const std::string& text,
             return line.find(text) != std::string::npos;
         });
         if (found != lines_.end())
-            return found;
+            return found - lines_.begin();
         const auto left = std::chrono::ceil<std::chrono::milliseconds>(
             deadline - std::chrono::steady_clock::now());
         if (left.count() <= 0 || !readable(file_, left))
-            return lines_.end();
+            return std::nullopt;
     }
 }
 

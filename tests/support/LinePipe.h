@@ -3,6 +3,7 @@
 
 #include <chrono>
 #include <cstddef>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -32,8 +33,8 @@ public:
     std::size_t count(const std::string& text) const;
 
 private:
-    std::vector<std::string>::iterator find(const std::string& text,
-                                            std::chrono::milliseconds limit);
+    // The place of the first line that holds `text`.
+    std::optional<std::ptrdiff_t> find(const std::string& text, std::chrono::milliseconds limit);
     void readOnce();
 
     std::string path_;
