@@ -9,7 +9,7 @@ Image {
 
     width: size
     height: size
-    sourceSize.width: Math.ceil(size * Screen.devicePixelRatio)
-    sourceSize.height: sourceSize.width
-    source: name === "" ? "" : "image://symbol/" + name + "/" + encodeURIComponent(color.toString())
+    sourceSize: Qt.size(Math.ceil(size * Screen.devicePixelRatio),
+                        Math.ceil(size * Screen.devicePixelRatio))
+    source: name === "" ? "" : "image://symbol/" + name + "/" + color.toString().substring(1)
 }

@@ -12,7 +12,7 @@ namespace morvel {
 
 namespace {
 
-// image://symbol/<name>/<colour as #aarrggbb>; the width asked for is in device pixels.
+// image://symbol/<name>/<colour as aarrggbb or rrggbb>; the width asked for is in device pixels.
 class SymbolProvider : public QQuickImageProvider {
 public:
     SymbolProvider()
@@ -21,7 +21,8 @@ public:
     QImage requestImage(const QString& id, QSize* size, const QSize& requested) override {
         const qsizetype slash = id.indexOf(QLatin1Char('/'));
         const int pixels = requested.width() > 0 ? requested.width() : 32;
-        const QImage image = symbolImage(id.left(slash), QColor(id.mid(slash + 1)), pixels);
+        const QImage image =
+            symbolImage(id.left(slash), QColor(QLatin1Char('#') + id.mid(slash + 1)), pixels);
         if (size != nullptr)
             *size = image.size();
         return image;

@@ -48,7 +48,7 @@ TEST_F(HostingWindowFactoryTest, AWindowHasItsTitleAndAFixedSizeAndShowsSymbols)
 }
 
 TEST_F(HostingWindowFactoryTest, AViewThatCannotBeLoadedGivesNoWindow) {
-    EXPECT_EQ(factory_.makeWindow("Morvel", QSize(420, 400), {view("import Nowhere"), {}}),
+    EXPECT_EQ(factory_.makeWindow("Morvel", QSize(420, 400), {view("import Nowhere 1.0"), {}}),
               nullptr);
 }
 
