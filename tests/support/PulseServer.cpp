@@ -9,8 +9,6 @@
 #include <chrono>
 #include <csignal>
 #include <stdexcept>
-#include <thread>
-#include <vector>
 
 namespace morvel::test {
 
@@ -39,16 +37,6 @@ bool acceptsClients(const std::string& address) {
     return ready;
 }
 
-// The server's main thread passes every block on; on a busy machine it must not queue.
-bool mayRunInRealTime() {
-    bool may = false;
-    std::thread([&may] {
-        const sched_param lowest{.sched_priority = 1};
-        may = sched_setscheduler(0, SCHED_RR, &lowest) == 0;
-    }).join();
-    return may;
-}
-
 } // namespace
 
 PulseServer::PulseServer(std::filesystem::path folder)
@@ -63,18 +51,13 @@ void PulseServer::start() {
     const int watch = inotify_init1(IN_CLOEXEC);
     inotify_add_watch(watch, folder_.c_str(), IN_CREATE);
     const std::string folder = folder_.string();
-    std::vector<std::string> command = {
-        "pulseaudio",
-        "-n",
-        "--daemonize=no",
-        "--exit-idle-time=-1",
-        "--log-level=error",
-        "--load=module-native-protocol-unix socket=" + socket().string() + " auth-anonymous=1",
-        "--load=module-null-sink sink_name=speaker format=float32le rate=44100 norewinds=1"};
-    if (mayRunInRealTime())
-        command.insert(command.begin(), {"chrt", "--rr", "4"});
     process_ = std::make_unique<ChildProcess>(ChildProcess::Setup{
-        .command = command,
+        .command = {"pulseaudio", "-n", "--daemonize=no", "--exit-idle-time=-1",
+                    "--log-level=error",
+                    "--load=module-native-protocol-unix socket=" + socket().string() +
+                        " auth-anonymous=1",
+                    std::string("--load=module-null-sink sink_name=speaker format=float32le ") +
+                        "rate=44100 norewinds=1"},
         .environment = {"HOME=" + folder, "XDG_RUNTIME_DIR=" + folder, "XDG_CONFIG_HOME=" + folder,
                         "PULSE_RUNTIME_PATH=" + folder, "PULSE_STATE_PATH=" + folder,
                         "DBUS_SESSION_BUS_ADDRESS=", "DISPLAY="},
@@ -89,6 +72,10 @@ void PulseServer::start() {
     close(watch);
     if (!ready)
         throw std::runtime_error("PulseAudio did not start");
+    // The server's main thread passes every block on; on a busy machine it must not queue. Where
+    // this is refused a busy machine may spoil a recording.
+    const sched_param low{.sched_priority = 4};
+    sched_setscheduler(process_->pid(), SCHED_RR, &low);
 }
 
 void PulseServer::kill() {
