@@ -1,8 +1,8 @@
 #include "app/AppDelegate.h"
 
-#include "themes/SoundTheme.h"
-
 #include <fmt/format.h>
+
+#include <string>
 
 namespace morvel {
 
@@ -12,6 +12,7 @@ AppDelegate::AppDelegate(Services services)
 void AppDelegate::applicationDidFinishLaunching() {
     services_.settings.applyToAudioEngine();
     services_.catalog.ensureUserThemesDirectoryExists();
+    services_.themes.refreshCatalog();
     chooseTheme();
     services_.permission.logIdentity();
     services_.permission.startMonitoring();
@@ -29,7 +30,7 @@ void AppDelegate::chooseTheme() {
     const std::string persisted = services_.settings.themeID().toStdString();
     for (const std::string& candidate :
          {persisted, std::string("mechanical"), std::string("default")}) {
-        if (!activate(candidate))
+        if (!services_.themes.activate(candidate))
             continue;
         if (candidate != persisted) {
             services_.log.line(
@@ -39,19 +40,6 @@ void AppDelegate::chooseTheme() {
         return;
     }
     services_.log.line("No theme could be loaded. Morvel will be silent.");
-}
-
-bool AppDelegate::activate(const std::string& themeID) {
-    const auto theme =
-        SoundTheme::load(themeID, services_.catalog, services_.log, services_.random);
-    if (!theme) {
-        services_.log.line(
-            fmt::format("Theme '{}' failed to load: {}", themeID, theme.error().description()));
-        return false;
-    }
-    services_.audio.quiesceForThemeSwap();
-    services_.audio.setResolver(theme.value());
-    return true;
 }
 
 void AppDelegate::trustChanged(bool trusted) {

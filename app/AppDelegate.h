@@ -6,11 +6,10 @@
 #include "audio/AudioEngine.h"
 #include "keyboard/KeyboardEngine.h"
 #include "platform/Log.h"
-#include "platform/RandomSource.h"
 #include "themes/ThemeCatalog.h"
+#include "themes/controller/ThemeController.h"
 
 #include <QObject>
-#include <string>
 
 namespace morvel {
 
@@ -21,9 +20,9 @@ public:
         AppSettings& settings;
         AccessibilityPermission& permission;
         const ThemeCatalog& catalog;
+        ThemeController& themes;
         AudioEngine& audio;
         KeyboardEngine& keyboard;
-        RandomSource& random;
         Log& log;
     };
 
@@ -36,9 +35,8 @@ public:
     void applicationWillTerminate();
 
 private:
-    // Makes the persisted theme the engine's, else the first of the built-in ones that loads.
+    // Activates the persisted theme, else the first of the built-in ones that loads.
     void chooseTheme();
-    bool activate(const std::string& themeID);
     void trustChanged(bool trusted);
 
     Services services_;

@@ -89,7 +89,8 @@ int main(int argc, char** argv) {
                             isOn(environment, "MORVEL_LATENCY_TRACE"));
 
     const ThemeCatalog catalog(bundle.themes, data / "Morvel" / "Themes", log);
-    AppDelegate delegate({settings, permission, catalog, audio, keyboard, random, log});
+    ThemeController themes({catalog, audio, random, log});
+    AppDelegate delegate({settings, permission, catalog, themes, audio, keyboard, log});
     delegate.applicationDidFinishLaunching();
     const int status = QCoreApplication::exec();
     delegate.applicationWillTerminate();

@@ -79,7 +79,7 @@ void AudioEngine::watchStart() {
     Scheduler& scheduler = state_->services.scheduler;
     state_->startWatch = scheduler.after(state_->options.startPatienceSeconds, [this] {
         if (state_->services.output.state() != AudioOutputState::running)
-            state_->rendering->commands.forget();
+            state_->rendering->commands.forgetSounds();
     });
     constexpr double longestInterval = 5;
     const double interval = std::min(longestInterval, state_->options.keepWarmSeconds / 4);
@@ -179,9 +179,13 @@ void AudioEngine::setResolver(std::shared_ptr<const SampleResolving> resolver) {
     state_->resolver.swap(resolver);
 }
 
-std::shared_ptr<const SampleResolving> AudioEngine::resolver() const {
-    const std::lock_guard lock(state_->resolverMutex);
-    return state_->resolver;
+std::optional<ResolvedSample> AudioEngine::resolve(SoundCategory category) const {
+    std::shared_ptr<const SampleResolving> theme;
+    {
+        const std::lock_guard lock(state_->resolverMutex);
+        theme = state_->resolver;
+    }
+    return theme ? theme->sample(category) : std::nullopt;
 }
 
 void AudioEngine::applySubmixVolume() {

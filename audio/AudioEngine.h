@@ -7,7 +7,7 @@
 //
 // Output is kept running while sounds are played and for some minutes after, then paused until the
 // next sound. While the sound server is gone plays are counted as usual but make no sound, neither
-// then nor later.
+// then nor later; a loop that runs is heard as soon as there is output for it.
 #pragma once
 
 #include "audio/Limiter.h"
@@ -153,7 +153,7 @@ private:
     void schedule(const ResolvedSample& sample, VoicePool::Handout handout, float rate,
                   float volume);
     void tracePlay(SoundCategory category, const PcmBuffer* buffer, float rate, float volume);
-    std::shared_ptr<const SampleResolving> resolver() const;
+    std::optional<ResolvedSample> resolve(SoundCategory category) const;
     void fadeTick();
 
     std::unique_ptr<State> state_;

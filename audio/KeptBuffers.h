@@ -23,6 +23,9 @@ public:
     // but the audio thread; no lock, no allocation.
     std::optional<std::uint16_t> keep(std::shared_ptr<const PcmBuffer> buffer) noexcept;
 
+    // The buffer of a slot that is kept and not retired. Any thread that was handed the slot.
+    const PcmBuffer* buffer(std::uint16_t slot) const noexcept { return slots_[slot].buffer.get(); }
+
     // The slot's buffer is not read any more. Any thread.
     void retire(std::uint16_t slot) noexcept {
         slots_[slot].state.store(State::retired, std::memory_order_release);

@@ -27,8 +27,7 @@ void AudioEngine::startLoop(SoundCategory category, float gain, float rate) {
         updateLoop(gain, rate);
         return;
     }
-    const auto theme = resolver();
-    const auto sample = theme ? theme->sample(category) : std::nullopt;
+    const auto sample = resolve(category);
     if (!sample) {
         warnMissing(category);
         return;
@@ -41,7 +40,8 @@ void AudioEngine::startLoop(SoundCategory category, float gain, float rate) {
     state.loop.gain = gain;
     state.loop.rate = rate;
     state.loop.volume = clampedVolume(gain * sample->gain);
-    if (outputTakesSounds())
+    // When lost output is back the loop is started anew. Any other output plays it once it runs.
+    if (state.services.output.state() != AudioOutputState::lost)
         state.rendering->commands.startLoop(sample->buffer, clampedRate(rate), state.loop.volume);
 }
 
@@ -52,8 +52,7 @@ void AudioEngine::updateLoop(float gain, float rate) {
     state.loop.fadeTimer.reset();
     state.loop.gain = gain;
     state.loop.rate = rate;
-    const auto theme = resolver();
-    const auto sample = theme ? theme->sample(*state.loop.category) : std::nullopt;
+    const auto sample = resolve(*state.loop.category);
     state.loop.volume = clampedVolume(gain * (sample ? sample->gain : 1.0F));
     state.rendering->commands.setLoopRate(clampedRate(rate));
     state.rendering->commands.setLoopVolume({state.loop.volume, shortRampFrames});

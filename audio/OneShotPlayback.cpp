@@ -13,8 +13,7 @@ namespace morvel {
 void AudioEngine::play(SoundCategory category, float volume, bool pitchJitter) {
     if (state_->muted)
         return;
-    const auto theme = resolver();
-    const auto sample = theme ? theme->sample(category) : std::nullopt;
+    const auto sample = resolve(category);
     if (!sample) {
         warnMissing(category);
         return;

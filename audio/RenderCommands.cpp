@@ -4,31 +4,32 @@
 
 namespace morvel {
 
-bool RenderCommands::push(StartCommand command, std::shared_ptr<const PcmBuffer> buffer) noexcept {
-    command.buffer = buffer.get();
+std::optional<std::uint16_t>
+RenderCommands::keep(std::shared_ptr<const PcmBuffer> buffer) noexcept {
     const auto slot = kept_.keep(std::move(buffer));
-    if (!slot) {
+    if (!slot)
         countDropped();
-        return false;
-    }
-    command.keptSlot = *slot;
-    if (!queue_.push(command)) {
-        kept_.retire(*slot);
-        countDropped();
-        return false;
-    }
-    return true;
+    return slot;
 }
 
 bool RenderCommands::play(std::size_t voice, std::shared_ptr<const PcmBuffer> buffer, float rate,
                           float volume, bool interrupts) noexcept {
     StartCommand command;
+    command.buffer = buffer.get();
     command.rate = rate;
     command.volume = volume;
     command.generation = generation_.load(std::memory_order_relaxed);
     command.voice = static_cast<std::uint8_t>(voice);
     command.interrupts = interrupts;
-    return push(command, std::move(buffer));
+    const auto slot = keep(std::move(buffer));
+    if (!slot)
+        return false;
+    command.keptSlot = *slot;
+    if (queue_.push(command))
+        return true;
+    kept_.retire(*slot);
+    countDropped();
+    return false;
 }
 
 void RenderCommands::setSubmixVolume(float volume) noexcept {
@@ -39,13 +40,34 @@ bool RenderCommands::startLoop(std::shared_ptr<const PcmBuffer> buffer, float ra
                                float volume) noexcept {
     setLoopRate(rate);
     setLoopVolume({volume, 0});
-    StartCommand command;
-    command.rate = rate;
-    command.volume = volume;
-    command.generation = startedLoop_.fetch_add(1, std::memory_order_relaxed) + 1;
+    const std::uint32_t generation = startedLoop_.load(std::memory_order_relaxed) + 1;
+    startedLoop_.store(generation, std::memory_order_relaxed);
+    const auto slot = keep(std::move(buffer));
+    putWaitingLoop(slot ? WaitingLoop{generation, *slot, 1} : WaitingLoop{});
+    return slot.has_value();
+}
+
+// The audio side may take the one before at the same time: whoever gets it retires it.
+void RenderCommands::putWaitingLoop(WaitingLoop loop) noexcept {
+    const WaitingLoop before = waitingLoop_.exchange(loop, std::memory_order_acq_rel);
+    if (before.present != 0)
+        kept_.retire(before.keptSlot);
+}
+
+bool RenderCommands::nextLoop(StartCommand& command) noexcept {
+    if (waitingLoop_.load(std::memory_order_relaxed).present == 0)
+        return false;
+    const WaitingLoop loop = waitingLoop_.exchange(WaitingLoop{}, std::memory_order_acq_rel);
+    if (loop.present == 0)
+        return false;
+    command.buffer = kept_.buffer(loop.keptSlot);
+    command.rate = loopRate();
+    command.volume = loopVolume().volume;
+    command.generation = loop.generation;
+    command.keptSlot = loop.keptSlot;
     command.voice = voiceCount;
     command.interrupts = true;
-    return push(command, std::move(buffer));
+    return true;
 }
 
 void RenderCommands::setLoopRate(float rate) noexcept {
@@ -58,6 +80,7 @@ void RenderCommands::setLoopVolume(RampedVolume volume) noexcept {
 
 void RenderCommands::stopLoop() noexcept {
     stoppedLoop_.store(startedLoop_.load(std::memory_order_relaxed), std::memory_order_release);
+    putWaitingLoop({});
 }
 
 void RenderCommands::silence() noexcept {
@@ -69,6 +92,10 @@ void RenderCommands::silence() noexcept {
 
 void RenderCommands::forget() noexcept {
     stopLoop();
+    forgetSounds();
+}
+
+void RenderCommands::forgetSounds() noexcept {
     forgottenBefore_.store(generation_.load(std::memory_order_relaxed) + 1,
                            std::memory_order_relaxed);
     expire();

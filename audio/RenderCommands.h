@@ -11,10 +11,13 @@
 //   starting a sound needs, so no half of a change is ever heard.
 // - Levels, rates and stops are states: only the newest matters, and it must not be lost to a full
 //   queue (a mute least of all). They are atomics that the audio side reads once a block.
+// - The loop to play is a state as well: a place for one that has not begun, which the audio side
+//   empties and the next loop or a stop replaces. It is not lost to a full queue, does not grow
+//   old, and begins with the level and rate of then, whenever rendering resumes.
 // - Silencing everything is a generation number. Sounds carry the number under which they were
 //   asked for; when it moves on, the audio side throws away what is still queued under an older one
 //   and, if so asked, stops what plays. So it takes effect even when nobody renders at the time,
-//   and no backlog is played late when rendering resumes.
+//   and no backlog is played late when rendering resumes. The loop ends by its own stop alone.
 // - Upward go atomics: which voices play, how many frames were rendered, what was dropped.
 // - Buffers are shared and immutable. The control side keeps each one alive until the audio side
 //   has said that it is done with it (KeptBuffers); the audio side never frees anything.
@@ -31,6 +34,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <memory>
+#include <optional>
 
 namespace morvel {
 
@@ -51,7 +55,7 @@ struct StartCommand {
     float volume = 1;
     std::uint32_t generation = 0; // of everything, or of the loop
     std::uint16_t keptSlot = 0;
-    std::uint8_t voice = 0;  // voiceCount: the loop voice
+    std::uint8_t voice = 0;
     bool interrupts = false; // drop what the voice plays, else play after it
 };
 
@@ -71,7 +75,8 @@ public:
 
     // ---- Control side, main thread only.
 
-    // Replaces the running loop, if any.
+    // Replaces the running loop, if any, and one that has not begun. The answer is false when the
+    // loop could not be kept.
     bool startLoop(std::shared_ptr<const PcmBuffer> buffer, float rate, float volume) noexcept;
     void setLoopRate(float rate) noexcept;
     void setLoopVolume(RampedVolume volume) noexcept;
@@ -81,6 +86,8 @@ public:
     // The same for when nobody renders: nothing of what was playing is heard when rendering
     // resumes, not even the end of a fade.
     void forget() noexcept;
+    // The same but for the loop, which plays on or begins when rendering resumes.
+    void forgetSounds() noexcept;
     // Gives back the memory of buffers that are played out.
     void collect() noexcept { kept_.collect(); }
 
@@ -100,6 +107,8 @@ public:
     // ---- Audio side.
 
     bool next(StartCommand& command) noexcept { return queue_.pop(command); }
+    // The loop that is to begin, for the loop voice.
+    bool nextLoop(StartCommand& command) noexcept;
     std::uint32_t generation() const noexcept {
         return generation_.load(std::memory_order_acquire);
     }
@@ -127,7 +136,14 @@ public:
     }
 
 private:
-    bool push(StartCommand command, std::shared_ptr<const PcmBuffer> buffer) noexcept;
+    struct WaitingLoop {
+        std::uint32_t generation = 0;
+        std::uint16_t keptSlot = 0;
+        std::uint16_t present = 0;
+    };
+
+    std::optional<std::uint16_t> keep(std::shared_ptr<const PcmBuffer> buffer) noexcept;
+    void putWaitingLoop(WaitingLoop loop) noexcept;
 
     CommandQueue<StartCommand, queueCapacity> queue_;
     KeptBuffers kept_;
@@ -135,6 +151,7 @@ private:
     std::atomic<std::uint32_t> silencedBefore_ = 0;
     std::atomic<std::uint32_t> forgottenBefore_ = 0;
     std::atomic<float> submixVolume_ = 1.0F;
+    std::atomic<WaitingLoop> waitingLoop_ = WaitingLoop{};
     std::atomic<std::uint32_t> startedLoop_ = 0;
     std::atomic<std::uint32_t> stoppedLoop_ = 0;
     std::atomic<float> loopRate_ = 1.0F;
@@ -143,6 +160,7 @@ private:
     std::atomic<std::uint64_t> rendered_ = 0;
     std::atomic<std::uint64_t> dropped_ = 0;
 
+    static_assert(std::atomic<WaitingLoop>::is_always_lock_free);
     static_assert(std::atomic<RampedVolume>::is_always_lock_free);
     static_assert(std::atomic<std::uint64_t>::is_always_lock_free);
 };

@@ -68,12 +68,20 @@ void Renderer::followGeneration() noexcept {
     generation_ = generation;
     if (forget)
         limiter_.clear();
-    for (Voice& voice : voices_) {
+    for (std::size_t i = 0; i < voices_.size(); ++i) {
+        Voice& voice = voices_[i];
+        if (i == voiceCount && !loopIsStopped(voice.generation()))
+            continue;
         if (forget)
             voice.cut();
         else if (silence)
             voice.stop();
     }
+}
+
+// The difference tells older from newer also when the number wraps round.
+bool Renderer::loopIsStopped(std::uint32_t generation) const noexcept {
+    return static_cast<std::int32_t>(commands_.stoppedLoop() - generation) >= 0;
 }
 
 void Renderer::applyCommands() noexcept {
@@ -86,28 +94,36 @@ void Renderer::applyCommands() noexcept {
         followGeneration();
         start(command);
     }
+    startLoop();
     updateLoop();
 }
 
 void Renderer::start(const StartCommand& command) noexcept {
-    const bool isLoop = command.voice == voiceCount;
     // A sound asked for after a silencing that this block has not seen yet is of a newer
     // generation; the difference tells older from newer also when the number wraps round.
-    const bool outdated =
-        isLoop ? static_cast<std::int32_t>(commands_.stoppedLoop() - command.generation) >= 0
-               : static_cast<std::int32_t>(generation_ - command.generation) > 0;
-    if (outdated) {
+    if (static_cast<std::int32_t>(generation_ - command.generation) > 0) {
         commands_.retire(command.keptSlot);
         return;
     }
     voices_[command.voice].start(command);
 }
 
+void Renderer::startLoop() noexcept {
+    StartCommand command;
+    if (!commands_.nextLoop(command))
+        return;
+    if (loopIsStopped(command.generation)) {
+        commands_.retire(command.keptSlot);
+        return;
+    }
+    voices_[voiceCount].start(command);
+}
+
 void Renderer::updateLoop() noexcept {
     Voice& loop = voices_[voiceCount];
     if (!loop.isPlaying())
         return;
-    if (static_cast<std::int32_t>(commands_.stoppedLoop() - loop.generation()) >= 0) {
+    if (loopIsStopped(loop.generation())) {
         loop.stop();
         return;
     }

@@ -39,6 +39,8 @@ private:
     void followGeneration() noexcept;
     void applyCommands() noexcept;
     void start(const StartCommand& command) noexcept;
+    void startLoop() noexcept;
+    bool loopIsStopped(std::uint32_t generation) const noexcept;
     void updateLoop() noexcept;
     void renderBlock(float* interleaved, std::uint32_t frames) noexcept;
     void awaitBlockEnd() const noexcept;

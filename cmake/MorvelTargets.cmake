@@ -52,3 +52,27 @@ function(morvel_test name)
         DISCOVERY_TIMEOUT 60
         PROPERTIES ${properties})
 endfunction()
+
+# morvel_qml_module(<name> <URI> SOURCES ... QML ... [DEPENDS ...] [PRIVATE_DEPENDS ...])
+# A folder of views: QML compiled into a static library, with the C++ types that it names. Whoever
+# loads it calls the generated qml_register_types_<URI>() once.
+function(morvel_qml_module name uri)
+    cmake_parse_arguments(ARG "" "" "SOURCES;QML;DEPENDS;PRIVATE_DEPENDS" ${ARGN})
+    qt_add_library(${name} STATIC)
+    string(REPLACE "." "/" folder ${uri})
+    # Byte code only: the C++ that the compiler would write does not pass our warnings.
+    set_target_properties(${name} PROPERTIES
+        AUTOMOC ON QT_QMLCACHEGEN_ARGUMENTS "--only-bytecode")
+    qt_add_qml_module(${name} URI ${uri} VERSION 1.0 NO_PLUGIN
+        RESOURCE_PREFIX /qt-project.org/imports
+        OUTPUT_DIRECTORY ${CMAKE_BINARY_DIR}/qml/${folder}
+        SOURCES ${ARG_SOURCES}
+        QML_FILES ${ARG_QML})
+    target_link_libraries(${name}
+        PUBLIC ${ARG_DEPENDS} Qt6::Qml
+        PRIVATE morvel_options ${ARG_PRIVATE_DEPENDS})
+    # The generated registration names our headers without their folder.
+    target_include_directories(${name}
+        PUBLIC ${CMAKE_SOURCE_DIR}
+        PRIVATE ${CMAKE_CURRENT_SOURCE_DIR})
+endfunction()

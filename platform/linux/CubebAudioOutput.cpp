@@ -1,6 +1,7 @@
 #include "platform/linux/CubebAudioOutput.h"
 
 #include "platform/linux/CubebStream.h"
+#include "platform/linux/RealtimeThread.h"
 
 #include <fmt/format.h>
 
@@ -80,6 +81,7 @@ private:
     std::atomic<std::uint32_t> latency_ = 0;
     std::atomic<std::uint64_t> calls_ = 0;
     std::atomic<std::uint64_t> frames_ = 0;
+    std::atomic<pthread_t> audioThread_ = 0; // 0: not seen yet, or hastened already
     std::atomic<bool> released_ = false;
     std::atomic<bool> rendering_ = false;
 
@@ -128,10 +130,12 @@ void CubebAudioOutput::Control::render(float* interleaved, std::uint32_t frames)
     else
         render_(interleaved, frames);
     // The first call fills the server's buffer, the others keep it full.
-    if (calls_ == 0)
+    if (calls_ == 0) {
         latency_ = frames;
-    else
+        audioThread_ = pthread_self();
+    } else {
         frames_ += frames;
+    }
     ++calls_;
     rendering_ = false;
 }
@@ -220,6 +224,7 @@ void CubebAudioOutput::Control::openStream(CubebStream& stream) {
     }
     calls_ = 0;
     frames_ = 0;
+    audioThread_ = 0;
     const auto error = stream.open(options_.applicationName.c_str(), options_.streamName.c_str(),
                                    options_.latencyFrames);
     if (error) {
@@ -271,6 +276,9 @@ void CubebAudioOutput::Control::lose(const std::string& error) {
 void CubebAudioOutput::Control::measure() {
     const std::uint64_t calls = calls_;
     const std::uint64_t frames = frames_;
+    // Where it is refused the thread stays an ordinary one, which is enough on a machine at ease.
+    if (const pthread_t thread = audioThread_.exchange(0); thread != 0)
+        makeRealtime(thread);
     {
         const std::lock_guard lock(mutex_);
         measureAt_.reset();

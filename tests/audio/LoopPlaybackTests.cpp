@@ -172,5 +172,117 @@ TEST_F(LoopPlayback, UpdatingWithNoLoopRunningDoesNothing) {
     EXPECT_EQ(engine->loopRate(), 1.0F);
 }
 
+class LoopOnALateOutput : public LoopPlayback {
+protected:
+    // An engine whose output has been asked for and does not run yet.
+    void SetUp() override {
+        output.setSlow(true);
+        LoopPlayback::SetUp();
+    }
+};
+
+TEST_F(LoopOnALateOutput, SoundsOnceTheOutputRuns) {
+    engine->startLoop(SoundCategory::dialLoop, 1, 1);
+    time.advance(0.1);
+    output.finishStarting();
+    EXPECT_EQ(level(), 0.5F);
+}
+
+TEST_F(LoopOnALateOutput, SoundsHoweverLongTheOutputTakesWithTheGainAndRateOfThen) {
+    theme->set(SoundCategory::dialLoop, test::sine(1000, 44100, 0.5F));
+    engine->startLoop(SoundCategory::dialLoop, 1, 1);
+    time.advance(5);
+    engine->updateLoop(0.5F, 1.5F);
+    time.advance(5);
+    output.finishStarting();
+    EXPECT_NEAR(test::fitSine(test::channel(listen(4410), 0), 1500).amplitude, 0.25, 0.005);
+    EXPECT_EQ(engine->loopCategory(), SoundCategory::dialLoop);
+}
+
+TEST_F(LoopOnALateOutput, SoundsWhenItWasStartedLongAfterTheOutputWasAskedFor) {
+    time.advance(5);
+    engine->startLoop(SoundCategory::dialLoop, 1, 1);
+    time.advance(1);
+    output.finishStarting();
+    EXPECT_EQ(level(), 0.5F);
+}
+
+TEST_F(LoopOnALateOutput, StaysSilentWhenItWasStoppedMeanwhile) {
+    for (const double fadeOut : {0.0, 0.1}) {
+        engine->startLoop(SoundCategory::dialLoop, 1, 1);
+        time.advance(1);
+        engine->stopLoop(fadeOut);
+        time.advance(1);
+    }
+    output.finishStarting();
+    EXPECT_EQ(level(), 0);
+    time.advance(10);
+    EXPECT_EQ(engine->heldBufferCount(), 0U);
+}
+
+TEST_F(LoopOnALateOutput, OnlyTheNewestOfManyIsHeardAndNoneIsDropped) {
+    for (int i = 0; i < 1000; ++i) {
+        engine->startLoop(SoundCategory::dialLoop, 1, 1);
+        engine->startLoop(SoundCategory::pop, 1, 1);
+        time.advance(0.01);
+    }
+    EXPECT_EQ(engine->droppedSoundCount(), 0U);
+    output.finishStarting();
+    EXPECT_EQ(level(), 0.125F);
+}
+
+TEST_F(LoopOnALateOutput, AThemeSwapEndsItForGood) {
+    engine->startLoop(SoundCategory::dialLoop, 1, 1);
+    engine->quiesceForThemeSwap();
+    EXPECT_EQ(engine->heldBufferCount(), 0U) << "the old theme's sound is let go of at once";
+    output.finishStarting();
+    EXPECT_EQ(level(), 0);
+}
+
+TEST_F(LoopPlayback, SoundsOnceASleepingOutputThatWakesUpSlowlyRuns) {
+    output.setSlow(true);
+    output.pause();
+    engine->startLoop(SoundCategory::dialLoop, 1, 1);
+    time.advance(2);
+    output.finishStarting();
+    EXPECT_EQ(level(), 0.5F);
+}
+
+TEST_F(LoopPlayback, StartedWhileTheServerHangsItSoundsOnceTheServerGoesOn) {
+    listen(1000);
+    engine->play(SoundCategory::pop, 1, false); // running, but from now on nobody renders
+    time.advance(1);
+    engine->startLoop(SoundCategory::dialLoop, 1, 1);
+    time.advance(12);
+    engine->updateLoop(0.5F, 1);
+    EXPECT_EQ(level(), 0.25F);
+}
+
+TEST_F(LoopPlayback, GoesOnAfterTheServerHungWhileItRan) {
+    engine->startLoop(SoundCategory::dialLoop, 1, 1);
+    listen(500);
+    time.advance(12);
+    EXPECT_EQ(level(), 0.5F);
+}
+
+TEST_F(LoopPlayback, StartedDuringAnOutageItSoundsOnceTheServerIsBack) {
+    output.lose("server died");
+    engine->startLoop(SoundCategory::dialLoop, 0.5F, 1);
+    EXPECT_EQ(engine->loopCategory(), SoundCategory::dialLoop);
+    time.advance(2);
+    output.comeBack();
+    time.runPending();
+    EXPECT_EQ(level(), 0.25F);
+}
+
+TEST_F(LoopPlayback, StopsAloneAndLeavesSoundsThatPlayOnceAlone) {
+    theme->set(SoundCategory::keyDown, test::constant(0.25F, 44100));
+    engine->startLoop(SoundCategory::dialLoop, 1, 1);
+    engine->play(SoundCategory::keyDown, 1, false);
+    EXPECT_EQ(level(), 0.75F);
+    engine->stopLoop(0);
+    EXPECT_EQ(level(), 0.25F);
+}
+
 } // namespace
 } // namespace morvel

@@ -13,11 +13,14 @@
 #include "tools/audition/MonitorRecorder.h"
 
 #include <gtest/gtest.h>
+#include <sched.h>
 
 #include <chrono>
 #include <csignal>
 #include <cstdio>
 #include <cstdlib>
+#include <filesystem>
+#include <thread>
 
 namespace morvel {
 namespace {
@@ -87,6 +90,7 @@ protected:
     std::unique_ptr<CubebAudioOutput> output;
     std::unique_ptr<AudioEngine> engine;
     std::unique_ptr<audition::MonitorRecorder> recorder;
+    bool mayBeRealtime = true;
 };
 
 TEST_F(PulseOutput, AKeyIsHeardAtOnceAndAsLoudAsItIs) {
@@ -130,6 +134,31 @@ TEST_F(PulseOutput, TheRealPeriodIsReadBackAndLogged) {
     EXPECT_GE(output->latencyFrames(), 32U);
     EXPECT_LE(output->latencyFrames(), 2048U);
     std::printf("%s\n", log.lines().back().c_str());
+}
+
+TEST_F(PulseOutput, TheAudioThreadGoesBeforeOrdinaryOnesWhereTheProcessMayAskForIt) {
+    const sched_param lowest{.sched_priority = 1};
+    std::thread probe([&] {
+        if (sched_setscheduler(0, SCHED_RR, &lowest) != 0)
+            mayBeRealtime = false;
+    });
+    probe.join();
+    if (!mayBeRealtime)
+        GTEST_SKIP() << "this process may not";
+    server.start();
+    build();
+    ASSERT_TRUE(awaitState(AudioOutputState::running));
+    const auto realtimeThreads = [] {
+        int count = 0;
+        for (const auto& entry : std::filesystem::directory_iterator("/proc/self/task"))
+            count += (sched_getscheduler(std::stoi(entry.path().filename().string())) &
+                      ~SCHED_RESET_ON_FORK) == SCHED_RR
+                         ? 1
+                         : 0;
+        return count;
+    };
+    const auto polling = scheduler.repeating(0.01, [] {});
+    EXPECT_TRUE(test::runUntil([&] { return realtimeThreads() == 1; }));
 }
 
 TEST_F(PulseOutput, WithoutAServerThereIsSilenceAndOneLineAndThenSoundWhenItAppears) {

@@ -64,6 +64,34 @@ TEST_F(Threading, PlaysFromTwoThreadsDuringRenderingAllSoundAndStayWithinFullSca
     EXPECT_EQ(engine->heldBufferCount(), 0U);
 }
 
+TEST_F(Threading, LoopsThatReplaceEachOtherDuringRenderingLeaveNoBufferBehindAndTheLastOneSounds) {
+    build();
+    std::atomic<bool> done = false;
+    std::thread audio([&] {
+        while (!done)
+            output.render(16, 16);
+    });
+    for (int i = 0; i < 5000; ++i) {
+        const bool odd = i % 2 == 1;
+        const SoundCategory category = odd ? SoundCategory::dialLoop : SoundCategory::pop;
+        theme->set(category, test::constant(odd ? 0.25F : 0.125F, 50));
+        engine->startLoop(category, 1, 1);
+        if (i % 5 == 0)
+            engine->stopLoop(0);
+        if (i % 100 == 0)
+            engine->quiesceForThemeSwap();
+    }
+    done = true;
+    audio.join();
+    output.render(500);
+    EXPECT_EQ(test::peak(output.render(500)), 0.25F);
+    EXPECT_EQ(engine->droppedSoundCount(), 0U);
+    engine->stopLoop(0);
+    output.render(500);
+    engine->quiesceForThemeSwap();
+    EXPECT_EQ(engine->heldBufferCount(), 0U);
+}
+
 TEST_F(Threading, TwoThreadsNeverGetTheSameFreeVoice) {
     build();
     for (int round = 0; round < 200; ++round) {

@@ -83,9 +83,10 @@ TEST_F(WholeProgramTest, EveryPressAndReleaseTypedSoundsOnceAndAsItsOwnKindOfKey
         const auto strokes = audition::perform(keys, script);
         awaitFrames(recorder, 30000);
         const audition::MonitorRecording recording = recorder.finish();
+        if (take < 3 && !audition::dropOuts(recording.interleaved).empty())
+            continue;
         comparison = audition::compare(strokes, matcher.listen(recording.interleaved), recording);
-        if (comparison.complaints.empty())
-            break;
+        break;
     }
     EXPECT_THAT(comparison.complaints, testing::IsEmpty());
     std::size_t sounding = 0;

@@ -79,4 +79,25 @@ Comparison compare(const std::vector<MadeStroke>& strokes, const std::vector<Hea
     return result;
 }
 
+std::vector<std::size_t> dropOuts(std::span<const float> interleaved) {
+    constexpr std::size_t shortest = 16; // frames; below it the samples may be zero by themselves
+    constexpr float sounding = 0.004F;   // a sound that ends by itself is below this at its end
+    std::vector<std::size_t> holes;
+    const std::size_t frames = interleaved.size() / 2;
+    const auto level = [&](std::size_t frame) {
+        return std::max(std::abs(interleaved[2 * frame]), std::abs(interleaved[2 * frame + 1]));
+    };
+    for (std::size_t begin = 1; begin < frames; ++begin) {
+        if (level(begin) > 0 || level(begin - 1) < sounding)
+            continue;
+        std::size_t end = begin;
+        while (end < frames && !(level(end) > 0))
+            ++end;
+        if (end - begin >= shortest)
+            holes.push_back(begin);
+        begin = end;
+    }
+    return holes;
+}
+
 } // namespace morvel::audition

@@ -7,6 +7,8 @@
 #include "tools/audition/SoundMatcher.h"
 #include "tools/audition/TypingScript.h"
 
+#include <cstddef>
+#include <span>
 #include <string>
 #include <vector>
 
@@ -36,5 +38,9 @@ struct Comparison {
 // another category's sound has less.
 Comparison compare(const std::vector<MadeStroke>& strokes, const std::vector<HeardSound>& heard,
                    const MonitorRecording& recording, double leastCorrelation = 0.6);
+
+// Where the sound server had nothing to play in the middle of a sound: the first frame of every
+// such hole. A recording with holes says how busy the machine was, not what Morvel played.
+std::vector<std::size_t> dropOuts(std::span<const float> interleaved);
 
 } // namespace morvel::audition

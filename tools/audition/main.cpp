@@ -39,6 +39,29 @@ std::string oneLine(std::string text) {
     return text;
 }
 
+struct Take {
+    std::vector<MadeStroke> strokes;
+    MonitorRecording recording;
+};
+
+// Types and records. A take in which the sound server dropped out is taken again, a few times.
+Take take(const std::vector<KeyStroke>& script) {
+    constexpr int most = 4;
+    KeyInjector keys;
+    for (int count = 1;; ++count) {
+        MonitorRecorder recorder;
+        Take result{perform(keys, script), {}};
+        // The last sound rings out.
+        recorder.await(recorder.frameLength() + 30000);
+        result.recording = recorder.finish();
+        const std::size_t holes = dropOuts(result.recording.interleaved).size();
+        if (holes == 0 || count == most)
+            return result;
+        std::cerr << fmt::format("audition: the sound server dropped out {} times; once more\n",
+                                 holes);
+    }
+}
+
 int runAudition(const std::string& text, const std::string& themesFolder,
                 const std::string& themeID, const std::string& wav) {
     SimulatedLog log;
@@ -49,13 +72,7 @@ int runAudition(const std::string& text, const std::string& themesFolder,
         std::cerr << "audition: " << theme.error().description() << '\n';
         return 2;
     }
-    KeyInjector keys;
-    const std::vector<KeyStroke> script = typingScript(text);
-    MonitorRecorder recorder;
-    const std::vector<MadeStroke> strokes = perform(keys, script);
-    // The last sound rings out.
-    recorder.await(recorder.frameLength() + 30000);
-    const MonitorRecording recording = recorder.finish();
+    const auto [strokes, recording] = take(typingScript(text));
 
     auto file = AudioFileWriter::create(wav, AudioFileWriter::Encoding::pcm24);
     if (!file || file->writeInterleaved(recording.interleaved) || file->close()) {

@@ -1,0 +1,44 @@
+// Hosts declarative views in windows. Main thread.
+#pragma once
+
+#include <QQmlEngine>
+#include <QQuickView>
+#include <QSize>
+#include <QString>
+#include <QUrl>
+#include <QVariantMap>
+#include <functional>
+#include <memory>
+
+namespace morvel {
+
+// A view and the objects it is shown with.
+struct ViewContent {
+    QUrl source;            // "qrc:/..."
+    QVariantMap properties; // set before the view is complete; objects must outlive the window
+};
+
+class HostingWindowFactory {
+public:
+    // `prepare` is called for the engine when the first window is made: nothing of QML is loaded
+    // before.
+    explicit HostingWindowFactory(std::function<void(QQmlEngine&)> prepare);
+    ~HostingWindowFactory();
+
+    // A titled, closable window of fixed size that floats above others on every workspace, centred
+    // on the screen, hidden until it is shown. Closing hides it. Null when the view cannot be
+    // loaded, which is logged by Qt. Must not outlive the factory.
+    std::unique_ptr<QQuickView> makeWindow(const QString& title, QSize size,
+                                           const ViewContent& content);
+
+    QQmlEngine& engine();
+
+private:
+    std::function<void(QQmlEngine&)> prepare_;
+    std::unique_ptr<QQmlEngine> engine_;
+};
+
+// Shows the window in front of all others and gives it the keyboard.
+void bringToFront(QWindow& window);
+
+} // namespace morvel

@@ -1,0 +1,63 @@
+#include "app/windows/HostingWindowFactory.h"
+#include "tests/support/MainLoop.h"
+#include "tests/support/TemporaryFolder.h"
+#include "views/Views.h"
+
+#include <gtest/gtest.h>
+
+#include <QGuiApplication>
+#include <QImage>
+#include <fstream>
+
+namespace {
+
+using namespace morvel;
+
+class HostingWindowFactoryTest : public testing::Test {
+protected:
+    QUrl view(const std::string& text) {
+        const auto file = folder_.path() / "View.qml";
+        std::ofstream(file) << text;
+        return QUrl::fromLocalFile(QString::fromStdString(file.string()));
+    }
+
+    TemporaryFolder folder_;
+    HostingWindowFactory factory_{prepareViews};
+};
+
+TEST_F(HostingWindowFactoryTest, AWindowHasItsTitleAndAFixedSizeAndShowsSymbols) {
+    const auto window = factory_.makeWindow(
+        "Morvel", QSize(420, 400),
+        {view("import QtQuick\nimport Morvel.Views\n"
+              "Rectangle { color: 'white'; Symbol { name: 'circle'; size: 100; color: 'red' } }"),
+         {}});
+    ASSERT_NE(window, nullptr);
+    EXPECT_EQ(window->title(), "Morvel");
+    EXPECT_EQ(window->minimumSize(), QSize(420, 400));
+    EXPECT_EQ(window->maximumSize(), QSize(420, 400));
+    EXPECT_FALSE(window->isVisible());
+
+    bringToFront(*window);
+    ASSERT_TRUE(test::runUntil([&] { return window->isExposed(); }));
+    const QImage image = window->grabWindow();
+    int red = 0;
+    for (int y = 0; y < image.height(); ++y)
+        for (int x = 0; x < image.width(); ++x)
+            red += image.pixelColor(x, y) == QColor(Qt::red) ? 1 : 0;
+    EXPECT_GT(red, 100);
+}
+
+TEST_F(HostingWindowFactoryTest, AViewThatCannotBeLoadedGivesNoWindow) {
+    EXPECT_EQ(factory_.makeWindow("Morvel", QSize(420, 400), {view("import Nowhere 1.0"), {}}),
+              nullptr);
+}
+
+} // namespace
+
+int main(int argc, char** argv) {
+    qputenv("QT_QPA_PLATFORM", "offscreen");
+    qputenv("QT_QUICK_BACKEND", "software");
+    QGuiApplication application(argc, argv);
+    testing::InitGoogleTest(&argc, argv);
+    return RUN_ALL_TESTS();
+}

@@ -1,0 +1,47 @@
+#include "tools/audition/Audition.h"
+
+#include <gmock/gmock.h>
+
+#include <cmath>
+
+namespace morvel::audition {
+namespace {
+
+using testing::ElementsAre;
+using testing::IsEmpty;
+
+// A stereo sound that dies away, between two silences of 1,000 frames.
+std::vector<float> recordedSound() {
+    std::vector<float> interleaved(2000);
+    for (int n = 0; n < 8000; ++n) {
+        const double sample = 0.5 * std::exp(-n / 900.0) * std::cos(0.13 * n);
+        interleaved.insert(interleaved.end(), 2, static_cast<float>(sample));
+    }
+    interleaved.insert(interleaved.end(), 2000, 0.0F);
+    return interleaved;
+}
+
+void silence(std::vector<float>& interleaved, std::size_t frame, std::size_t count) {
+    std::fill_n(interleaved.begin() + static_cast<std::ptrdiff_t>(2 * frame), 2 * count, 0.0F);
+}
+
+TEST(DropOuts, ASoundThatEndsByItselfHasNone) {
+    EXPECT_THAT(dropOuts(recordedSound()), IsEmpty());
+    EXPECT_THAT(dropOuts({}), IsEmpty());
+}
+
+TEST(DropOuts, AHoleInASoundIsFoundWhereItBegins) {
+    std::vector<float> recording = recordedSound();
+    silence(recording, 1500, 31);
+    silence(recording, 2800, 124);
+    EXPECT_THAT(dropOuts(recording), ElementsAre(1500, 2800));
+}
+
+TEST(DropOuts, AFewSamplesThatAreZeroByThemselvesAreNone) {
+    std::vector<float> recording = recordedSound();
+    silence(recording, 1500, 8);
+    EXPECT_THAT(dropOuts(recording), IsEmpty());
+}
+
+} // namespace
+} // namespace morvel::audition

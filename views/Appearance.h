@@ -1,0 +1,50 @@
+// The colours that views draw with, taken from the desktop's palette and following it. Main thread.
+#pragma once
+
+#include <QtQml/qqmlregistration.h>
+
+#include <QColor>
+#include <QObject>
+
+namespace morvel {
+
+class Appearance : public QObject {
+    Q_OBJECT
+    QML_ELEMENT
+    QML_SINGLETON
+    Q_PROPERTY(bool dark READ dark NOTIFY changed)
+    Q_PROPERTY(QColor accent READ accent NOTIFY changed)
+    Q_PROPERTY(QColor secondary READ secondary NOTIFY changed)
+    Q_PROPERTY(QColor tertiary READ tertiary NOTIFY changed)
+    Q_PROPERTY(QColor text READ text NOTIFY changed)
+    Q_PROPERTY(QColor window READ window NOTIFY changed)
+    Q_PROPERTY(QColor textBackground READ textBackground NOTIFY changed)
+    Q_PROPERTY(QColor separator READ separator NOTIFY changed)
+    Q_PROPERTY(QColor green READ green NOTIFY changed)
+    Q_PROPERTY(QColor orange READ orange NOTIFY changed)
+
+public:
+    explicit Appearance(QObject* parent = nullptr);
+
+    bool dark() const; // light text on a dark window
+    QColor accent() const;
+    // Text of less and of least weight; both readable on the window's colour.
+    QColor secondary() const;
+    QColor tertiary() const;
+    QColor text() const;
+    QColor window() const;
+    QColor textBackground() const; // of lists and fields
+    QColor separator() const;
+    QColor green() const;
+    QColor orange() const;
+
+    // `color` at `opacity` 0 to 1.
+    Q_INVOKABLE static QColor faded(const QColor& color, qreal opacity);
+
+    bool eventFilter(QObject* watched, QEvent* event) override;
+
+signals:
+    void changed();
+};
+
+} // namespace morvel
