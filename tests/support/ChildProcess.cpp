@@ -7,9 +7,9 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
-#include <algorithm>
 #include <cerrno>
 #include <csignal>
+#include <set>
 #include <stdexcept>
 
 namespace morvel::test {
@@ -31,13 +31,12 @@ std::string nameIn(const std::string& variable) {
 // The test's environment with the added variables in place of any of the same name.
 std::vector<std::string> environmentWith(const std::vector<std::string>& added) {
     std::vector<std::string> result;
+    std::set<std::string> names;
     for (const std::string& variable : added)
-        if (variable.find('=') != std::string::npos)
+        if (names.insert(nameIn(variable)).second && variable.find('=') != std::string::npos)
             result.push_back(variable);
     for (char** entry = environ; *entry != nullptr; ++entry)
-        if (std::none_of(added.begin(), added.end(), [&](const std::string& variable) {
-                return nameIn(variable) == nameIn(*entry);
-            }))
+        if (!names.contains(nameIn(*entry)))
             result.emplace_back(*entry);
     return result;
 }

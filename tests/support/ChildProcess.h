@@ -13,7 +13,8 @@ class ChildProcess {
 public:
     struct Setup {
         std::vector<std::string> command; // found on the PATH
-        // "NAME=value" is added to the test's own, "NAME" taken away from it.
+        // "NAME=value" is added to the test's own, "NAME" taken away from it. Of two that name the
+        // same, the first counts.
         std::vector<std::string> environment;
         std::string standardErrorFile; // where its standard error goes; empty: the test's
         std::vector<int> inheritedDescriptors;
