@@ -233,6 +233,16 @@ TEST(DesktopSessionTest, TheScreenIsAsLargeAndDenseAsAsked) {
     EXPECT_EQ(x.text(x.root(), "RESOURCE_MANAGER"), "Xft.dpi:\t192\n");
 }
 
+TEST(DesktopSessionTest, AtTwiceTheDensityAWindowHasTwiceThePixels) {
+    Scene scene({.screen = {1600, 900, 192}, .dpi = 192});
+    scene.startProgram();
+    scene.pointer.click(scene.awaitIcon().center());
+    const auto window = scene.windows.await(titled("Tray Program"));
+    scene.save("dense");
+    ASSERT_TRUE(window);
+    EXPECT_EQ(window->geometry.size(), QSize(600, 200));
+}
+
 TEST(DesktopSessionTest, ACompositorAndASoundServerAreThereIfAskedFor) {
     Scene scene({.panel = Panel::tint2, .compositor = true, .sound = true});
     XClient x(scene.session.display());
