@@ -103,7 +103,7 @@ ToyTile {
         Symbol {
             anchors { centerIn: parent; alignWhenCentered: false }
             name: "hand.tap.fill"
-            size: 20
+            size: 1.2 * 20 // as tall as a line of text
             color: "white"
             scale: 1 - 0.1 * press.value
         }

@@ -37,10 +37,12 @@ Item {
             Symbol {
                 anchors.verticalCenter: parent.verticalCenter
                 name: "speaker.slash.fill"
-                size: 10
+                size: 1.2 * label.font.pixelSize // as tall as a line of its text
                 color: Appearance.secondary
             }
             Text {
+                id: label
+
                 anchors.verticalCenter: parent.verticalCenter
                 text: "Muted"
                 color: Appearance.secondary

@@ -120,6 +120,7 @@ ToyTile {
             Accessible.focusable: true
             Accessible.onPressAction: toy.bubbles.reset()
 
+            // What a reset moves besides the bubbles, which have their own spring.
             SpringValue {
                 id: ready
 

@@ -1,13 +1,17 @@
+#include "tests/support/MainLoop.h"
 #include "views/Appearance.h"
 #include "views/ContinuousRectangle.h"
 #include "views/SoftShadow.h"
 
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <QGuiApplication>
 #include <QImage>
 #include <QPainter>
+#include <QQuickWindow>
 #include <cmath>
+#include <vector>
 
 namespace {
 
@@ -84,6 +88,28 @@ TEST(ContinuousRectangle, FillsWithItsColourAndKeepsItsBorderInside) {
     EXPECT_EQ(image.pixelColor(40, 19), QColor(Qt::white));
 }
 
+TEST(PaintedShape, AShapeBetweenPixelsIsSharpInTheWindow) {
+    QQuickWindow window;
+    window.resize(40, 40);
+    window.setColor(Qt::white);
+    auto* shape = new ContinuousRectangle(window.contentItem());
+    shape->setColor(Qt::black);
+    shape->setPosition({5.5, 8});
+    shape->setSize({20, 20});
+    window.show();
+    ASSERT_TRUE(test::runUntil([&] { return window.isExposed(); }));
+    const auto columns = [&] {
+        const QImage image = window.grabWindow();
+        const auto y = image.height() / 2;
+        return std::vector{level(image, 4, y),  level(image, 5, y),  level(image, 6, y),
+                           level(image, 24, y), level(image, 25, y), level(image, 26, y)};
+    };
+    const auto half = testing::AllOf(testing::Ge(126), testing::Le(129));
+    EXPECT_THAT(columns(), testing::ElementsAre(255, half, 0, 0, half, 255));
+    shape->setX(5);
+    EXPECT_THAT(columns(), testing::ElementsAre(255, 0, 0, 0, 255, 255)) << "painted anew";
+}
+
 TEST(ContinuousRectangle, LightFallsOnWhatStandsOutFromAboveAndOnWhatIsSunkFromBelow) {
     Painted<ContinuousRectangle> shape;
     shape.setColor(Qt::gray);
@@ -151,6 +177,7 @@ TEST(Appearance, BlendsColoursByWhatTheyCover) {
 
 int main(int argc, char** argv) {
     qputenv("QT_QPA_PLATFORM", "offscreen");
+    qputenv("QT_QUICK_BACKEND", "software");
     QGuiApplication application(argc, argv);
     testing::InitGoogleTest(&argc, argv);
     return RUN_ALL_TESTS();

@@ -46,6 +46,24 @@ TEST_F(DrawerKeyboardTest, TabReachesEveryToy) {
     EXPECT_EQ(focused(), "Clicky button");
 }
 
+TEST_F(DrawerKeyboardTest, ARingIsSeenAroundWhatHasTheKeyboardAndNowhereElse) {
+    const auto rings = [this] {
+        std::vector<QQuickItem*> seen;
+        std::ranges::copy_if(items(), std::back_inserter(seen), [](QQuickItem* item) {
+            return item->property("shown").toBool() && item->isVisible();
+        });
+        return seen;
+    };
+    EXPECT_TRUE(rings().empty());
+    focus("Fidget dial");
+    ASSERT_EQ(rings().size(), 1U);
+    EXPECT_EQ(rings()[0]->parentItem(), &toy("Fidget dial"));
+    focus("Pop");
+    key(Qt::Key_Right);
+    ASSERT_EQ(rings().size(), 1U);
+    EXPECT_EQ(rings()[0]->parentItem(), &bubble(1));
+}
+
 TEST_F(DrawerKeyboardTest, SpaceAndReturnFlipTheSwitch) {
     focus("Fidget switch");
     key(Qt::Key_Space);
