@@ -40,6 +40,10 @@ QColor Appearance::accent() const {
     return role(QPalette::Highlight);
 }
 
+QColor Appearance::accentText() const {
+    return role(QPalette::HighlightedText);
+}
+
 QColor Appearance::secondary() const {
     return mixed(text(), window(), 0.62F);
 }

@@ -14,6 +14,7 @@ class Appearance : public QObject {
     QML_SINGLETON
     Q_PROPERTY(bool dark READ dark NOTIFY changed)
     Q_PROPERTY(QColor accent READ accent NOTIFY changed)
+    Q_PROPERTY(QColor accentText READ accentText NOTIFY changed)
     Q_PROPERTY(QColor secondary READ secondary NOTIFY changed)
     Q_PROPERTY(QColor tertiary READ tertiary NOTIFY changed)
     Q_PROPERTY(QColor text READ text NOTIFY changed)
@@ -28,6 +29,7 @@ public:
 
     bool dark() const; // light text on a dark window
     QColor accent() const;
+    QColor accentText() const; // on the accent colour
     // Text of less and of least weight; both readable on the window's colour.
     QColor secondary() const;
     QColor tertiary() const;

@@ -1,5 +1,6 @@
 import QtQuick
 import QtQuick.Window
+import Morvel.Views
 
 // One of Morvel's symbols, `size` points high and wide.
 Image {

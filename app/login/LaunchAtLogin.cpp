@@ -79,6 +79,13 @@ bool LaunchAtLogin::isEnabled() const {
     return !unavailability() && service_.status() == LoginItemStatus::enabled;
 }
 
+bool LaunchAtLogin::needsUser() const {
+    if (unavailability())
+        return false;
+    const LoginItemStatus status = service_.status();
+    return status == LoginItemStatus::requiresApproval || status == LoginItemStatus::notFound;
+}
+
 std::string LaunchAtLogin::statusDescription() const {
     const auto reason = unavailability();
     if (!reason)

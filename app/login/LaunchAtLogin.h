@@ -39,6 +39,10 @@ public:
     // The real state: available, and the service says enabled.
     bool isEnabled() const;
 
+    // Whether only the user can go on, in the system's own list: available, but the item waits for
+    // approval or what it should start is gone.
+    bool needsUser() const;
+
     // The sentence under the settings window's switch.
     std::string statusDescription() const;
 

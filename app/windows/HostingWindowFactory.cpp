@@ -1,12 +1,42 @@
 #include "app/windows/HostingWindowFactory.h"
 
+#include <fmt/format.h>
+
+#include <QEvent>
 #include <QScreen>
 #include <utility>
 
 namespace morvel {
 
-HostingWindowFactory::HostingWindowFactory(std::function<void(QQmlEngine&)> prepare)
-    : prepare_(std::move(prepare)) {}
+namespace {
+
+// The system's window is a new one after each closing.
+class FloatWhenShown : public QObject {
+public:
+    FloatWhenShown(FloatingWindows& floating, QWindow& window)
+        : QObject(&window)
+        , floating_(floating)
+        , window_(window) {
+        window.installEventFilter(this);
+    }
+
+    bool eventFilter(QObject* watched, QEvent* event) override {
+        if (event->type() == QEvent::Show)
+            floating_.prepare(window_.winId());
+        return QObject::eventFilter(watched, event);
+    }
+
+private:
+    FloatingWindows& floating_;
+    QWindow& window_;
+};
+
+} // namespace
+
+HostingWindowFactory::HostingWindowFactory(std::function<void(QQmlEngine&)> prepare,
+                                           FloatingWindows* floating)
+    : prepare_(std::move(prepare))
+    , floating_(floating) {}
 
 HostingWindowFactory::~HostingWindowFactory() = default;
 
@@ -34,6 +64,8 @@ std::unique_ptr<QQuickView> HostingWindowFactory::makeWindow(const QString& titl
     window->resize(size);
     const QRect available = window->screen()->availableGeometry();
     window->setPosition(available.center() - QPoint(size.width() / 2, size.height() / 2));
+    if (floating_ != nullptr)
+        new FloatWhenShown(*floating_, *window);
     return window;
 }
 
@@ -41,6 +73,11 @@ void bringToFront(QWindow& window) {
     window.show();
     window.raise();
     window.requestActivate();
+}
+
+std::string rectangleText(const QRect& rectangle) {
+    return fmt::format("{{{{{}, {}}}, {{{}, {}}}}}", rectangle.x(), rectangle.y(),
+                       rectangle.width(), rectangle.height());
 }
 
 } // namespace morvel

@@ -1,14 +1,18 @@
 // Hosts declarative views in windows. Main thread.
 #pragma once
 
+#include "platform/FloatingWindows.h"
+
 #include <QQmlEngine>
 #include <QQuickView>
+#include <QRect>
 #include <QSize>
 #include <QString>
 #include <QUrl>
 #include <QVariantMap>
 #include <functional>
 #include <memory>
+#include <string>
 
 namespace morvel {
 
@@ -21,8 +25,9 @@ struct ViewContent {
 class HostingWindowFactory {
 public:
     // `prepare` is called for the engine when the first window is made: nothing of QML is loaded
-    // before.
-    explicit HostingWindowFactory(std::function<void(QQmlEngine&)> prepare);
+    // before. `floating`, where the system has it, must outlive the windows.
+    explicit HostingWindowFactory(std::function<void(QQmlEngine&)> prepare,
+                                  FloatingWindows* floating = nullptr);
     ~HostingWindowFactory();
 
     // A titled, closable window of fixed size that floats above others on every workspace, centred
@@ -35,10 +40,14 @@ public:
 
 private:
     std::function<void(QQmlEngine&)> prepare_;
+    FloatingWindows* floating_;
     std::unique_ptr<QQmlEngine> engine_;
 };
 
 // Shows the window in front of all others and gives it the keyboard.
 void bringToFront(QWindow& window);
+
+// The rectangle as logs have it: "{{x, y}, {width, height}}".
+std::string rectangleText(const QRect& rectangle);
 
 } // namespace morvel

@@ -3,15 +3,14 @@
 #include "platform/Files.h"
 #include "platform/Utf8.h"
 #include "platform/linux/DesktopEntry.h"
+#include "platform/linux/SearchPath.h"
 
 #include <fmt/format.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include <algorithm>
 #include <cerrno>
 #include <cstddef>
-#include <string_view>
 #include <system_error>
 #include <utility>
 
@@ -23,11 +22,6 @@ namespace {
 
 // Honest entries, translations included, are a few kilobytes.
 constexpr std::size_t longestEntry = std::size_t{256} * 1024;
-
-bool isProgram(const fs::path& path) {
-    std::error_code error;
-    return fs::is_regular_file(path, error) && ::access(path.c_str(), X_OK) == 0;
-}
 
 bool isSwitchedOff(const DesktopEntry& entry) {
     return entry.isBoolean("Hidden", true) || entry.isBoolean("X-GNOME-Autostart-enabled", false) ||
@@ -43,20 +37,6 @@ fs::path XdgLoginItem::file() const {
     return entry_.autostartFolder / (entry_.identifier + ".desktop");
 }
 
-std::optional<fs::path> XdgLoginItem::located(const std::string& program) const {
-    if (program.starts_with('/'))
-        return isProgram(program) ? std::optional<fs::path>(program) : std::nullopt;
-    std::string_view rest = entry_.searchPath;
-    while (!rest.empty()) {
-        const std::size_t end = std::min(rest.find(':'), rest.size());
-        const fs::path candidate = fs::path(rest.substr(0, end)) / program;
-        if (candidate.is_absolute() && isProgram(candidate))
-            return candidate;
-        rest.remove_prefix(std::min(end + 1, rest.size()));
-    }
-    return std::nullopt;
-}
-
 LoginItemStatus XdgLoginItem::status() const {
     const FileContent content = readFile(file(), longestEntry);
     if (content.kind == FileContent::Kind::absent)
@@ -65,10 +45,11 @@ LoginItemStatus XdgLoginItem::status() const {
     if (!entry || entry->string("Type") != "Application")
         return LoginItemStatus::notFound;
     const auto named = execProgram(entry->string("Exec").value_or(""));
-    const auto program = named ? located(*named) : std::nullopt;
+    const auto program = named ? locatedProgram(*named, entry_.searchPath) : std::nullopt;
     if (!program)
         return LoginItemStatus::notFound;
-    if (const auto condition = entry->string("TryExec"); condition && !located(*condition))
+    if (const auto condition = entry->string("TryExec");
+        condition && !locatedProgram(*condition, entry_.searchPath))
         return LoginItemStatus::notFound;
     std::error_code error;
     if (!fs::equivalent(*program, entry_.program, error))

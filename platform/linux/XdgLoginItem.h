@@ -37,7 +37,6 @@ public:
 
 private:
     std::filesystem::path file() const;
-    std::optional<std::filesystem::path> located(const std::string& program) const;
 
     const Entry entry_;
 };

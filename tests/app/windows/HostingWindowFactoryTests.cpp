@@ -52,6 +52,32 @@ TEST_F(HostingWindowFactoryTest, AViewThatCannotBeLoadedGivesNoWindow) {
               nullptr);
 }
 
+class CountingFloatingWindows : public FloatingWindows {
+public:
+    void prepare(std::uintptr_t window) override { prepared.push_back(window); }
+    std::vector<std::uintptr_t> prepared;
+};
+
+TEST_F(HostingWindowFactoryTest, AWindowIsMadeToFloatEachTimeBeforeItIsShown) {
+    CountingFloatingWindows floating;
+    HostingWindowFactory factory(prepareViews, &floating);
+    const auto window =
+        factory.makeWindow("Morvel", QSize(100, 100), {view("import QtQuick\nItem {}"), {}});
+    EXPECT_TRUE(floating.prepared.empty());
+    bringToFront(*window);
+    ASSERT_EQ(floating.prepared.size(), 1U);
+    EXPECT_EQ(floating.prepared.front(), window->winId());
+    bringToFront(*window);
+    EXPECT_EQ(floating.prepared.size(), 1U);
+    window->close();
+    bringToFront(*window);
+    EXPECT_EQ(floating.prepared.size(), 2U);
+}
+
+TEST_F(HostingWindowFactoryTest, ARectangleIsWrittenAsOriginAndSize) {
+    EXPECT_EQ(rectangleText(QRect(-3, 87, 464, 624)), "{{-3, 87}, {464, 624}}");
+}
+
 } // namespace
 
 int main(int argc, char** argv) {

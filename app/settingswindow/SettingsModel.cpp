@@ -1,0 +1,81 @@
+#include "app/settingswindow/SettingsModel.h"
+
+namespace morvel {
+
+SettingsModel::SettingsModel(Services services)
+    : services_(services)
+    , themes_(services.themes)
+    , keyboard_(services.settings, SoundModule::keyboard)
+    , fidget_(services.settings, SoundModule::fidget) {
+    connect(&services.themes, &ThemeController::lastErrorChanged, this,
+            &SettingsModel::lastErrorChanged);
+    // Later: the system is asked only once the setting has its new value.
+    connect(&services.settings, &AppSettings::launchAtLoginChanged, this,
+            &SettingsModel::launchAtLoginChanged, Qt::QueuedConnection);
+}
+
+void SettingsModel::refreshBeforeShowing() {
+    services_.themes.refreshCatalog();
+    syncLaunchAtLogin();
+    services_.permission.refresh();
+}
+
+void SettingsModel::refreshOnScreen() {
+    services_.permission.refresh();
+    syncLaunchAtLogin();
+    services_.themes.refreshCatalog();
+}
+
+// The status text may change where the switch does not: approval may be needed, or the copy moved.
+void SettingsModel::syncLaunchAtLogin() {
+    services_.settings.syncLaunchAtLogin();
+    emit launchAtLoginChanged();
+}
+
+QVariant SettingsModel::modules() {
+    return QVariant::fromValue(QObjectList{&keyboard_, &fidget_});
+}
+
+QString SettingsModel::lastError() const {
+    return QString::fromStdString(services_.themes.lastError().value_or(""));
+}
+
+bool SettingsModel::canLaunchAtLogin() const {
+    return !services_.login.unavailability();
+}
+
+QString SettingsModel::launchAtLoginStatus() const {
+    return QString::fromStdString(services_.login.statusDescription());
+}
+
+bool SettingsModel::loginItemNeedsUser() const {
+    return services_.login.needsUser();
+}
+
+void SettingsModel::activateTheme(int row) {
+    if (const auto id = themes_.idAt(row))
+        services_.themes.activate(*id, &services_.settings);
+}
+
+void SettingsModel::rescan() {
+    services_.themes.refreshCatalog();
+}
+
+void SettingsModel::revealThemesFolder() {
+    services_.catalog.ensureUserThemesDirectoryExists();
+    services_.places.reveal(services_.catalog.userThemesDirectory(), showHelp());
+}
+
+void SettingsModel::openSystemSettings() {
+    services_.places.openAccessibilitySettings(showHelp());
+}
+
+void SettingsModel::openLoginItems() {
+    services_.places.openLoginItems(showHelp());
+}
+
+DesktopPlaces::Otherwise SettingsModel::showHelp() {
+    return [&help = services_.help](const HelpPage& page) { help.show(page); };
+}
+
+} // namespace morvel

@@ -1,0 +1,54 @@
+#include "app/helpwindow/HelpWindowController.h"
+#include "app/views/AppViews.h"
+#include "tests/support/MainLoop.h"
+#include "tests/support/QuickItems.h"
+#include "views/Views.h"
+
+#include <gtest/gtest.h>
+
+namespace morvel::test {
+namespace {
+
+class HelpWindowTest : public testing::Test {
+protected:
+    QQuickView& open(const HelpPage& page) {
+        help_.show(page);
+        EXPECT_TRUE(runUntil([&] { return help_.window()->isActive(); }));
+        return *help_.window();
+    }
+
+    HostingWindowFactory windows_{[](QQmlEngine& engine) {
+        prepareViews(engine);
+        registerAppViews();
+    }};
+    HelpWindowController help_{windows_};
+};
+
+TEST_F(HelpWindowTest, ShowsThePageAndThenTheNextOneInTheSameWindow) {
+    QQuickView& window = open({"Title", "A sentence.", "/a/path"});
+    EXPECT_TRUE(shows(window, "Title"));
+    EXPECT_TRUE(shows(window, "A sentence."));
+    EXPECT_TRUE(shows(window, "/a/path"));
+    EXPECT_EQ(&open({"Other", "Another.", ""}), &window);
+    EXPECT_TRUE(shows(window, "Another."));
+    EXPECT_FALSE(shows(window, "/a/path"));
+}
+
+TEST_F(HelpWindowTest, ThePathIsReachedSelectedAndNotEditedByTheKeyboard) {
+    QQuickView& window = open({"Title", "A sentence.", "/a/path"});
+    QTest::keyClick(&window, Qt::Key_Tab);
+    EXPECT_EQ(window.activeFocusItem()->property("selectedText"), "/a/path");
+    QTest::keyClick(&window, Qt::Key_X);
+    EXPECT_TRUE(shows(window, "/a/path"));
+    QTest::keyClick(&window, Qt::Key_Tab);
+    EXPECT_EQ(window.activeFocusItem()->property("text"), "OK");
+}
+
+TEST_F(HelpWindowTest, ReturnClosesIt) {
+    QQuickView& window = open({"Title", "A sentence.", ""});
+    QTest::keyClick(&window, Qt::Key_Return);
+    EXPECT_FALSE(window.isVisible());
+}
+
+} // namespace
+} // namespace morvel::test

@@ -1,0 +1,16 @@
+import QtQuick
+import Morvel.Views
+
+// Shows around `parent` where the keyboard is.
+Rectangle {
+    property bool shown: false
+    property real innerRadius: 6
+
+    anchors.fill: parent
+    anchors.margins: -3
+    visible: shown
+    radius: innerRadius + 3
+    color: "transparent"
+    border.width: 3
+    border.color: Appearance.faded(Appearance.accent, 0.55)
+}
