@@ -1,5 +1,7 @@
 #include "app/windows/HostingWindowFactory.h"
 
+#include "app/windows/QuickPopover.h"
+
 #include <QScreen>
 #include <utility>
 
@@ -35,6 +37,13 @@ std::unique_ptr<QQuickView> HostingWindowFactory::makeWindow(const QString& titl
     const QRect available = window->screen()->availableGeometry();
     window->setPosition(available.center() - QPoint(size.width() / 2, size.height() / 2));
     return window;
+}
+
+std::unique_ptr<Popover> HostingWindowFactory::makePopover(const QString& title, QSize size,
+                                                           const ViewContent& content,
+                                                           TransientWindows& windows) {
+    return std::make_unique<QuickPopover>([this]() -> QQmlEngine& { return engine(); }, windows,
+                                          title, size, content);
 }
 
 void bringToFront(QWindow& window) {
