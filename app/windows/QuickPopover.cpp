@@ -80,8 +80,9 @@ void QuickPopover::show(const std::optional<QRect>& anchor) {
             : placement.side == Qt::TopEdge    ? riseDistance
             : placement.side == Qt::BottomEdge ? -riseDistance
                                                : 0;
-    window_->setGeometry(
-        QRect(placement.position, size_).adjusted(-margin, -margin, margin, margin));
+    const QRect place = QRect(placement.position, size_).adjusted(-margin, -margin, margin, margin);
+    position_ = place.topLeft();
+    window_->setGeometry(place);
     const qreal scale = window_->devicePixelRatio();
     windows_.setShadow(window_->winId(),
                        {qRound(window_->width() * scale), qRound(window_->height() * scale),
@@ -196,23 +197,23 @@ void QuickPopover::close() {
 }
 
 void QuickPopover::animate(qreal to, int milliseconds) {
-    const qreal from = holder_->opacity();
     animation_.stop();
     animation_.setDuration(milliseconds);
-    animation_.setEasingCurve(to > from ? QEasingCurve::OutCubic : QEasingCurve::InQuad);
-    animation_.setStartValue(from);
+    animation_.setEasingCurve(to > progress_ ? QEasingCurve::OutCubic : QEasingCurve::InQuad);
+    animation_.setStartValue(progress_);
     animation_.setEndValue(to);
     animation_.start();
 }
 
+// A compositor fades and moves the window without a repaint; without one only the content fades.
 void QuickPopover::setProgress(qreal progress) {
-    holder_->setOpacity(progress);
-    if (style_ != Style::translucent)
+    progress_ = progress;
+    const bool composited = style_ == Style::translucent;
+    holder_->setOpacity(composited ? 1 : progress);
+    if (!composited)
         return;
-    frame_->setOpacity(progress);
-    const qreal offset = rise_ * (1 - progress);
-    frame_->setY(offset);
-    holder_->setY(PopoverFrame::shadowMargin + offset);
+    window_->setOpacity(progress);
+    window_->setPosition(position_ + QPoint(0, qRound(rise_ * (1 - progress))));
 }
 
 void QuickPopover::buttonChanged(bool down) {

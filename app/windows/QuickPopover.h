@@ -66,7 +66,9 @@ private:
     State state_ = State::closed;
     bool awaitsExposure_ = false;
     bool buttonDown_ = false;
-    int rise_ = 0; // where the opening animation comes from, in points
+    qreal progress_ = 0; // of the opening, 0 to 1
+    QPoint position_;    // of the window when it is open
+    int rise_ = 0;       // where the opening animation comes from, in points
     QVariantAnimation animation_;
     std::unique_ptr<TransientWindows::PointerWatch> watch_;
 };

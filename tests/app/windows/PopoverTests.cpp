@@ -123,7 +123,7 @@ protected:
         ASSERT_TRUE(popover_->isShown());
         ASSERT_TRUE(test::runUntil([this] {
             return popover_->window()->isExposed() && holder()->opacity() == 1 &&
-                   popover_->window()->isActive();
+                   popover_->window()->opacity() == 1 && popover_->window()->isActive();
         }));
     }
     bool closes() {
