@@ -74,7 +74,7 @@ ToyTile {
                 toy.releaseKey();
         }
 
-        FocusRing {}
+        ToyFocusRing {}
         Item {
             id: face
 

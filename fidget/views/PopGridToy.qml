@@ -82,7 +82,7 @@ ToyTile {
                         response: 0.22
                         dampingFraction: 0.5
                     }
-                    FocusRing {
+                    ToyFocusRing {
                         anchors.margins: -3
                         shown: grid.activeFocus && grid.current === bubble.index
                     }
@@ -154,7 +154,7 @@ ToyTile {
                 if (!event.isAutoRepeat)
                     toy.bubbles.reset();
             }
-            FocusRing {
+            ToyFocusRing {
                 anchors { leftMargin: -8; rightMargin: -8; topMargin: -2; bottomMargin: -2 }
                 cornerRadius: 3
             }

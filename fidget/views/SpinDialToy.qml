@@ -55,7 +55,7 @@ ToyTile {
             event.accepted = true;
         }
 
-        FocusRing {}
+        ToyFocusRing {}
         SoftShadow {
             anchors.fill: parent
             cornerRadius: width / 2

@@ -54,7 +54,7 @@ ToyTile {
                 toy.toggle.tap();
         }
 
-        FocusRing {}
+        ToyFocusRing {}
         Item {
             x: 4 + position.value * (track.width - track.height)
             y: 4
