@@ -4,6 +4,7 @@
 #include "app/Composition.h"
 #include "app/helpwindow/HelpWindowController.h"
 #include "app/login/LaunchAtLogin.h"
+#include "app/permissionwindow/PermissionWindowController.h"
 #include "app/settings/JsonDefaultsStore.h"
 #include "app/settingswindow/SettingsWindowController.h"
 #include "app/views/AppViews.h"
