@@ -29,10 +29,10 @@ public:
             {{MORVEL_PROGRAM, "--open-drawer"}, session_.environment(), "/dev/null", {}});
         if (second.wait(10s) != 0)
             return false;
-        test::WindowFinder windows(session_.display());
-        return windows
-            .await([this](const test::Window& window) {
-                return window.pid == pid() && !window.embeds;
+        const QRect panel = session_.panelArea();
+        return test::WindowFinder(session_.display())
+            .await([&](const test::Window& window) {
+                return window.pid == pid() && !panel.contains(window.geometry);
             })
             .has_value();
     }

@@ -65,7 +65,6 @@ std::optional<Window> WindowFinder::describe(xcb_window_t id) {
     window.pid = pid.empty() ? 0 : static_cast<pid_t>(pid.front());
     window.geometry = QRect(origin->dst_x, origin->dst_y, geometry->width, geometry->height);
     window.overrideRedirect = attributes->override_redirect != 0;
-    window.embeds = !x_.values(id, "_XEMBED_INFO").empty();
     return window;
 }
 

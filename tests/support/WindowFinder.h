@@ -21,7 +21,6 @@ struct Window {
     pid_t pid = 0;            // 0: it does not say
     QRect geometry;           // on the screen, without the window manager's frame; device pixels
     bool overrideRedirect = false; // a menu or the like, which no window manager manages
-    bool embeds = false;           // made to be embedded, as a tray's icons are
 };
 
 using Wanted = std::function<bool(const Window&)>;
