@@ -2,6 +2,7 @@
 #include "views/Appearance.h"
 #include "views/ContinuousRectangle.h"
 #include "views/SoftShadow.h"
+#include "views/SymbolShape.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -158,6 +159,18 @@ TEST(SoftShadow, AHollowOneLeavesOutWhatIsUnderTheShape) {
 
 TEST(SoftShadow, WithoutARadiusThereIsNone) {
     EXPECT_EQ(level(Painted<SoftShadow>().image(), 40, 40), 255);
+}
+
+TEST(SymbolShape, ASymbolStandsInTheMiddleInItsColourAndNothingForAnUnknownName) {
+    Painted<SymbolShape> symbol;
+    symbol.setSize({40, 20});
+    symbol.setName("largecircle.fill.circle");
+    symbol.setColor(Qt::blue);
+    EXPECT_EQ(symbol.image().pixelColor(40, 30), QColor(Qt::blue));
+    EXPECT_EQ(symbol.image(2).pixelColor(80, 60), QColor(Qt::blue));
+    EXPECT_EQ(symbol.image().pixelColor(26, 30), QColor(Qt::white));
+    symbol.setName("nothing");
+    EXPECT_EQ(symbol.image().pixelColor(40, 30), QColor(Qt::white));
 }
 
 TEST(Appearance, BlendsColoursByWhatTheyCover) {
