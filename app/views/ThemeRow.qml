@@ -50,7 +50,7 @@ T.Button {
         FocusRing {
             anchors.margins: 2
             innerRadius: 2
-            border.width: 2
+            borderWidth: 2
             shown: row.visualFocus
         }
     }

@@ -54,7 +54,14 @@ ToyTile {
                 toy.toggle.tap();
         }
 
+<<<<<<< HEAD
         ToyFocusRing {}
+=======
+        FocusRing {
+            shown: parent.activeFocus
+            innerRadius: parent.radius
+        }
+>>>>>>> fidget
         Item {
             x: 4 + position.value * (track.width - track.height)
             y: 4
