@@ -74,14 +74,10 @@ ToyTile {
                 toy.releaseKey();
         }
 
-<<<<<<< HEAD
-        ToyFocusRing {}
-=======
         FocusRing {
             shown: parent.activeFocus
             innerRadius: parent.radius
         }
->>>>>>> fidget
         Item {
             id: face
 

@@ -82,13 +82,8 @@ ToyTile {
                         response: 0.22
                         dampingFraction: 0.5
                     }
-<<<<<<< HEAD
-                    ToyFocusRing {
-                        anchors.margins: -3
-=======
                     FocusRing {
                         innerRadius: toy.bubbleSize / 2
->>>>>>> fidget
                         shown: grid.activeFocus && grid.current === bubble.index
                     }
                     ContinuousRectangle {
@@ -159,16 +154,10 @@ ToyTile {
                 if (!event.isAutoRepeat)
                     toy.bubbles.reset();
             }
-<<<<<<< HEAD
-            ToyFocusRing {
-                anchors { leftMargin: -8; rightMargin: -8; topMargin: -2; bottomMargin: -2 }
-                cornerRadius: 3
-=======
             FocusRing {
                 anchors { leftMargin: -8; rightMargin: -8 }
                 shown: reset.activeFocus
                 innerRadius: 4
->>>>>>> fidget
             }
         }
     }

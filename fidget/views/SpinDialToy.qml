@@ -55,14 +55,10 @@ ToyTile {
             event.accepted = true;
         }
 
-<<<<<<< HEAD
-        ToyFocusRing {}
-=======
         FocusRing {
             shown: parent.activeFocus
             innerRadius: parent.radius
         }
->>>>>>> fidget
         SoftShadow {
             anchors.fill: parent
             cornerRadius: width / 2

@@ -54,14 +54,10 @@ ToyTile {
                 toy.toggle.tap();
         }
 
-<<<<<<< HEAD
-        ToyFocusRing {}
-=======
         FocusRing {
             shown: parent.activeFocus
             innerRadius: parent.radius
         }
->>>>>>> fidget
         Item {
             x: 4 + position.value * (track.width - track.height)
             y: 4
