@@ -175,6 +175,7 @@ std::optional<std::string> replaceFile(const fs::path& path, std::string_view co
     Descriptor file{createTemporary(target, temporary)};
     if (!file.isOpen())
         return fmt::format("{}: {}", folder.string(), description(errno));
+    const Descriptor lock{::fcntl(file.number(), F_DUPFD_CLOEXEC, 0)}; // until it is renamed
     if (!writeAll(file.number(), content) || ::fsync(file.number()) != 0 || !file.close() ||
         ::rename(temporary.c_str(), target.c_str()) != 0) {
         const int error = errno;
