@@ -3,6 +3,7 @@
 #include <QEvent>
 #include <QGuiApplication>
 #include <QPalette>
+#include <algorithm>
 
 namespace morvel {
 
@@ -78,6 +79,17 @@ QColor Appearance::orange() const {
 QColor Appearance::faded(const QColor& color, qreal opacity) {
     QColor result = color;
     result.setAlphaF(static_cast<float>(opacity) * color.alphaF());
+    return result;
+}
+
+QColor Appearance::blended(const QColor& from, const QColor& to, qreal share) {
+    const auto weight = static_cast<float>(std::clamp(share, 0.0, 1.0));
+    const float alpha = from.alphaF() * (1 - weight) + to.alphaF() * weight;
+    if (!(alpha > 0))
+        return Qt::transparent;
+    // A colour counts as much as it covers.
+    QColor result = mixed(to, from, to.alphaF() * weight / alpha);
+    result.setAlphaF(alpha);
     return result;
 }
 

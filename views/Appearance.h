@@ -43,6 +43,9 @@ public:
     // `color` at `opacity` 0 to 1.
     Q_INVOKABLE static QColor faded(const QColor& color, qreal opacity);
 
+    // From `from` (share 0, and below) to `to` (share 1, and above), opacity included.
+    Q_INVOKABLE static QColor blended(const QColor& from, const QColor& to, qreal share);
+
     bool eventFilter(QObject* watched, QEvent* event) override;
 
 signals:

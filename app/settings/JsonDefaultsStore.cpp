@@ -1,7 +1,7 @@
 #include "app/settings/JsonDefaultsStore.h"
 
+#include "app/settings/FileWriter.h"
 #include "app/settings/JsonValues.h"
-#include "platform/Files.h"
 #include "platform/Utf8.h"
 
 #include <fmt/format.h>
@@ -25,12 +25,14 @@ std::string readable(const std::filesystem::path& path) {
 struct JsonDefaultsStore::State {
     json values = json::object();
     std::map<std::string, Value, std::less<>> registered;
-    // Why what stands at the path is not ours to overwrite; empty once it is out of the way.
-    std::string damage;
-    bool unsaved = false;
+    std::string damage;   // why what was found at the path is not ours to overwrite
+    bool unsaved = false; // changed since the writer was last given the values, or it has failed
     bool writeScheduled = false;
     bool failing = false;
     std::unique_ptr<Timer> writeTimer;
+    std::unique_ptr<FileWriter> writer;
+    // What the writer queues for the main thread looks whether the store is still there.
+    std::shared_ptr<int> alive = std::make_shared<int>();
 
     // The first of the key's own value and its registered default that `convert` can read.
     template <typename Convert>
@@ -60,6 +62,14 @@ JsonDefaultsStore::JsonDefaultsStore(std::filesystem::path file, Scheduler& sche
     , scheduler_(scheduler)
     , log_(log)
     , state_(std::make_unique<State>()) {
+    // Runs on the writer's thread.
+    auto report = [this, alive = std::weak_ptr<int>(state_->alive)] {
+        scheduler_.async([this, alive] {
+            if (!alive.expired())
+                reportWriting();
+        });
+    };
+    state_->writer = std::make_unique<FileWriter>(file_, std::move(report));
     load();
 }
 
@@ -79,23 +89,34 @@ void JsonDefaultsStore::load() {
     } else {
         state_->damage = "it is not a JSON object";
     }
-    moveDamagedAside();
+    const SetAside outcome = setAside(file_);
+    reportSetAside(outcome);
+    if (!outcome.movedTo)
+        state_->writer->protectWhatIsThere();
 }
 
 // A damaged file that cannot be moved stays untouched: nothing is written over it.
-bool JsonDefaultsStore::moveDamagedAside() {
-    const SetAside outcome = setAside(file_);
-    if (!outcome.movedTo) {
-        if (!std::exchange(state_->failing, true))
-            log_.line(fmt::format("Settings file {} is damaged ({}) and cannot be set aside: {}; "
-                                  "changes are not saved",
-                                  readable(file_), state_->damage, outcome.problem));
-        return false;
+void JsonDefaultsStore::reportSetAside(const SetAside& outcome) {
+    if (outcome.movedTo)
+        log_.line(fmt::format("Settings file {} is damaged ({}); set aside as {}", readable(file_),
+                              state_->damage, readable(*outcome.movedTo)));
+    else if (!std::exchange(state_->failing, true))
+        log_.line(fmt::format("Settings file {} is damaged ({}) and cannot be set aside: {}; "
+                              "changes are not saved",
+                              readable(file_), state_->damage, outcome.problem));
+}
+
+void JsonDefaultsStore::reportWriting() {
+    for (const FileWriter::Outcome& outcome : state_->writer->takeOutcomes()) {
+        if (outcome.setAside)
+            reportSetAside(*outcome.setAside);
+        if (outcome.error && !std::exchange(state_->failing, true))
+            log_.line(fmt::format("Settings cannot be saved: {}", asValidUtf8(*outcome.error)));
+        if (outcome.saved)
+            state_->failing = false;
+        else
+            state_->unsaved = true;
     }
-    log_.line(fmt::format("Settings file {} is damaged ({}); set aside as {}", readable(file_),
-                          state_->damage, readable(*outcome.movedTo)));
-    state_->damage.clear();
-    return true;
 }
 
 void JsonDefaultsStore::registerDefaults(const Defaults& defaults) {
@@ -143,23 +164,23 @@ void JsonDefaultsStore::scheduleWrite() {
     state_->unsaved = true;
     if (std::exchange(state_->writeScheduled, true))
         return;
-    state_->writeTimer = scheduler_.after(writeDelay, [this] { flush(); });
+    state_->writeTimer = scheduler_.after(writeDelay, [this] { beginWrite(); });
+}
+
+void JsonDefaultsStore::beginWrite() {
+    state_->writeScheduled = false;
+    if (std::exchange(state_->unsaved, false))
+        state_->writer->write(state_->values.dump(4) + '\n');
 }
 
 void JsonDefaultsStore::flush() {
-    state_->writeScheduled = false;
-    if (!state_->unsaved)
-        return;
-    if (!state_->damage.empty() && !moveDamagedAside())
-        return;
-    const std::string text = state_->values.dump(4) + '\n';
-    if (const auto problem = replaceFile(file_, text)) {
-        if (!std::exchange(state_->failing, true))
-            log_.line(fmt::format("Settings cannot be saved: {}", asValidUtf8(*problem)));
-        return;
-    }
-    state_->unsaved = false;
-    state_->failing = false;
+    beginWrite();
+    awaitWriting();
+}
+
+void JsonDefaultsStore::awaitWriting() {
+    state_->writer->wait();
+    reportWriting();
 }
 
 } // namespace morvel

@@ -2,13 +2,16 @@
 // is not running.
 //
 // Changes are kept in memory at once and written together a moment later, in one step, so that a
-// crash leaves the file complete. Keys that this program does not know are kept. A file that is no
-// JSON object of modest size, or no file at all, is renamed beside itself with one log line, and
-// the defaults hold. When the file cannot be written, one line is logged for the whole outage, the
-// values live on in memory, and the next change tries again.
+// crash leaves the file complete. The writing is done on a thread of the store's own: after its
+// creation the main thread never waits for the disk, but for flush() and destruction. Keys that
+// this program does not know are kept. A file that is no JSON object of modest size, or no file at
+// all, is renamed beside itself with one log line, and the defaults hold. When the file cannot be
+// written, one line is logged for the whole outage, the values live on in memory, and the next
+// change tries again.
 #pragma once
 
 #include "app/settings/DefaultsStore.h"
+#include "platform/Files.h"
 #include "platform/Log.h"
 #include "platform/Scheduler.h"
 
@@ -43,14 +46,18 @@ public:
     void setString(std::string_view key, std::string_view value) override;
     void remove(std::string_view key) override;
 
-    // Writes what is pending now.
+    // Writes what is pending now; returns when that is done.
     void flush();
+    // Returns when the writing that has begun is done. Begins none.
+    void awaitWriting();
 
 private:
     struct State;
     void load();
-    bool moveDamagedAside();
+    void reportSetAside(const SetAside& outcome);
+    void reportWriting();
     void scheduleWrite();
+    void beginWrite();
 
     const std::filesystem::path file_;
     Scheduler& scheduler_;

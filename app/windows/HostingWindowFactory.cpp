@@ -1,5 +1,7 @@
 #include "app/windows/HostingWindowFactory.h"
 
+#include "app/windows/QuickPopover.h"
+
 #include <fmt/format.h>
 
 #include <QEvent>
@@ -67,6 +69,13 @@ std::unique_ptr<QQuickView> HostingWindowFactory::makeWindow(const QString& titl
     if (floating_ != nullptr)
         new FloatWhenShown(*floating_, *window);
     return window;
+}
+
+std::unique_ptr<Popover> HostingWindowFactory::makePopover(const QString& title, QSize size,
+                                                           const ViewContent& content,
+                                                           TransientWindows& windows) {
+    return std::make_unique<QuickPopover>([this]() -> QQmlEngine& { return engine(); }, windows,
+                                          title, size, content);
 }
 
 void bringToFront(QWindow& window) {

@@ -1,7 +1,9 @@
 // Hosts declarative views in windows. Main thread.
 #pragma once
 
+#include "app/windows/Popover.h"
 #include "platform/FloatingWindows.h"
+#include "platform/TransientWindows.h"
 
 #include <QQmlEngine>
 #include <QQuickView>
@@ -35,6 +37,13 @@ public:
     // loaded, which is logged by Qt. Must not outlive the factory.
     std::unique_ptr<QQuickView> makeWindow(const QString& title, QSize size,
                                            const ViewContent& content);
+
+    // A popover of fixed size around a view, which is made when it is first shown; a view that
+    // cannot be loaded is logged then, and nothing is shown. As a normal window it has the title.
+    // Its content shows no corners of its own: they are the popover's. Must not outlive the factory
+    // or `windows`.
+    std::unique_ptr<Popover> makePopover(const QString& title, QSize size,
+                                         const ViewContent& content, TransientWindows& windows);
 
     QQmlEngine& engine();
 

@@ -35,8 +35,32 @@ bool X11Connection::alive() const {
     return xcb_connection_has_error(handle()) == 0;
 }
 
-void X11Connection::setEventHandler(EventHandler handler) {
-    handler_ = std::move(handler);
+class X11Connection::ActiveObservation : public Observation {
+public:
+    explicit ActiveObservation(std::shared_ptr<Observer> observer)
+        : observer_(std::move(observer)) {}
+    ~ActiveObservation() override { observer_->active = false; }
+    ActiveObservation(const ActiveObservation&) = delete;
+    ActiveObservation& operator=(const ActiveObservation&) = delete;
+
+private:
+    std::shared_ptr<Observer> observer_;
+};
+
+std::unique_ptr<X11Connection::Observation> X11Connection::observe(EventHandler handler) {
+    auto observer = std::make_shared<Observer>(Observer{std::move(handler)});
+    observers_.push_back(observer);
+    return std::make_unique<ActiveObservation>(std::move(observer));
+}
+
+// By index: an observer may add others.
+void X11Connection::deliver(const xcb_generic_event_t& event) {
+    ++delivering_;
+    for (std::size_t i = 0; i < observers_.size(); ++i)
+        if (observers_[i]->active)
+            observers_[i]->handler(event);
+    if (--delivering_ == 0)
+        std::erase_if(observers_, [](const auto& observer) { return !observer->active; });
 }
 
 void X11Connection::dispatch() {
@@ -45,8 +69,7 @@ void X11Connection::dispatch() {
     };
     while (
         const std::unique_ptr<xcb_generic_event_t, FreeEvent> event{xcb_poll_for_event(handle())})
-        if (handler_)
-            handler_(*event);
+        deliver(*event);
     if (!alive() && !reportedLoss_) {
         reportedLoss_ = true;
         notifier_.setEnabled(false);

@@ -9,6 +9,8 @@
 #include <QSocketNotifier>
 #include <functional>
 #include <memory>
+#include <string>
+#include <vector>
 
 namespace morvel {
 
@@ -24,13 +26,20 @@ public:
     X11Connection& operator=(const X11Connection&) = delete;
 
     xcb_connection_t* handle() const { return connection_.get(); }
+    int screen() const { return screen_; }
     xcb_window_t root() const;
 
     // True until the server has gone away; never true again after that.
     bool alive() const;
 
-    // Who gets the events; an empty function drops them. The handler must not replace itself.
-    void setEventHandler(EventHandler handler);
+    // Destroying it ends the observation, also from within the handler and after the connection.
+    class Observation {
+    public:
+        virtual ~Observation() = default;
+    };
+
+    // Calls `handler` with every event from now on; events without an observer are dropped.
+    [[nodiscard]] std::unique_ptr<Observation> observe(EventHandler handler);
 
     // Called once, from the main run loop, when the server has gone away.
     void setLostHandler(std::function<void()> handler) { lost_ = std::move(handler); }
@@ -44,12 +53,20 @@ private:
         void operator()(xcb_connection_t* connection) const { xcb_disconnect(connection); }
     };
 
+    struct Observer {
+        EventHandler handler;
+        bool active = true;
+    };
+    class ActiveObservation;
+
     X11Connection(xcb_connection_t* connection, int screen);
+    void deliver(const xcb_generic_event_t& event);
 
     std::unique_ptr<xcb_connection_t, Disconnect> connection_;
     int screen_;
     QSocketNotifier notifier_;
-    EventHandler handler_;
+    std::vector<std::shared_ptr<Observer>> observers_;
+    int delivering_ = 0; // an observer may run the main run loop
     std::function<void()> lost_;
     bool reportedLoss_ = false;
 };

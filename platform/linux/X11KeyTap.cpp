@@ -56,7 +56,7 @@ bool X11KeyTap::install(Listener& listener) {
     readState();
     useLayout(layout_);
     listener_ = &listener;
-    connection_.setEventHandler([this](const xcb_generic_event_t& event) { handle(event); });
+    observation_ = connection_.observe([this](const xcb_generic_event_t& event) { handle(event); });
     connection_.dispatch();
     return true;
 }
@@ -65,7 +65,7 @@ void X11KeyTap::remove() {
     if (listener_ == nullptr)
         return;
     listener_ = nullptr;
-    connection_.setEventHandler({});
+    observation_.reset();
     if (connection_.alive())
         selectEvents(false);
 }

@@ -20,7 +20,8 @@ namespace morvel {
 
 class X11KeyTap : public KeyTap {
 public:
-    // Both must outlive the tap. The tap is the connection's only reader of events while installed.
+    // Both must outlive the tap. The connection is the tap's own: it carries what is typed, and its
+    // events are selected anew with every install() and remove().
     X11KeyTap(X11Connection& connection, const Clock& clock);
     ~X11KeyTap() override;
     X11KeyTap(const X11KeyTap&) = delete;
@@ -61,6 +62,7 @@ private:
     std::unique_ptr<xkb_keymap, KeymapDeleter> keymap_;
     KeyEventTranslator translator_;
     Listener* listener_ = nullptr;
+    std::unique_ptr<X11Connection::Observation> observation_;
     std::uint8_t inputOpcode_ = 0;
     std::uint8_t keyboardEventBase_ = 0;
     std::int32_t coreKeyboard_ = -1;

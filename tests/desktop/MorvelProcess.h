@@ -2,6 +2,7 @@
 #pragma once
 
 #include "tests/support/ChildProcess.h"
+#include "tests/support/LinePipe.h"
 
 #include <chrono>
 #include <memory>
@@ -12,30 +13,27 @@ namespace morvel::test {
 
 class MorvelProcess {
 public:
-    // `environment` ("NAME=value") is added to the test's own; the user's folders are in `home`.
-    MorvelProcess(const std::string& home, std::vector<std::string> environment);
-    ~MorvelProcess();
-    MorvelProcess(const MorvelProcess&) = delete;
-    MorvelProcess& operator=(const MorvelProcess&) = delete;
+    // `environment` ("NAME=value") is added to the test's own; the user's folders are in `home`,
+    // where it does not say otherwise.
+    MorvelProcess(const std::string& home, std::vector<std::string> environment,
+                  const std::vector<std::string>& options = {});
 
     // Reads the log until a line holds `text`; answers whether one did within `limit`. Lines that
     // went by before are looked at too.
     bool awaitLine(const std::string& text,
-                   std::chrono::milliseconds limit = std::chrono::seconds(20));
+                   std::chrono::milliseconds limit = std::chrono::seconds(20)) {
+        return log_.await(text, limit);
+    }
 
     // All lines read so far, and with drain() all that there are by now.
-    const std::vector<std::string>& lines() const { return lines_; }
-    void drain();
-    std::size_t count(const std::string& text) const;
+    const std::vector<std::string>& lines() const { return log_.lines(); }
+    void drain() { log_.drain(); }
+    std::size_t count(const std::string& text) const { return log_.count(text); }
 
     ChildProcess& process() { return *process_; }
 
 private:
-    bool readMore(std::chrono::milliseconds limit);
-
-    int log_ = -1;
-    std::string unfinished_;
-    std::vector<std::string> lines_;
+    LinePipe log_;
     std::unique_ptr<ChildProcess> process_;
 };
 

@@ -188,7 +188,7 @@ TEST_F(X11KeyTapTest, AHeldKeyIsPressedOnce) {
     xcb_input_xi_select_events(observer->handle(), observer->root(), 1, &selection.header);
     xcb_flush(observer->handle());
     int presses = 0;
-    observer->setEventHandler([&presses](const xcb_generic_event_t&) { ++presses; });
+    const auto counting = observer->observe([&presses](const xcb_generic_event_t&) { ++presses; });
 
     const auto events = eventsOf([&] {
         keys.press(XKB_KEY_a);

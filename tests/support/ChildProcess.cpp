@@ -7,9 +7,9 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
-#include <algorithm>
 #include <cerrno>
 #include <csignal>
+#include <set>
 #include <stdexcept>
 
 namespace morvel::test {
@@ -24,17 +24,26 @@ std::vector<char*> pointers(const std::vector<std::string>& texts) {
     return result;
 }
 
+std::string nameIn(const std::string& variable) {
+    return variable.substr(0, variable.find('='));
+}
+
 // The test's environment with the added variables in place of any of the same name.
 std::vector<std::string> environmentWith(const std::vector<std::string>& added) {
-    std::vector<std::string> result = added;
-    for (char** entry = environ; *entry != nullptr; ++entry) {
-        const std::string text = *entry;
-        const std::string name = text.substr(0, text.find('=') + 1);
-        if (std::none_of(added.begin(), added.end(),
-                         [&](const std::string& a) { return a.starts_with(name); }))
-            result.push_back(text);
-    }
+    std::vector<std::string> result;
+    std::set<std::string> names;
+    for (const std::string& variable : added)
+        if (names.insert(nameIn(variable)).second && variable.find('=') != std::string::npos)
+            result.push_back(variable);
+    for (char** entry = environ; *entry != nullptr; ++entry)
+        if (!names.contains(nameIn(*entry)))
+            result.emplace_back(*entry);
     return result;
+}
+
+void redirect(int stream, const std::string& path) {
+    if (!path.empty())
+        dup2(open(path.c_str(), O_WRONLY | O_CREAT | O_APPEND, 0600), stream);
 }
 
 } // namespace
@@ -49,11 +58,8 @@ ChildProcess::ChildProcess(const Setup& setup) {
     if (pid_ == 0) {
         // A test that crashes must not leave its servers behind.
         prctl(PR_SET_PDEATHSIG, SIGKILL);
-        if (!setup.standardErrorFile.empty()) {
-            const int file =
-                open(setup.standardErrorFile.c_str(), O_WRONLY | O_CREAT | O_APPEND, 0600);
-            dup2(file, STDERR_FILENO);
-        }
+        redirect(STDERR_FILENO, setup.standardErrorFile);
+        redirect(STDOUT_FILENO, setup.standardOutputFile);
         for (const int descriptor : setup.inheritedDescriptors)
             fcntl(descriptor, F_SETFD, 0);
         execvpe(arguments[0], arguments.data(), variables.data());

@@ -12,10 +12,13 @@ namespace morvel::test {
 class ChildProcess {
 public:
     struct Setup {
-        std::vector<std::string> command;     // found on the PATH
-        std::vector<std::string> environment; // "NAME=value", added to the test's own
-        std::string standardErrorFile;        // where its standard error goes; empty: the test's
+        std::vector<std::string> command; // found on the PATH
+        // "NAME=value" is added to the test's own, "NAME" taken away from it. Of two that name the
+        // same, the first counts.
+        std::vector<std::string> environment;
+        std::string standardErrorFile; // where its standard error goes; empty: the test's
         std::vector<int> inheritedDescriptors;
+        std::string standardOutputFile = {}; // likewise
     };
 
     // Throws std::runtime_error where the process cannot be started.

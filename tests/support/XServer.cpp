@@ -9,16 +9,18 @@
 
 namespace morvel::test {
 
-XServer::XServer() {
+XServer::XServer(const Screen& screen) {
     std::array<int, 2> ends{};
     if (pipe2(ends.data(), O_CLOEXEC) != 0)
         throw std::runtime_error("no pipe for the X server's display number");
-    process_ = std::make_unique<ChildProcess>(
-        ChildProcess::Setup{.command = {"Xvfb", "-displayfd", std::to_string(ends[1]), "-screen",
-                                        "0", "1280x800x24", "-nolisten", "tcp", "-noreset"},
-                            .environment = {},
-                            .standardErrorFile = "/dev/null",
-                            .inheritedDescriptors = {ends[1]}});
+    const std::string size =
+        std::to_string(screen.width) + "x" + std::to_string(screen.height) + "x24";
+    process_ = std::make_unique<ChildProcess>(ChildProcess::Setup{
+        .command = {"Xvfb", "-displayfd", std::to_string(ends[1]), "-screen", "0", size, "-dpi",
+                    std::to_string(screen.dpi), "-nolisten", "tcp", "-noreset"},
+        .environment = {},
+        .standardErrorFile = "/dev/null",
+        .inheritedDescriptors = {ends[1]}});
     close(ends[1]);
     // The server writes its display number and a newline once it listens.
     std::string number;

@@ -10,8 +10,16 @@ namespace morvel::test {
 
 class XServer {
 public:
+    struct Screen {
+        int width = 1280;
+        int height = 800;
+        int dpi = 96;
+    };
+
     // Returns when the server accepts clients. Throws std::runtime_error where it cannot.
-    XServer();
+    XServer()
+        : XServer(Screen{}) {}
+    explicit XServer(const Screen& screen);
 
     const std::string& display() const { return display_; } // ":7"
     ChildProcess& process() { return *process_; }

@@ -34,21 +34,23 @@ void ThemeController::refreshCatalog() {
 bool ThemeController::activate(const std::string& themeID, AppSettings* persistingTo) {
     if (activeTheme_ && themeID == activeThemeID_)
         return true;
-    const std::string id = themeID; // may be part of what changes below
-    const auto loaded = SoundTheme::load(id, services_.catalog, services_.log, services_.random);
+    const auto loaded =
+        SoundTheme::load(themeID, services_.catalog, services_.log, services_.random);
     if (!loaded) {
-        refuse(id, loaded.error().description());
+        refuse(themeID, loaded.error().description());
         return false;
     }
     play(loaded.value());
-    const bool newID = assign(activeThemeID_, id);
+    const SoundTheme& theme = *loaded.value();
+    // From here on its own name for itself: themeID may be part of what changes.
+    const bool newID = assign(activeThemeID_, theme.id());
     const bool newError = assign(lastError_, std::optional<std::string>());
     if (persistingTo != nullptr)
-        persistingTo->setThemeID(QString::fromStdString(id));
+        persistingTo->setThemeID(QString::fromStdString(theme.id()));
     std::vector<ThemeDescriptor> corrected = available_;
     const bool newCatalog = correctActive(corrected) && assign(available_, std::move(corrected));
-    services_.log.line(fmt::format("Active theme is now '{}' ({}/{} categories authored)", id,
-                                   loaded.value()->authoredCategories().size(),
+    services_.log.line(fmt::format("Active theme is now '{}' ({}/{} categories authored)",
+                                   theme.id(), theme.authoredCategories().size(),
                                    soundCategoryCount));
     if (newID)
         emit activeThemeIDChanged();

@@ -157,9 +157,11 @@ TEST_F(JsonDefaultsStoreTest, ManyChangesAreOneWriteAMomentLater) {
     time_.advance(JsonDefaultsStore::writeDelay - 0.01);
     EXPECT_FALSE(fs::exists(file_));
     time_.advance(0.02);
+    store->awaitWriting();
     EXPECT_EQ(readText(file_), "{\n    \"f\": 100.0\n}\n");
     fs::remove(file_);
     time_.advance(60);
+    store->awaitWriting();
     EXPECT_FALSE(fs::exists(file_)); // no second write
 }
 
@@ -169,6 +171,7 @@ TEST_F(JsonDefaultsStoreTest, AChangeAfterAWriteIsWrittenToo) {
     time_.advance(1);
     store->setBool("a", false);
     time_.advance(1);
+    store->awaitWriting();
     EXPECT_EQ(readText(file_), "{\n    \"a\": false\n}\n");
 }
 
@@ -344,6 +347,7 @@ TEST_F(JsonDefaultsStoreTest, AFullDiskIsOneLineAndTheNextChangeTriesAgain) {
         for (int i = 0; i < 5; ++i) {
             store->setBool("a", i % 2 == 0);
             time_.advance(1);
+            store->awaitWriting();
         }
     }
     EXPECT_TRUE(store->boolForKey("a"));
@@ -352,12 +356,14 @@ TEST_F(JsonDefaultsStoreTest, AFullDiskIsOneLineAndTheNextChangeTriesAgain) {
     EXPECT_TRUE(log_.lines()[0].starts_with("[Morvel] Settings cannot be saved: "));
     store->setBool("a", true); // as it is, but not yet on disk
     time_.advance(1);
+    store->awaitWriting();
     EXPECT_EQ(readText(file_), "{\n    \"a\": true\n}\n");
     EXPECT_EQ(log_.lines().size(), 1u);
     {
         const FullDisk full;
         store->setBool("a", false);
         time_.advance(1);
+        store->awaitWriting();
     }
     EXPECT_EQ(log_.lines().size(), 2u); // another outage
 }
@@ -369,13 +375,16 @@ TEST_F(JsonDefaultsStoreTest, AFolderThatCannotBeMadeIsOneLineAndTheValuesLiveOn
     EXPECT_EQ(log_.lines(), Lines{});
     store->setBool("a", true);
     time_.advance(1);
+    store->awaitWriting();
     store->setBool("b", true);
     time_.advance(1);
+    store->awaitWriting();
     EXPECT_TRUE(store->boolForKey("a"));
     EXPECT_EQ(log_.lines().size(), 1u);
     fs::remove(folder_ / "blocked");
     store->setBool("c", true);
     time_.advance(1);
+    store->awaitWriting();
     EXPECT_EQ(readText(file_), "{\n    \"a\": true,\n    \"b\": true,\n    \"c\": true\n}\n");
 }
 

@@ -1,0 +1,13 @@
+// The application's activation as Qt's windows tell it. Needs a QGuiApplication; main thread.
+#pragma once
+
+#include "platform/ApplicationActivation.h"
+
+namespace morvel {
+
+class QtApplicationActivation : public ApplicationActivation {
+public:
+    std::unique_ptr<Observation> observe(std::function<void()> activated) override;
+};
+
+} // namespace morvel
