@@ -7,15 +7,23 @@
 
 namespace morvel {
 
-QImage symbolImage(const QString& name, const QColor& color, int pixels) {
+bool paintSymbol(QPainter& painter, const QString& name, const QRectF& where) {
     const QString file = QStringLiteral(":/morvel/symbols/%1.svg").arg(name);
-    if (pixels <= 0 || !QFile::exists(file))
-        return {};
+    if (!QFile::exists(file))
+        return false;
     QSvgRenderer drawing(file);
+    drawing.render(&painter, where);
+    return true;
+}
+
+QImage symbolImage(const QString& name, const QColor& color, int pixels) {
+    if (pixels <= 0)
+        return {};
     QImage image(pixels, pixels, QImage::Format_ARGB32_Premultiplied);
     image.fill(Qt::transparent);
     QPainter painter(&image);
-    drawing.render(&painter);
+    if (!paintSymbol(painter, name, image.rect()))
+        return {};
     painter.setCompositionMode(QPainter::CompositionMode_SourceIn);
     painter.fillRect(image.rect(), color);
     painter.end();

@@ -5,11 +5,17 @@
 #include <QColor>
 #include <QIcon>
 #include <QImage>
+#include <QRectF>
 #include <QString>
+
+class QPainter;
 
 namespace morvel {
 
-// The symbol `name` ("dial.medium.fill"), drawn in `color` into a square of `pixels` device pixels.
+// Draws the symbol `name` ("dial.medium.fill") in black; answers whether there is such a symbol.
+bool paintSymbol(QPainter& painter, const QString& name, const QRectF& where);
+
+// The symbol `name`, drawn in `color` into a square of `pixels` device pixels.
 // A null image for a name that there is no symbol for.
 QImage symbolImage(const QString& name, const QColor& color, int pixels);
 
