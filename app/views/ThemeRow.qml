@@ -47,7 +47,7 @@ T.Button {
                      : "transparent"
             }
         }
-        FocusRing {
+        FocusOutline {
             anchors.margins: 2
             innerRadius: 2
             border.width: 2

@@ -1,0 +1,172 @@
+#include "platform/qt/QtStatusBar.h"
+
+#include "platform/qt/PanelInk.h"
+#include "platform/qt/StatusMenu.h"
+
+#include <QCursor>
+#include <QGuiApplication>
+#include <QScreen>
+#include <QSystemTrayIcon>
+#include <QTimer>
+#include <utility>
+
+namespace morvel {
+
+namespace {
+
+constexpr int inkDelayMs = 250; // until the panel has painted itself and the icon's place
+constexpr int inkLooks = 8;     // how often to look while a tray has not given the icon its place
+constexpr int pointedSize = 24; // points; about an icon's size
+
+class TrayItem : public QObject, public StatusItem {
+public:
+    TrayItem(TrayWatch& watch, QtStatusBar::DrawSymbol drawSymbol)
+        : watch_(watch)
+        , drawSymbol_(std::move(drawSymbol)) {
+        inkTimer_.setSingleShot(true);
+        inkTimer_.setInterval(inkDelayMs);
+        connect(&inkTimer_, &QTimer::timeout, this, [this] { adaptInk(); });
+        watch_.setChangeHandler([this] { trayChanged(); });
+        trayChanged();
+    }
+    ~TrayItem() override { watch_.setChangeHandler({}); }
+
+    bool hasButton() const override { return true; }
+    bool isInBar() const override { return watch_.kind() != TrayKind::none; }
+    void setBarHandler(std::function<void()> changed) override { barChanged_ = std::move(changed); }
+
+    void setImage(const std::string& symbolName, const std::string&) override {
+        symbol_ = QString::fromStdString(symbolName);
+        draw();
+    }
+    void setToolTip(const std::string& text) override {
+        toolTip_ = QString::fromStdString(text);
+        if (icon_)
+            icon_->setToolTip(toolTip_);
+    }
+    void setMenu(const std::vector<StatusMenuItem>& items) override { menu_.setItems(items); }
+    void popUpMenu() override { menu_.menu().popup(menuPosition()); }
+    void setClickHandler(std::function<void(StatusItemClick)> clicked) override {
+        clicked_ = std::move(clicked);
+    }
+    std::optional<StatusItemFrame> frame() const override {
+        const std::optional<QRect> place = toldPlace() ? toldPlace() : pointedPlace_;
+        if (!place)
+            return std::nullopt;
+        return StatusItemFrame{place->x(), place->y(), place->width(), place->height()};
+    }
+
+private:
+    void trayChanged() {
+        const TrayKind kind = watch_.kind();
+        if (kind != TrayKind::none) {
+            if (!icon_)
+                makeIcon(kind);
+            looksLeft_ = inkLooks;
+            inkTimer_.start();
+        }
+        if (barChanged_)
+            barChanged_();
+    }
+
+    void makeIcon(TrayKind kind) {
+        namesIcons_ = kind == TrayKind::statusNotifier;
+        icon_ = std::make_unique<QSystemTrayIcon>();
+        connect(icon_.get(), &QSystemTrayIcon::activated, this,
+                [this](QSystemTrayIcon::ActivationReason reason) { activated(reason); });
+        // Where the icon is a window, its menu is ours to open.
+        if (namesIcons_)
+            icon_->setContextMenu(&menu_.menu());
+        icon_->setToolTip(toolTip_);
+        draw();
+    }
+
+    void draw() {
+        if (!icon_ || symbol_.isEmpty())
+            return;
+        QIcon image;
+        if (namesIcons_)
+            image = QIcon::fromTheme(
+                QStringLiteral("morvel-%1-symbolic").arg(QString(symbol_).replace(u'.', u'-')));
+        if (image.isNull())
+            image = drawSymbol_(symbol_, ink_);
+        icon_->setIcon(image);
+        if (!image.isNull())
+            icon_->show();
+    }
+
+    // The panel's look may have changed since the icon came into it.
+    void adaptInk() {
+        const auto place = toldPlace();
+        if (!place && !namesIcons_) {
+            if (--looksLeft_ > 0)
+                inkTimer_.start();
+            return;
+        }
+        QScreen* screen = place ? QGuiApplication::screenAt(place->center()) : nullptr;
+        if (screen == nullptr)
+            screen = QGuiApplication::primaryScreen();
+        if (screen == nullptr)
+            return;
+        if (const QColor ink = panelInk(*screen, place); ink != ink_) {
+            ink_ = ink;
+            draw();
+        }
+    }
+
+    void activated(QSystemTrayIcon::ActivationReason reason) {
+        const bool secondary = reason == QSystemTrayIcon::Context;
+        // The second click of two quick ones is told as a double click.
+        if (!secondary && reason != QSystemTrayIcon::Trigger &&
+            reason != QSystemTrayIcon::DoubleClick)
+            return;
+        QRect pointed(0, 0, pointedSize, pointedSize);
+        pointed.moveCenter(QCursor::pos());
+        pointedPlace_ = pointed;
+        if (clicked_)
+            clicked_(
+                {secondary, (QGuiApplication::queryKeyboardModifiers() & Qt::AltModifier) != 0});
+    }
+
+    std::optional<QRect> toldPlace() const {
+        const QRect place = icon_ ? icon_->geometry() : QRect();
+        return place.isEmpty() ? std::nullopt : std::optional(place);
+    }
+
+    // Below an item at the top of the screen, else above it; at the pointer where it is not known.
+    QPoint menuPosition() {
+        const auto place = toldPlace();
+        const QScreen* screen = place ? QGuiApplication::screenAt(place->center()) : nullptr;
+        if (screen == nullptr)
+            return QCursor::pos();
+        if (place->center().y() < screen->geometry().center().y())
+            return {place->left(), place->bottom() + 1};
+        return {place->left(), place->top() - menu_.menu().sizeHint().height()};
+    }
+
+    TrayWatch& watch_;
+    const QtStatusBar::DrawSymbol drawSymbol_;
+    StatusMenu menu_;
+    std::unique_ptr<QSystemTrayIcon> icon_; // none before there is a tray
+    bool namesIcons_ = false;               // the tray is told of icons and menu over D-Bus
+    QString symbol_;
+    QString toolTip_;
+    QColor ink_ = inkOfUnknownPanel;
+    QTimer inkTimer_;
+    int looksLeft_ = 0;
+    std::optional<QRect> pointedPlace_;
+    std::function<void()> barChanged_;
+    std::function<void(StatusItemClick)> clicked_;
+};
+
+} // namespace
+
+QtStatusBar::QtStatusBar(TrayWatch& watch, DrawSymbol drawSymbol)
+    : watch_(watch)
+    , drawSymbol_(std::move(drawSymbol)) {}
+
+std::unique_ptr<StatusItem> QtStatusBar::makeItem() {
+    return std::make_unique<TrayItem>(watch_, drawSymbol_);
+}
+
+} // namespace morvel

@@ -1,0 +1,80 @@
+// The status item in a tray that is told of icons over the session bus (StatusNotifierItem).
+
+#include "tests/platform/TraySession.h"
+
+namespace morvel::test {
+namespace {
+
+using NotifierTrayTest = TrayTest;
+
+TEST_F(NotifierTrayTest, WithoutATrayTheItemWaitsAndTakesItsPlaceWhenOneAppears) {
+    makeItem();
+    EXPECT_FALSE(item_->isInBar());
+    session().startNotifierPanel();
+    ASSERT_TRUE(appears());
+    EXPECT_EQ(watch_.kind(), TrayKind::statusNotifier);
+    EXPECT_FALSE(item_->frame()); // nobody says where it is
+    click();
+    ASSERT_TRUE(seen([this] { return clicks_.size() == 1; }));
+    EXPECT_FALSE(clicks_[0].secondary || clicks_[0].optionHeld);
+    const auto frame = item_->frame();
+    ASSERT_TRUE(frame);
+    EXPECT_TRUE(QRect(frame->x, frame->y, frame->width, frame->height)
+                    .contains(TraySession::iconPlace().center()));
+}
+
+TEST_F(NotifierTrayTest, ThePanelMayBeRestarted) {
+    session().startNotifierPanel();
+    makeItem();
+    ASSERT_TRUE(appears());
+    session().stopPanel();
+    EXPECT_TRUE(seen([this] { return !item_->isInBar(); }));
+    session().startNotifierPanel();
+    ASSERT_TRUE(appears());
+    click();
+    EXPECT_TRUE(seen([this] { return clicks_.size() == 1; }));
+}
+
+TEST_F(NotifierTrayTest, AClickWithAltIsToldWithOptionHeldAndTheMenuCanOpen) {
+    session().startNotifierPanel();
+    makeItem();
+    ASSERT_TRUE(appears());
+    keys_.press(XKB_KEY_Alt_L);
+    click();
+    const bool told = seen([this] { return clicks_.size() == 1; });
+    keys_.release(XKB_KEY_Alt_L);
+    ASSERT_TRUE(told);
+    EXPECT_TRUE(clicks_[0].optionHeld);
+    item_->popUpMenu();
+    ASSERT_TRUE(seen([] { return openMenu() != nullptr && openMenu()->isVisible(); }));
+    type(XKB_KEY_Escape);
+    EXPECT_TRUE(seen([] { return openMenu() == nullptr; }));
+}
+
+TEST_F(NotifierTrayTest, ARightClickOpensTheMenuThatThePanelDraws) {
+    session().startNotifierPanel();
+    makeItem();
+    ASSERT_TRUE(appears());
+    click(3);
+    // The panel's menu has the keyboard; its first item is the mute item.
+    ASSERT_TRUE(seen([] { return TraySession::isCovered({1260, TraySession::panelHeight + 10}); }));
+    type(XKB_KEY_Down);
+    type(XKB_KEY_Return);
+    ASSERT_TRUE(seen([this] { return !chosen_.empty(); }));
+    EXPECT_EQ(chosen_, "mute ");
+    EXPECT_TRUE(clicks_.empty());
+}
+
+TEST_F(NotifierTrayTest, TheSymbolStandsOutFromThePanel) {
+    session().startNotifierPanel();
+    makeItem();
+    ASSERT_TRUE(appears());
+    EXPECT_TRUE(seen([] { return TraySession::iconLightness() < 90; })); // a light panel
+}
+
+} // namespace
+} // namespace morvel::test
+
+int main(int argc, char** argv) {
+    return morvel::test::runTrayTests(argc, argv, true);
+}
