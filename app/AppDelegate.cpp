@@ -3,27 +3,42 @@
 #include <fmt/format.h>
 
 #include <string>
+#include <utility>
 
 namespace morvel {
 
-AppDelegate::AppDelegate(Services services)
-    : services_(services) {}
+AppDelegate::AppDelegate(Services services, const Environment& environment)
+    : services_(std::move(services))
+    , forcePermissionWindow_(environment("MORVEL_FORCE_PERMISSION_WINDOW") == "1")
+    , openDrawer_(environment("MORVEL_OPEN_DRAWER") == "1") {}
 
 void AppDelegate::applicationDidFinishLaunching() {
+    services_.activation.becomeAccessory();
     services_.settings.applyToAudioEngine();
     services_.catalog.ensureUserThemesDirectoryExists();
     services_.themes.refreshCatalog();
     chooseTheme();
+    statusItemController_ = services_.makeStatusItem();
     services_.permission.logIdentity();
     services_.permission.startMonitoring();
+    passOnboardingGate();
     services_.keyboard.start();
-    QObject::connect(&services_.permission, &AccessibilityPermission::isTrustedChanged,
-                     &trustObserver_, [this](bool trusted) { trustChanged(trusted); });
+    trustObserver_.emplace(services_.permission, &AccessibilityPermission::isTrusted,
+                           &AccessibilityPermission::isTrustedChanged, services_.scheduler,
+                           [this](bool trusted) { trustChanged(trusted); });
+    if (openDrawer_)
+        drawerTimer_ = services_.scheduler.after(drawerDelay, [this] {
+            if (statusItemController_ && !statusItemController_->isPopoverShown())
+                statusItemController_->togglePopover();
+        });
 }
 
 void AppDelegate::applicationWillTerminate() {
+    trustObserver_.reset();
+    drawerTimer_.reset();
     services_.keyboard.stop();
     services_.permission.stopMonitoring();
+    statusItemController_.reset();
 }
 
 void AppDelegate::chooseTheme() {
@@ -42,15 +57,25 @@ void AppDelegate::chooseTheme() {
     services_.log.line("No theme could be loaded. Morvel will be silent.");
 }
 
+void AppDelegate::passOnboardingGate() {
+    const bool trusted = services_.permission.isTrusted();
+    services_.log.line(
+        fmt::format("onboarding gate: trusted={} force={}", trusted, forcePermissionWindow_));
+    if (!trusted || forcePermissionWindow_)
+        services_.permissionWindow.show(services_.permission);
+}
+
 void AppDelegate::trustChanged(bool trusted) {
     if (trusted) {
         services_.keyboard.start();
+        services_.permissionWindow.close();
         return;
     }
     services_.log.line("Accessibility revoked mid-session — stopping input modules and "
                        "re-prompting");
     services_.keyboard.stop();
     services_.audio.stopLoop(0.1);
+    services_.permissionWindow.show(services_.permission);
 }
 
 } // namespace morvel

@@ -1,98 +1,88 @@
-// The composition root: picks the adapters, builds every long-lived object and runs the main loop.
+// The entry point: one instance a session, and its main loop.
 
-#include "app/AppDelegate.h"
-#include "app/login/LaunchAtLogin.h"
-#include "app/settings/JsonDefaultsStore.h"
-#include "platform/ApplicationActivation.h"
-#include "platform/linux/CubebAudioOutput.h"
-#include "platform/linux/LinuxApplicationBundle.h"
-#include "platform/linux/ProcfsProcessTable.h"
+#include "app/Composition.h"
+#include "app/instance/SingleInstance.h"
 #include "platform/linux/SessionType.h"
-#include "platform/linux/SystemClock.h"
 #include "platform/linux/SystemLog.h"
-#include "platform/linux/SystemRandom.h"
 #include "platform/linux/TerminationSignals.h"
+#include "platform/linux/UnixInstanceChannel.h"
 #include "platform/linux/UserFolders.h"
-#include "platform/linux/X11KeyTap.h"
-#include "platform/linux/XdgLoginItem.h"
-#include "platform/qt/QtScheduler.h"
 
-#include <QCoreApplication>
+#include <unistd.h>
+
+#include <QApplication>
+#include <algorithm>
+#include <cstdlib>
+#include <functional>
+#include <iostream>
+#include <memory>
+#include <utility>
+#include <variant>
 
 namespace {
 
 using namespace morvel;
 
-bool isOn(const Environment& environment, const std::string& name) {
-    return environment(name) == "1";
+int finish(const ProgramExit& exit) {
+    (exit.status == 0 ? std::cout : std::cerr) << exit.text;
+    return exit.status;
 }
 
-// A tap for a session that has no keyboards to listen to.
-class NoKeyTap : public KeyTap {
-public:
-    bool install(Listener&) override { return false; }
-    void enable() override {}
-    void remove() override {}
-};
+// Qt ends the process by itself, with exit(), when the display server has gone away. What must be
+// at rest by then is put to rest here.
+std::function<void()> beforeExit; // NOLINT(cppcoreguidelines-avoid-non-const-global-variables)
 
-std::string searchPath(const Environment& environment) {
-    return environment("PATH").value_or("/usr/local/bin:/usr/bin:/bin");
+void endInOrder() {
+    if (!beforeExit)
+        return;
+    std::exchange(beforeExit, nullptr)();
+    std::cerr.flush();
+    ::_exit(EXIT_SUCCESS);
+}
+
+int runApplication(int argc, char** argv, const Environment& environment, SingleInstance& instance,
+                   Log& log) {
+    // Drawn by the processor: small windows open sooner and in less memory than with a graphics
+    // library.
+    if (!environment("QT_QUICK_BACKEND"))
+        qputenv("QT_QUICK_BACKEND", "software");
+    TerminationSignals::block();
+    QApplication application(argc, argv);
+    QApplication::setApplicationName(QStringLiteral("Morvel"));
+    QApplication::setApplicationVersion(QStringLiteral(MORVEL_VERSION));
+    QApplication::setQuitOnLastWindowClosed(false);
+    const TerminationSignals termination([] { QCoreApplication::quit(); });
+
+    auto composition =
+        std::make_unique<Composition>(environment, log, [] { QCoreApplication::quit(); });
+    std::atexit(endInOrder);
+    beforeExit = [&composition] {
+        composition->terminate();
+        composition.reset();
+    };
+    composition->launch();
+    instance.serve([&composition](InstanceRequest request) { composition->serve(request); });
+    const int status = QCoreApplication::exec();
+    beforeExit = nullptr;
+    composition->terminate();
+    return status;
 }
 
 } // namespace
 
 int main(int argc, char** argv) {
-    QCoreApplication application(argc, argv);
-    const TerminationSignals termination([] { QCoreApplication::quit(); });
-
+    const auto parsed = parseCommandLine({argv + std::min(argc, 1), argv + argc}, MORVEL_VERSION);
+    if (const auto* exit = std::get_if<ProgramExit>(&parsed))
+        return finish(*exit);
     SystemLog log;
-    const SystemClock clock;
-    SystemRandom random;
-    QtScheduler scheduler;
     const Environment environment = systemEnvironment();
-    const std::filesystem::path home = homeFolder(environment);
-    const std::filesystem::path configuration = configurationFolder(environment, home);
-    const std::filesystem::path data = dataFolder(environment, home);
-    const std::filesystem::path sourceThemes = MORVEL_SOURCE_THEMES;
-    const ApplicationBundle bundle = applicationBundle(runningExecutable(), sourceThemes);
-
-    XdgLoginItem loginItem({configuration / "autostart", std::string(applicationIdentifier),
-                            bundle.executable.value_or(std::filesystem::path()),
-                            searchPath(environment)});
-    LaunchAtLogin launchAtLogin(loginItem, bundle, installationPaths(environment, home), log);
-
-    CubebAudioOutput output(scheduler, log);
-    AudioEngine audio({output, clock, scheduler, random, log},
-                      isOn(environment, "MORVEL_AUDIO_TRACE"));
-    JsonDefaultsStore defaults(configuration / "Morvel" / "settings.json", scheduler, log);
-    AppSettings settings(defaults, audio, launchAtLogin, log);
-
-    const std::unique_ptr<X11Connection> display =
-        isX11Session(environment) ? X11Connection::open() : nullptr;
-    X11TrustSource trust(display.get());
-    const ProcfsProcessTable processes;
-    NoApplicationActivation activation;
-    AccessibilityPermission permission({trust, processes, clock, scheduler, activation, log},
-                                       bundle, environment);
-
-    std::unique_ptr<KeyTap> tap;
-    if (display) {
-        tap = std::make_unique<X11KeyTap>(*display, clock);
-        display->setLostHandler([&log] {
-            log.line("The X server has gone away — quitting");
-            QCoreApplication::quit();
-        });
-    } else {
-        tap = std::make_unique<NoKeyTap>();
+    UnixInstanceChannel channel(sessionInstanceChannel(environment));
+    SingleInstance instance(channel, log);
+    if (const auto exit = instance.start(std::get<CommandLine>(parsed)))
+        return finish(*exit);
+    if (!displayServerAnswers(environment)) {
+        log.line("There is no display to show anything on — quitting");
+        return EXIT_FAILURE;
     }
-    KeyboardEngine keyboard({*tap, settings, permission, audio, clock, log},
-                            isOn(environment, "MORVEL_LATENCY_TRACE"));
-
-    const ThemeCatalog catalog(bundle.themes, data / "Morvel" / "Themes", log);
-    ThemeController themes({catalog, audio, random, log});
-    AppDelegate delegate({settings, permission, catalog, themes, audio, keyboard, log});
-    delegate.applicationDidFinishLaunching();
-    const int status = QCoreApplication::exec();
-    delegate.applicationWillTerminate();
-    return status;
+    return runApplication(argc, argv, environment, instance, log);
 }

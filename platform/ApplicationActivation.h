@@ -1,4 +1,4 @@
-// Tells when the application becomes the active one. Adapters: platform/simulated.
+// The application's place among others. Adapters: platform/qt, platform/simulated.
 #pragma once
 
 #include <functional>
@@ -17,17 +17,13 @@ public:
 
     virtual ~ApplicationActivation() = default;
 
+    // Makes it an accessory: it has no place among the running applications, only windows now and
+    // then. Main thread.
+    virtual void becomeAccessory() = 0;
+
     // Calls `activated` on the main thread each time the application has become active. Main
     // thread.
     [[nodiscard]] virtual std::unique_ptr<Observation> observe(std::function<void()> activated) = 0;
-};
-
-// For a program without windows, which never becomes active.
-class NoApplicationActivation : public ApplicationActivation {
-public:
-    std::unique_ptr<Observation> observe(std::function<void()>) override {
-        return std::make_unique<Observation>();
-    }
 };
 
 } // namespace morvel

@@ -34,7 +34,7 @@ T.Button {
         color: control.face
         border.width: control.defaultAction || Appearance.dark ? 0 : 1
         border.color: Appearance.faded(Appearance.text, 0.18)
-        FocusOutline { shown: control.visualFocus }
+        FocusRing { shown: control.visualFocus }
     }
     contentItem: Label {
         id: label

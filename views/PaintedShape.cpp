@@ -11,6 +11,8 @@ namespace morvel {
 PaintedShape::PaintedShape(QQuickItem* parent)
     : QQuickItem(parent) {
     setFlag(ItemHasContents);
+    connect(this, &QQuickItem::scaleChanged, this, &QQuickItem::update);
+    connect(this, &QQuickItem::rotationChanged, this, &QQuickItem::update);
 }
 
 QSGNode* PaintedShape::updatePaintNode(QSGNode* old, UpdatePaintNodeData*) {

@@ -72,6 +72,6 @@ T.Slider {
         color: control.pressed ? "#ececec" : "white"
         border.width: 1
         border.color: Appearance.dark ? "transparent" : Qt.rgba(0, 0, 0, 0.2)
-        FocusOutline { shown: control.visualFocus; innerRadius: 9 }
+        FocusRing { shown: control.visualFocus; innerRadius: 9 }
     }
 }

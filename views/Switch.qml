@@ -34,7 +34,7 @@ T.Switch {
                 NumberAnimation { duration: 120; easing.type: Easing.InOutQuad }
             }
         }
-        FocusOutline { shown: control.visualFocus; innerRadius: 10 }
+        FocusRing { shown: control.visualFocus; innerRadius: 10 }
     }
     contentItem: Label {
         id: label

@@ -1,4 +1,5 @@
-// A symbol as a shape: sharp at every scale factor. `Symbol` is what views use.
+// One of Morvel's symbols as a shape of a view, in the middle of the item and as large as fits.
+// Main thread, but for painting.
 #pragma once
 
 #include "views/PaintedShape.h"
@@ -15,9 +16,10 @@ class SymbolShape : public PaintedShape {
     Q_PROPERTY(QColor color READ color WRITE setColor NOTIFY shapeChanged)
 
 public:
-    explicit SymbolShape(QQuickItem* parent = nullptr);
+    using PaintedShape::PaintedShape;
 
-    QString name() const { return name_; } // nothing is drawn for one that there is no symbol for
+    // Nothing is seen of a name that there is no symbol for.
+    QString name() const { return name_; }
     void setName(const QString& name) { assign(name_, name); }
     QColor color() const { return color_; }
     void setColor(const QColor& color) { assign(color_, color); }

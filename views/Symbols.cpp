@@ -7,26 +7,41 @@
 
 namespace morvel {
 
-bool paintSymbol(QPainter& painter, const QString& name, const QRectF& where) {
-    const QString file = QStringLiteral(":/morvel/symbols/%1.svg").arg(name);
-    if (!QFile::exists(file))
-        return false;
-    QSvgRenderer drawing(file);
-    drawing.render(&painter, where);
-    return true;
+namespace {
+
+QString fileOf(const QString& name) {
+    return QStringLiteral(":/morvel/symbols/%1.svg").arg(name);
+}
+
+} // namespace
+
+void drawSymbol(QPainter& painter, const QString& name, const QColor& color, const QRectF& place) {
+    if (!QFile::exists(fileOf(name)))
+        return;
+    QSvgRenderer drawing(fileOf(name));
+    QImage layer(painter.device()->width(), painter.device()->height(),
+                 QImage::Format_ARGB32_Premultiplied);
+    layer.fill(Qt::transparent);
+    QPainter onLayer(&layer);
+    onLayer.setTransform(painter.deviceTransform());
+    drawing.render(&onLayer, place);
+    onLayer.resetTransform();
+    onLayer.setCompositionMode(QPainter::CompositionMode_SourceIn);
+    onLayer.fillRect(layer.rect(), color);
+    onLayer.end();
+    painter.save();
+    painter.resetTransform();
+    painter.drawImage(0, 0, layer);
+    painter.restore();
 }
 
 QImage symbolImage(const QString& name, const QColor& color, int pixels) {
-    if (pixels <= 0)
+    if (pixels <= 0 || !QFile::exists(fileOf(name)))
         return {};
     QImage image(pixels, pixels, QImage::Format_ARGB32_Premultiplied);
     image.fill(Qt::transparent);
     QPainter painter(&image);
-    if (!paintSymbol(painter, name, image.rect()))
-        return {};
-    painter.setCompositionMode(QPainter::CompositionMode_SourceIn);
-    painter.fillRect(image.rect(), color);
-    painter.end();
+    drawSymbol(painter, name, color, image.rect());
     return image;
 }
 

@@ -12,8 +12,9 @@ class QPainter;
 
 namespace morvel {
 
-// Draws the symbol `name` ("dial.medium.fill") in black; answers whether there is such a symbol.
-bool paintSymbol(QPainter& painter, const QString& name, const QRectF& where);
+// Draws the symbol `name` ("dial.medium.fill") in `color` into `place`, in the painter's
+// coordinates. Nothing for a name that there is no symbol for.
+void drawSymbol(QPainter& painter, const QString& name, const QColor& color, const QRectF& place);
 
 // The symbol `name`, drawn in `color` into a square of `pixels` device pixels.
 // A null image for a name that there is no symbol for.

@@ -28,6 +28,14 @@ void PermissionWindowController::show(AccessibilityPermission& permission) {
         fmt::format("Onboarding window shown (frame={})", rectangleText(window_->frameGeometry())));
 }
 
+void PermissionWindowController::close() {
+    if (!window_)
+        return;
+    window_->close();
+    // It may be the window's own button that brought us here.
+    window_.release()->deleteLater();
+}
+
 QString PermissionWindowController::systemName() const {
     return QString::fromStdString(services_.places.systemName());
 }

@@ -1,11 +1,11 @@
 // The window that guides the user through granting the access that the keyboard sounds need.
 //
-// Main thread, all of it. The window follows the trust that it is shown with; it is made once,
-// kept when closed, and closes only by the user's hand.
+// Main thread, all of it. The window follows the trust that it is shown with; it is made once and
+// kept when the user closes it.
 #pragma once
 
 #include "app/helpwindow/HelpWindowController.h"
-#include "app/trust/AccessibilityPermission.h"
+#include "app/permissionwindow/PermissionWindow.h"
 #include "app/windows/HostingWindowFactory.h"
 #include "platform/ApplicationBundle.h"
 #include "platform/DesktopPlaces.h"
@@ -16,7 +16,7 @@
 
 namespace morvel {
 
-class PermissionWindowController : public QObject {
+class PermissionWindowController : public QObject, public PermissionWindow {
     Q_OBJECT
     Q_PROPERTY(QString systemName READ systemName CONSTANT)
     Q_PROPERTY(bool unbundled READ unbundled CONSTANT)
@@ -32,9 +32,8 @@ public:
 
     PermissionWindowController(Services services, const ApplicationBundle& bundle);
 
-    // Brings the window to the front; makes it the first time. `permission` must outlive the
-    // controller.
-    void show(AccessibilityPermission& permission);
+    void show(AccessibilityPermission& permission) override;
+    void close() override;
 
     // For the view.
     QString systemName() const;

@@ -47,10 +47,10 @@ T.Button {
                      : "transparent"
             }
         }
-        FocusOutline {
+        FocusRing {
             anchors.margins: 2
             innerRadius: 2
-            border.width: 2
+            borderWidth: 2
             shown: row.visualFocus
         }
     }

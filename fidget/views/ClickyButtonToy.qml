@@ -74,7 +74,10 @@ ToyTile {
                 toy.releaseKey();
         }
 
-        FocusRing {}
+        FocusRing {
+            shown: parent.activeFocus
+            innerRadius: parent.radius
+        }
         Item {
             id: face
 
@@ -103,9 +106,8 @@ ToyTile {
         Symbol {
             anchors { centerIn: parent; alignWhenCentered: false }
             name: "hand.tap.fill"
-            size: 1.2 * 20 // as tall as a line of text
+            size: 1.2 * 20 * (1 - 0.1 * press.value) // as tall as a line of text
             color: "white"
-            scale: 1 - 0.1 * press.value
         }
     }
 }

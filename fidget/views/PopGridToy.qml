@@ -83,7 +83,7 @@ ToyTile {
                         dampingFraction: 0.5
                     }
                     FocusRing {
-                        anchors.margins: -3
+                        innerRadius: toy.bubbleSize / 2
                         shown: grid.activeFocus && grid.current === bubble.index
                     }
                     ContinuousRectangle {
@@ -155,8 +155,9 @@ ToyTile {
                     toy.bubbles.reset();
             }
             FocusRing {
-                anchors { leftMargin: -8; rightMargin: -8; topMargin: -2; bottomMargin: -2 }
-                cornerRadius: 3
+                anchors { leftMargin: -8; rightMargin: -8 }
+                shown: reset.activeFocus
+                innerRadius: 4
             }
         }
     }

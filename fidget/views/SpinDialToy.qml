@@ -55,7 +55,10 @@ ToyTile {
             event.accepted = true;
         }
 
-        FocusRing {}
+        FocusRing {
+            shown: parent.activeFocus
+            innerRadius: parent.radius
+        }
         SoftShadow {
             anchors.fill: parent
             cornerRadius: width / 2

@@ -54,7 +54,10 @@ ToyTile {
                 toy.toggle.tap();
         }
 
-        FocusRing {}
+        FocusRing {
+            shown: parent.activeFocus
+            innerRadius: parent.radius
+        }
         Item {
             x: 4 + position.value * (track.width - track.height)
             y: 4

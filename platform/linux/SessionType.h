@@ -10,4 +10,8 @@ namespace morvel {
 // display tells. Main thread.
 bool isX11Session(const Environment& environment);
 
+// Whether there is a display server that windows can be shown by. An X server is asked; a Wayland
+// compositor is taken at its word. Main thread.
+bool displayServerAnswers(const Environment& environment);
+
 } // namespace morvel

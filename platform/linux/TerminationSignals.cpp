@@ -25,10 +25,15 @@ sigset_t terminating() {
 
 } // namespace
 
-TerminationSignals::TerminationSignals(std::function<void()> terminate)
-    : terminate_(std::move(terminate)) {
+void TerminationSignals::block() {
     const sigset_t set = terminating();
     pthread_sigmask(SIG_BLOCK, &set, nullptr);
+}
+
+TerminationSignals::TerminationSignals(std::function<void()> terminate)
+    : terminate_(std::move(terminate)) {
+    block();
+    const sigset_t set = terminating();
     descriptor_ = signalfd(-1, &set, SFD_NONBLOCK | SFD_CLOEXEC);
     notifier_ = std::make_unique<QSocketNotifier>(descriptor_, QSocketNotifier::Read);
     QObject::connect(notifier_.get(), &QSocketNotifier::activated, notifier_.get(), [this] {

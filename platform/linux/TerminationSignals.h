@@ -7,10 +7,12 @@
 
 namespace morvel {
 
-// Build on the main thread before any other thread exists, so that all of them leave the signals to
-// this. While it lives the signals end nothing by themselves.
+// While it lives the signals end nothing by themselves. Main thread.
 class TerminationSignals {
 public:
+    // Before any other thread exists, so that all of them leave the signals to this.
+    static void block();
+
     // `terminate` is called on the main thread for each signal that arrives.
     explicit TerminationSignals(std::function<void()> terminate);
     ~TerminationSignals();

@@ -23,6 +23,10 @@ private:
 
 } // namespace
 
+void QtApplicationActivation::becomeAccessory() {
+    QGuiApplication::setQuitOnLastWindowClosed(false);
+}
+
 std::unique_ptr<ApplicationActivation::Observation>
 QtApplicationActivation::observe(std::function<void()> activated) {
     return std::make_unique<QtObservation>(std::move(activated));

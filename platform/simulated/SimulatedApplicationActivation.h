@@ -13,6 +13,7 @@ namespace morvel {
 // May be destroyed before or after its observations.
 class SimulatedApplicationActivation : public ApplicationActivation {
 public:
+    void becomeAccessory() override { isAccessory = true; }
     std::unique_ptr<Observation> observe(std::function<void()> activated) override {
         const int number = next_++;
         observers_->emplace(number, std::move(activated));
@@ -27,6 +28,8 @@ public:
     }
 
     std::size_t observerCount() const { return observers_->size(); }
+
+    bool isAccessory = false;
 
 private:
     using Observers = std::map<int, std::function<void()>>;

@@ -4,13 +4,13 @@
 #include "app/login/LaunchAtLogin.h"
 #include "app/settings/JsonDefaultsStore.h"
 #include "keyboard/KeyboardEngine.h"
-#include "platform/ApplicationActivation.h"
 #include "platform/linux/CubebAudioOutput.h"
 #include "platform/linux/ProcfsProcessTable.h"
 #include "platform/linux/SystemClock.h"
 #include "platform/linux/SystemRandom.h"
 #include "platform/linux/X11KeyTap.h"
 #include "platform/qt/QtScheduler.h"
+#include "platform/simulated/SimulatedApplicationActivation.h"
 #include "platform/simulated/SimulatedLog.h"
 #include "platform/simulated/SimulatedLoginItem.h"
 #include "tests/support/MainLoop.h"
@@ -155,7 +155,7 @@ TEST(ServerRestart, SoundReturnsWithinTwoSecondsAndTheMainLoopIsNeverBlocked) {
     ASSERT_TRUE(display);
     X11TrustSource trust(display.get());
     const ProcfsProcessTable processes;
-    NoApplicationActivation activation;
+    SimulatedApplicationActivation activation;
     AccessibilityPermission permission({trust, processes, clock, scheduler, activation, log}, {},
                                        [](const std::string&) { return std::nullopt; });
     X11KeyTap tap(*display, clock);

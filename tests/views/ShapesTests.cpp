@@ -2,11 +2,11 @@
 #include "views/Appearance.h"
 #include "views/ContinuousRectangle.h"
 #include "views/SoftShadow.h"
+#include "views/SymbolShape.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include <QGuiApplication>
 #include <QImage>
 #include <QPainter>
 #include <QQuickWindow>
@@ -161,6 +161,18 @@ TEST(SoftShadow, WithoutARadiusThereIsNone) {
     EXPECT_EQ(level(Painted<SoftShadow>().image(), 40, 40), 255);
 }
 
+TEST(SymbolShape, ASymbolStandsInTheMiddleInItsColourAndNothingForAnUnknownName) {
+    Painted<SymbolShape> symbol;
+    symbol.setSize({40, 20});
+    symbol.setName("largecircle.fill.circle");
+    symbol.setColor(Qt::blue);
+    EXPECT_EQ(symbol.image().pixelColor(40, 30), QColor(Qt::blue));
+    EXPECT_EQ(symbol.image(2).pixelColor(80, 60), QColor(Qt::blue));
+    EXPECT_EQ(symbol.image().pixelColor(26, 30), QColor(Qt::white));
+    symbol.setName("nothing");
+    EXPECT_EQ(symbol.image().pixelColor(40, 30), QColor(Qt::white));
+}
+
 TEST(Appearance, BlendsColoursByWhatTheyCover) {
     const QColor faintRed(255, 0, 0, 51);
     const QColor blue(0, 0, 255);
@@ -174,11 +186,3 @@ TEST(Appearance, BlendsColoursByWhatTheyCover) {
 }
 
 } // namespace
-
-int main(int argc, char** argv) {
-    qputenv("QT_QPA_PLATFORM", "offscreen");
-    qputenv("QT_QUICK_BACKEND", "software");
-    QGuiApplication application(argc, argv);
-    testing::InitGoogleTest(&argc, argv);
-    return RUN_ALL_TESTS();
-}

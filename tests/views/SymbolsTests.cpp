@@ -33,7 +33,8 @@ TEST_P(SymbolTest, IsDrawnInItsColourAtEverySize) {
 }
 
 INSTANTIATE_TEST_SUITE_P(OfTheWindows, SymbolTest,
-                         testing::Values("checkmark.circle.fill", "lock.circle.fill",
+                         testing::Values("hand.tap.fill", "speaker.slash.fill",
+                                         "checkmark.circle.fill", "lock.circle.fill",
                                          "hand.raised.fill", "hammer.fill", "speaker.fill",
                                          "largecircle.fill.circle", "circle",
                                          "exclamationmark.triangle.fill"),

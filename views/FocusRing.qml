@@ -2,7 +2,7 @@ import QtQuick
 import Morvel.Views
 
 // Shows around `parent` where the keyboard is.
-Rectangle {
+ContinuousRectangle {
     property bool shown: false
     property real innerRadius: 6
 
@@ -10,7 +10,6 @@ Rectangle {
     anchors.margins: -3
     visible: shown
     radius: innerRadius + 3
-    color: "transparent"
-    border.width: 3
-    border.color: Appearance.faded(Appearance.accent, 0.55)
+    borderWidth: 3
+    borderColor: Appearance.faded(Appearance.accent, 0.55)
 }

@@ -1,0 +1,37 @@
+// Every long-lived object of the running program, built once, each with what it depends on. The one
+// place that names the system's adapters. Main thread.
+#pragma once
+
+#include "app/instance/InstanceRequest.h"
+#include "platform/Environment.h"
+#include "platform/Log.h"
+
+#include <functional>
+#include <memory>
+
+namespace morvel {
+
+class Composition {
+public:
+    // Needs a QApplication. `log` must outlive the composition. `quit` ends the main loop.
+    Composition(const Environment& environment, Log& log, std::function<void()> quit);
+    ~Composition();
+    Composition(const Composition&) = delete;
+    Composition& operator=(const Composition&) = delete;
+
+    // The launch sequence.
+    void launch();
+
+    // What another start of the program asks for.
+    void serve(InstanceRequest request);
+
+    // Gives back what was taken from the system. Does nothing the second time.
+    void terminate();
+
+private:
+    struct Objects;
+
+    std::unique_ptr<Objects> objects_;
+};
+
+} // namespace morvel

@@ -1,0 +1,242 @@
+// The composition for Linux.
+
+#include "app/AppDelegate.h"
+#include "app/Composition.h"
+#include "app/helpwindow/HelpWindowController.h"
+#include "app/login/LaunchAtLogin.h"
+#include "app/permissionwindow/PermissionWindowController.h"
+#include "app/settings/JsonDefaultsStore.h"
+#include "app/settingswindow/SettingsWindowController.h"
+#include "app/views/AppViews.h"
+#include "app/windows/HostingWindowFactory.h"
+#include "fidget/views/FidgetDrawer.h"
+#include "platform/linux/CubebAudioOutput.h"
+#include "platform/linux/LinuxApplicationBundle.h"
+#include "platform/linux/LinuxDesktopPlaces.h"
+#include "platform/linux/LinuxTrayWatch.h"
+#include "platform/linux/ProcfsProcessTable.h"
+#include "platform/linux/SessionType.h"
+#include "platform/linux/SystemClock.h"
+#include "platform/linux/SystemRandom.h"
+#include "platform/linux/UserFolders.h"
+#include "platform/linux/X11FloatingWindows.h"
+#include "platform/linux/X11HotKeyService.h"
+#include "platform/linux/X11KeyTap.h"
+#include "platform/linux/X11TransientWindows.h"
+#include "platform/linux/XdgLoginItem.h"
+#include "platform/qt/QtApplicationActivation.h"
+#include "platform/qt/QtScheduler.h"
+#include "platform/qt/QtStatusBar.h"
+#include "views/Symbols.h"
+#include "views/Views.h"
+
+#include <QDBusConnection>
+#include <utility>
+
+namespace morvel {
+
+namespace {
+
+bool isOn(const Environment& environment, const std::string& name) {
+    return environment(name) == "1";
+}
+
+// A tap for a session that has no keyboards to listen to.
+class NoKeyTap : public KeyTap {
+public:
+    bool install(Listener&) override { return false; }
+    void enable() override {}
+    void remove() override {}
+};
+
+// For a session that lets no program claim a key.
+class NoHotKeyService : public HotKeyService {
+public:
+    HotKeyStatus installHandler(Handler) override { return eventInternalErr; }
+    Result<HotKeyReference, HotKeyStatus> registerHotKey(std::uint32_t, std::uint32_t,
+                                                         HotKeyIdentifier) override {
+        return eventInternalErr;
+    }
+    void unregisterHotKey(HotKeyReference) override {}
+};
+
+std::string searchPath(const Environment& environment) {
+    return environment("PATH").value_or("/usr/local/bin:/usr/bin:/bin");
+}
+
+// Where everything of the user's and of the program's is.
+struct Places {
+    explicit Places(const Environment& environment)
+        : home(homeFolder(environment))
+        , configuration(configurationFolder(environment, home))
+        , data(dataFolder(environment, home))
+        , bundle(applicationBundle(runningExecutable(), MORVEL_SOURCE_THEMES)) {}
+
+    std::filesystem::path autostartEntry() const {
+        return configuration / "autostart" / (std::string(applicationIdentifier) + ".desktop");
+    }
+
+    std::filesystem::path home;
+    std::filesystem::path configuration;
+    std::filesystem::path data;
+    ApplicationBundle bundle;
+};
+
+// What the X server gives, and what stands in for it in a session without one.
+struct DisplayServer {
+    DisplayServer(const Environment& environment, const Clock& clock, Scheduler& scheduler)
+        : keyboard(isX11Session(environment) ? X11Connection::open() : nullptr)
+        , desktop(keyboard ? X11Connection::open() : nullptr) {
+        if (keyboard)
+            tap = std::make_unique<X11KeyTap>(*keyboard, clock);
+        else
+            tap = std::make_unique<NoKeyTap>();
+        if (desktop) {
+            hotKeys = std::make_unique<X11HotKeyService>(*desktop, scheduler);
+            transients = std::make_unique<X11TransientWindows>(*desktop);
+        } else {
+            hotKeys = std::make_unique<NoHotKeyService>();
+            transients = std::make_unique<NoTransientWindows>();
+        }
+    }
+
+    std::unique_ptr<X11Connection> keyboard; // the tap's own: keys wait for nothing else
+    std::unique_ptr<X11Connection> desktop;
+    std::unique_ptr<KeyTap> tap;
+    std::unique_ptr<HotKeyService> hotKeys;
+    std::unique_ptr<TransientWindows> transients;
+    X11FloatingWindows floating;
+};
+
+} // namespace
+
+struct Composition::Objects {
+    Objects(const Environment& environment, Log& systemLog, std::function<void()> endLoop)
+        : log(systemLog)
+        , quit(std::move(endLoop))
+        , places(environment)
+        , audioTrace(isOn(environment, "MORVEL_AUDIO_TRACE"))
+        , latencyTrace(isOn(environment, "MORVEL_LATENCY_TRACE"))
+        , server(environment, clock, scheduler)
+        , loginItem({places.configuration / "autostart", std::string(applicationIdentifier),
+                     places.bundle.executable.value_or(std::filesystem::path()),
+                     searchPath(environment)})
+        , launchAtLogin(loginItem, places.bundle, installationPaths(environment, places.home), log)
+        , trust(server.keyboard.get())
+        , permission({trust, processes, clock, scheduler, activation, log}, places.bundle,
+                     environment)
+        , catalog(places.bundle.themes, places.data / "Morvel" / "Themes", log)
+        , desktopPlaces({environment("XDG_CURRENT_DESKTOP").value_or(""), searchPath(environment),
+                         server.keyboard != nullptr, places.autostartEntry()},
+                        QDBusConnection::sessionBus())
+        , trayWatch(server.desktop.get(), QDBusConnection::sessionBus())
+        , delegate(delegateServices(), environment) {
+        if (server.keyboard)
+            server.keyboard->setLostHandler([this] { displayLost(); });
+    }
+
+    AppDelegate::Services delegateServices() {
+        return {activation,
+                settings,
+                permission,
+                permissionWindow,
+                catalog,
+                themes,
+                audio,
+                keyboard,
+                scheduler,
+                log,
+                [this] { return makeStatusItem(); }};
+    }
+
+    std::unique_ptr<StatusItemController> makeStatusItem() {
+        return std::make_unique<StatusItemController>(StatusItemController::Services{
+            statusBar, settings, audio, clock, scheduler, hotKeys, log,
+            [this] {
+                return windows.makePopover(QStringLiteral("Fidget Drawer"), FidgetDrawer::size(),
+                                           {drawer.source(), drawer.properties()},
+                                           *server.transients);
+            },
+            [this] { settingsWindow.show(); }, quit});
+    }
+
+    void displayLost() {
+        log.line("The X server has gone away — quitting");
+        delegate.applicationWillTerminate();
+        quit();
+    }
+
+    Log& log;
+    const std::function<void()> quit;
+    const Places places;
+    const bool audioTrace;
+    const bool latencyTrace;
+    SystemClock clock;
+    SystemRandom random;
+    QtScheduler scheduler;
+    QtApplicationActivation activation;
+    DisplayServer server;
+    XdgLoginItem loginItem;
+    LaunchAtLogin launchAtLogin;
+    CubebAudioOutput output{scheduler, log};
+    AudioEngine audio{{output, clock, scheduler, random, log}, audioTrace};
+    JsonDefaultsStore defaults{places.configuration / "Morvel" / "settings.json", scheduler, log};
+    AppSettings settings{defaults, audio, launchAtLogin, log};
+    X11TrustSource trust;
+    ProcfsProcessTable processes;
+    AccessibilityPermission permission;
+    KeyboardEngine keyboard{{*server.tap, settings, permission, audio, clock, log}, latencyTrace};
+    ThemeCatalog catalog;
+    ThemeController themes{{catalog, audio, random, log}};
+    LinuxDesktopPlaces desktopPlaces;
+    FidgetDrawer drawer{settings, audio, clock};
+    HostingWindowFactory windows{[](QQmlEngine& engine) {
+                                     prepareViews(engine);
+                                     registerAppViews();
+                                     FidgetDrawer::registerViews();
+                                 },
+                                 &server.floating};
+    HelpWindowController help{windows};
+    PermissionWindowController permissionWindow{{windows, desktopPlaces, help, log}, places.bundle};
+    SettingsWindowController settingsWindow{
+        windows, log, {settings, themes, permission, catalog, launchAtLogin, desktopPlaces, help}};
+    GlobalHotKeyRegistry hotKeys{*server.hotKeys, scheduler, log};
+    LinuxTrayWatch trayWatch;
+    QtStatusBar statusBar{trayWatch, symbolIcon};
+    AppDelegate delegate;
+};
+
+Composition::Composition(const Environment& environment, Log& log, std::function<void()> quit)
+    : objects_(std::make_unique<Objects>(environment, log, std::move(quit))) {}
+
+Composition::~Composition() = default;
+
+void Composition::launch() {
+    objects_->delegate.applicationDidFinishLaunching();
+}
+
+void Composition::serve(InstanceRequest request) {
+    StatusItemController* const item = objects_->delegate.statusItemController();
+    if (item == nullptr)
+        return;
+    switch (request) {
+    case InstanceRequest::openDrawer:
+        item->openDrawer();
+        break;
+    case InstanceRequest::openSettings:
+        item->openSettings();
+        break;
+    case InstanceRequest::toggleMute:
+        item->toggleMute();
+        break;
+    case InstanceRequest::quit:
+        item->quit();
+        break;
+    }
+}
+
+void Composition::terminate() {
+    objects_->delegate.applicationWillTerminate();
+}
+
+} // namespace morvel
