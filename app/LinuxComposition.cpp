@@ -11,6 +11,7 @@
 #include "app/windows/HostingWindowFactory.h"
 #include "fidget/views/FidgetDrawer.h"
 #include "platform/linux/CubebAudioOutput.h"
+#include "platform/linux/DesktopAppearance.h"
 #include "platform/linux/LinuxApplicationBundle.h"
 #include "platform/linux/LinuxDesktopPlaces.h"
 #include "platform/linux/LinuxTrayWatch.h"
@@ -188,7 +189,7 @@ struct Composition::Objects {
     KeyboardEngine keyboard{{*server.tap, settings, permission, audio, clock, log}, latencyTrace};
     ThemeCatalog catalog;
     ThemeController themes{{catalog, audio, random, log}};
-    LinuxDesktopPlaces desktopPlaces;
+    DesktopAppearance appearance{QDBusConnection::sessionBus()};
     FidgetDrawer drawer{settings, audio, clock};
     HostingWindowFactory windows{[](QQmlEngine& engine) {
                                      prepareViews(engine);
@@ -197,6 +198,7 @@ struct Composition::Objects {
                                  },
                                  &server.floating};
     HelpWindowController help{windows};
+    LinuxDesktopPlaces desktopPlaces;
     PermissionWindowController permissionWindow{{windows, desktopPlaces, help, log}, places.bundle};
     SettingsWindowController settingsWindow{
         windows, log, {settings, themes, permission, catalog, launchAtLogin, desktopPlaces, help}};
