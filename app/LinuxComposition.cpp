@@ -162,7 +162,8 @@ struct Composition::Objects {
     }
 
     void displayLost() {
-        log.line("The X server has gone away — quitting");
+        if (!std::exchange(lost, true))
+            log.line("The X server has gone away — quitting");
         delegate.applicationWillTerminate();
         quit();
     }
@@ -206,6 +207,7 @@ struct Composition::Objects {
     LinuxTrayWatch trayWatch;
     QtStatusBar statusBar{trayWatch, symbolIcon};
     AppDelegate delegate;
+    bool lost = false; // the display server
 };
 
 Composition::Composition(const Environment& environment, Log& log, std::function<void()> quit)
@@ -239,6 +241,10 @@ void Composition::serve(InstanceRequest request) {
 
 void Composition::terminate() {
     objects_->delegate.applicationWillTerminate();
+}
+
+void Composition::displayLost() {
+    objects_->displayLost();
 }
 
 } // namespace morvel
