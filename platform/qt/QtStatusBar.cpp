@@ -14,8 +14,8 @@ namespace morvel {
 
 namespace {
 
-constexpr int inkDelayMs = 250; // until the panel has painted itself and the icon's place
-constexpr int inkLooks = 8;     // how often to look while a tray has not given the icon its place
+constexpr int inkDelayMs = 250; // between the looks at the panel
+constexpr int inkLooks = 8;     // after a tray has appeared
 constexpr int pointedSize = 24; // points; about an icon's size
 
 class TrayItem : public QObject, public StatusItem {
@@ -95,14 +95,14 @@ private:
             icon_->show();
     }
 
-    // The panel's look may have changed since the icon came into it.
+    // More than once: a panel that starts paints itself, and takes its edge of the screen, some
+    // time after it has said that there is a tray.
     void adaptInk() {
+        if (--looksLeft_ > 0)
+            inkTimer_.start();
         const auto place = toldPlace();
-        if (!place && !namesIcons_) {
-            if (--looksLeft_ > 0)
-                inkTimer_.start();
+        if (!place && !namesIcons_)
             return;
-        }
         QScreen* screen = place ? QGuiApplication::screenAt(place->center()) : nullptr;
         if (screen == nullptr)
             screen = QGuiApplication::primaryScreen();
