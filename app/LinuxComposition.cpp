@@ -7,6 +7,8 @@
 #include "app/login/LaunchAtLogin.h"
 #include "app/settings/JsonDefaultsStore.h"
 #include "platform/linux/CubebAudioOutput.h"
+#include "platform/linux/DesktopAppearance.h"
+#include "platform/linux/FreeMemory.h"
 #include "platform/linux/LinuxApplicationBundle.h"
 #include "platform/linux/LinuxDesktopPlaces.h"
 #include "platform/linux/LinuxTrayWatch.h"
@@ -137,6 +139,8 @@ struct Composition::Objects {
                         QDBusConnection::sessionBus())
         , trayWatch(server.desktop.get(), QDBusConnection::sessionBus())
         , delegate(delegateServices(), environment) {
+        QObject::connect(&themes, &ThemeController::activeThemeIDChanged, &themes,
+                         [this] { returnFreeMemorySoon(); });
         if (server.keyboard)
             server.keyboard->setLostHandler([this] { displayLost(); });
     }
@@ -173,10 +177,14 @@ struct Composition::Objects {
     }
 
     void displayLost() {
-        log.line("The X server has gone away — quitting");
+        if (!std::exchange(lost, true))
+            log.line("The X server has gone away — quitting");
         delegate.applicationWillTerminate();
         quit();
     }
+
+    // Loading a theme takes much more memory than the theme.
+    void returnFreeMemorySoon() { scheduler.async(returnFreeMemory); }
 
     Log& log;
     const std::function<void()> quit;
@@ -200,12 +208,14 @@ struct Composition::Objects {
     KeyboardEngine keyboard{{*server.tap, settings, permission, audio, clock, log}, latencyTrace};
     ThemeCatalog catalog;
     ThemeController themes{{catalog, audio, random, log}};
-    LinuxDesktopPlaces desktopPlaces;
+    DesktopAppearance appearance{QDBusConnection::sessionBus()};
     LateWindows windows{[this] { return makeWindows(); }};
+    LinuxDesktopPlaces desktopPlaces; // tells the windows what could not be opened
     GlobalHotKeyRegistry hotKeys{*server.hotKeys, scheduler, log};
     LinuxTrayWatch trayWatch;
     QtStatusBar statusBar{trayWatch, symbolIcon};
     AppDelegate delegate;
+    bool lost = false; // the display server
 };
 
 Composition::Composition(const Environment& environment, Log& log, std::function<void()> quit)
@@ -215,6 +225,7 @@ Composition::~Composition() = default;
 
 void Composition::launch() {
     objects_->delegate.applicationDidFinishLaunching();
+    objects_->returnFreeMemorySoon();
 }
 
 void Composition::serve(InstanceRequest request) {
@@ -239,6 +250,10 @@ void Composition::serve(InstanceRequest request) {
 
 void Composition::terminate() {
     objects_->delegate.applicationWillTerminate();
+}
+
+void Composition::displayLost() {
+    objects_->displayLost();
 }
 
 } // namespace morvel

@@ -26,7 +26,8 @@ namespace morvel {
 
 class ApplicationWindows {
 public:
-    // What the windows show and use. All must outlive them.
+    // What the windows show and use. All must outlive them; only `places`, which keeps the way to
+    // the help window, goes first.
     struct Services {
         AppSettings& settings;
         ThemeController& themes;
