@@ -28,6 +28,9 @@ public:
     // Gives back what was taken from the system. Does nothing the second time.
     void terminate();
 
+    // The display server has gone away: says so, once, and terminates.
+    void displayLost();
+
 private:
     struct Objects;
 

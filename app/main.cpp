@@ -57,7 +57,7 @@ int runApplication(int argc, char** argv, const Environment& environment, Single
         std::make_unique<Composition>(environment, log, [] { QCoreApplication::quit(); });
     std::atexit(endInOrder);
     beforeExit = [&composition] {
-        composition->terminate();
+        composition->displayLost();
         composition.reset();
     };
     composition->launch();

@@ -100,7 +100,7 @@ Rectangle {
             shown: view.actions.unbundled && !view.trusted
             width: parent.width
             height: frame.height
-            Rectangle {
+            ContinuousRectangle {
                 id: frame
                 width: parent.width
                 height: developmentNote.height + 20

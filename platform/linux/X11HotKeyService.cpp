@@ -69,7 +69,7 @@ X11HotKeyService::registerHotKey(std::uint32_t keyCode, std::uint32_t modifiers,
     if (status != hotKeyNoErr)
         return status;
     const std::uint32_t number = nextNumber_++;
-    registrations_.emplace(number, std::move(registration));
+    registrations_.emplace(number, registration);
     connection_.dispatch(); // what came in while the server's answers were awaited
     return HotKeyReference{number};
 }

@@ -3,19 +3,22 @@
 #include "platform/qt/PanelInk.h"
 #include "platform/qt/StatusMenu.h"
 
+#include <QApplication>
 #include <QCursor>
 #include <QGuiApplication>
 #include <QScreen>
 #include <QSystemTrayIcon>
 #include <QTimer>
+#include <algorithm>
 #include <utility>
 
 namespace morvel {
 
 namespace {
 
-constexpr int inkDelayMs = 250; // until the panel has painted itself and the icon's place
-constexpr int inkLooks = 8;     // how often to look while a tray has not given the icon its place
+constexpr int graceMs = 300;    // for a panel to offer the better kind of tray
+constexpr int inkDelayMs = 250; // between the looks at the panel
+constexpr int inkLooks = 8;     // after a tray has appeared
 constexpr int pointedSize = 24; // points; about an icon's size
 
 class TrayItem : public QObject, public StatusItem {
@@ -26,8 +29,10 @@ public:
         inkTimer_.setSingleShot(true);
         inkTimer_.setInterval(inkDelayMs);
         connect(&inkTimer_, &QTimer::timeout, this, [this] { adaptInk(); });
+        graceTimer_.setSingleShot(true);
+        graceTimer_.setInterval(graceMs);
+        connect(&graceTimer_, &QTimer::timeout, this, [this] { enterTray(); });
         watch_.setChangeHandler([this] { trayChanged(); });
-        trayChanged();
     }
     ~TrayItem() override { watch_.setChangeHandler({}); }
 
@@ -37,7 +42,10 @@ public:
 
     void setImage(const std::string& symbolName, const std::string&) override {
         symbol_ = QString::fromStdString(symbolName);
-        draw();
+        if (icon_)
+            draw();
+        else if (!graceTimer_.isActive())
+            enterTray();
     }
     void setToolTip(const std::string& text) override {
         toolTip_ = QString::fromStdString(text);
@@ -58,32 +66,42 @@ public:
 
 private:
     void trayChanged() {
-        const TrayKind kind = watch_.kind();
-        if (kind != TrayKind::none) {
-            if (!icon_)
-                makeIcon(kind);
-            looksLeft_ = inkLooks;
-            inkTimer_.start();
-        }
+        // A panel that starts may offer a place for windows before it listens on the bus.
+        if (watch_.kind() == TrayKind::embedding && !icon_)
+            graceTimer_.start();
+        else
+            enterTray();
         if (barChanged_)
             barChanged_();
     }
 
-    void makeIcon(TrayKind kind) {
-        namesIcons_ = kind == TrayKind::statusNotifier;
+    void enterTray() {
+        if (watch_.kind() == TrayKind::none || symbol_.isEmpty())
+            return;
+        if (!icon_)
+            makeIcon();
+        looksLeft_ = inkLooks;
+        inkTimer_.start();
+    }
+
+    void makeIcon() {
         icon_ = std::make_unique<QSystemTrayIcon>();
         connect(icon_.get(), &QSystemTrayIcon::activated, this,
                 [this](QSystemTrayIcon::ActivationReason reason) { activated(reason); });
+        icon_->setToolTip(toolTip_);
+        // Seen by what it shows with, and so as it has decided itself.
+        icon_->setIcon(drawSymbol_(symbol_, ink_));
+        icon_->show();
+        namesIcons_ = std::ranges::none_of(QApplication::topLevelWidgets(), [](const QWidget* w) {
+            return w->inherits("QSystemTrayIconSys");
+        });
         // Where the icon is a window, its menu is ours to open.
         if (namesIcons_)
             icon_->setContextMenu(&menu_.menu());
-        icon_->setToolTip(toolTip_);
         draw();
     }
 
     void draw() {
-        if (!icon_ || symbol_.isEmpty())
-            return;
         QIcon image;
         if (namesIcons_)
             image = QIcon::fromTheme(
@@ -95,14 +113,14 @@ private:
             icon_->show();
     }
 
-    // The panel's look may have changed since the icon came into it.
+    // More than once: a panel that starts paints itself, and takes its edge of the screen, some
+    // time after it has said that there is a tray.
     void adaptInk() {
+        if (--looksLeft_ > 0)
+            inkTimer_.start();
         const auto place = toldPlace();
-        if (!place && !namesIcons_) {
-            if (--looksLeft_ > 0)
-                inkTimer_.start();
+        if (!place && !namesIcons_)
             return;
-        }
         QScreen* screen = place ? QGuiApplication::screenAt(place->center()) : nullptr;
         if (screen == nullptr)
             screen = QGuiApplication::primaryScreen();
@@ -152,6 +170,7 @@ private:
     QString symbol_;
     QString toolTip_;
     QColor ink_ = inkOfUnknownPanel;
+    QTimer graceTimer_;
     QTimer inkTimer_;
     int looksLeft_ = 0;
     std::optional<QRect> pointedPlace_;

@@ -5,6 +5,7 @@
 
 #include "platform/linux/LinuxTrayWatch.h"
 #include "platform/qt/QtStatusBar.h"
+#include "tests/support/AwaitWindowManager.h"
 #include "tests/support/MainLoop.h"
 #include "tests/support/PointerInjector.h"
 #include "tests/support/TemporaryFolder.h"
@@ -50,6 +51,7 @@ public:
             bus_ = start({"dbus-daemon", "--session", "--nofork",
                           "--address=unix:path=" + (folder_ / "run/bus").string()});
         windowManager_ = start({"openbox", "--config-file", rules.string()});
+        awaitWindowManager(server_.display(), *windowManager_);
         while (withBus && !std::filesystem::exists(folder_ / "run/bus"))
             if (!bus_->running())
                 throw std::runtime_error("the session bus did not start");

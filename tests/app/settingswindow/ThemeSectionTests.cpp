@@ -27,7 +27,7 @@ protected:
     }
     static QQuickItem* markOf(QQuickItem& row) {
         const auto symbols =
-            visibleItems(&row, [](QQuickItem* item) { return item->property("source").isValid(); });
+            visibleItems(&row, [](QQuickItem* item) { return item->property("size").isValid(); });
         return symbols.empty() ? nullptr : symbols.front();
     }
     static QQuickItem* labelIn(QQuickItem& row, const QString& text) {

@@ -3,6 +3,7 @@
 #include "platform/simulated/SimulatedHotKeyService.h"
 #include "platform/simulated/SimulatedLoginItem.h"
 #include "platform/simulated/SimulatedStatusBar.h"
+#include "tests/app/statusitem/SimulatedPopover.h"
 #include "tests/audio/EngineFixture.h"
 #include "tests/audio/Signals.h"
 #include "tests/support/TemporaryFolder.h"
@@ -17,53 +18,6 @@ using Lines = std::vector<std::string>;
 const std::string soundingToolTip =
     "Morvel — click for the fidget drawer, right-click for settings";
 const std::string mutedToolTip = "Morvel — muted (⌃⌥⌘M to unmute)";
-
-// A popover that closes when a test says so.
-class SimulatedPopover : public Popover {
-public:
-    struct State {
-        bool shown = false;
-        bool asWindow = false;
-        int openings = 0;
-        int closeRequests = 0;
-        int broughtToFront = 0;
-        std::optional<QRect> anchor;
-        std::function<void()> didClose;
-
-        void finishClosing() {
-            shown = false;
-            didClose();
-        }
-    };
-
-    explicit SimulatedPopover(State& state)
-        : state_(state) {}
-
-    bool isShown() const override { return state_.shown; }
-    void show(const std::optional<QRect>& anchor) override {
-        open(false);
-        state_.anchor = anchor;
-    }
-    void showAsWindow() override {
-        if (state_.shown)
-            ++state_.broughtToFront;
-        else
-            open(true);
-    }
-    void close() override { ++state_.closeRequests; }
-    void setDidClose(std::function<void()> didClose) override {
-        state_.didClose = std::move(didClose);
-    }
-
-private:
-    void open(bool asWindow) {
-        state_.shown = true;
-        state_.asWindow = asWindow;
-        ++state_.openings;
-    }
-
-    State& state_;
-};
 
 class StatusItemControllerTest : public test::EngineTest {
 protected:
@@ -83,7 +37,7 @@ protected:
             bar_, *settings_, *engine, time, time, hotKeys_, log,
             [this] {
                 ++popoversMade_;
-                return std::make_unique<SimulatedPopover>(popover_);
+                return std::make_unique<test::SimulatedPopover>(popover_);
             },
             [this] { ++settingsShown_; }, [this] { ++terminations_; }});
         return *controller_;
@@ -114,7 +68,7 @@ protected:
     std::optional<JsonDefaultsStore> store_;
     std::optional<LaunchAtLogin> login_;
     std::optional<AppSettings> settings_;
-    SimulatedPopover::State popover_;
+    test::SimulatedPopover::State popover_;
     std::optional<StatusItemController> controller_;
     int popoversMade_ = 0;
     int settingsShown_ = 0;

@@ -2,6 +2,7 @@
 
 #include "app/windows/QuickPopover.h"
 #include "platform/linux/X11TransientWindows.h"
+#include "tests/support/AwaitWindowManager.h"
 #include "tests/support/MainLoop.h"
 #include "tests/support/PointerInjector.h"
 #include "tests/support/TemporaryFolder.h"
@@ -67,26 +68,6 @@ private:
     xcb_window_t id_;
     std::unique_ptr<X11Connection::Observation> observation_;
 };
-
-// A window manager that starts takes the keyboard from whoever has it.
-void awaitWindowManager() {
-    const auto connection = X11Connection::open();
-    xcb_connection_t* server = connection->handle();
-    const std::string name = "_NET_ACTIVE_WINDOW";
-    auto* atom = xcb_intern_atom_reply(
-        server, xcb_intern_atom(server, 0, static_cast<std::uint16_t>(name.size()), name.c_str()),
-        nullptr);
-    const xcb_atom_t activeWindow = atom->atom;
-    std::free(atom);
-    for (bool there = false; !there;) {
-        auto* property = xcb_get_property_reply(
-            server,
-            xcb_get_property(server, 0, connection->root(), activeWindow, XCB_ATOM_ANY, 0, 1),
-            nullptr);
-        there = property != nullptr && property->type != XCB_NONE;
-        std::free(property);
-    }
-}
 
 class PopoverTest : public testing::Test {
 protected:
@@ -365,11 +346,14 @@ int testMain(int argc, char** argv) {
     qputenv("DISPLAY", server.display().c_str());
     qputenv("QT_QPA_PLATFORM", "xcb");
     qputenv("QT_QUICK_BACKEND", "software");
-    const test::ChildProcess windowManager(
-        {{"openbox", "--config-file", "/dev/null"}, {}, "/dev/null", {}});
+    // Without rules of its own it would begin with a window that says so.
+    const TemporaryFolder folder;
+    const auto rules = folder.file("openbox.xml", "<openbox_config></openbox_config>");
+    test::ChildProcess windowManager(
+        {{"openbox", "--config-file", rules.string()}, {}, "/dev/null", {}});
+    test::awaitWindowManager(server.display(), windowManager);
     QGuiApplication application(argc, argv);
     QGuiApplication::setQuitOnLastWindowClosed(false);
-    awaitWindowManager();
     return RUN_ALL_TESTS();
 }
 
