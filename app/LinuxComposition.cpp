@@ -119,7 +119,8 @@ struct DisplayServer {
 } // namespace
 
 struct Composition::Objects {
-    Objects(const Environment& environment, Log& systemLog, std::function<void()> endLoop)
+    Objects(const Environment& environment, Log& systemLog, std::function<void()> endLoop,
+            std::function<void()> endProcess)
         : log(systemLog)
         , quit(std::move(endLoop))
         , places(environment)
@@ -142,7 +143,7 @@ struct Composition::Objects {
         QObject::connect(&themes, &ThemeController::activeThemeIDChanged, &themes,
                          [this] { returnFreeMemorySoon(); });
         if (server.keyboard)
-            server.keyboard->setLostHandler([this] { displayLost(); });
+            server.keyboard->setLostHandler(std::move(endProcess));
     }
 
     AppDelegate::Services delegateServices() {
@@ -174,13 +175,6 @@ struct Composition::Objects {
             return std::move(made).value();
         log.line(fmt::format("Cannot show windows — {}", made.error()));
         return nullptr;
-    }
-
-    void displayLost() {
-        if (!std::exchange(lost, true))
-            log.line("The X server has gone away — quitting");
-        delegate.applicationWillTerminate();
-        quit();
     }
 
     // Loading a theme takes much more memory than the theme.
@@ -215,11 +209,11 @@ struct Composition::Objects {
     LinuxTrayWatch trayWatch;
     QtStatusBar statusBar{trayWatch, symbolIcon};
     AppDelegate delegate;
-    bool lost = false; // the display server
 };
 
-Composition::Composition(const Environment& environment, Log& log, std::function<void()> quit)
-    : objects_(std::make_unique<Objects>(environment, log, std::move(quit))) {}
+Composition::Composition(const Environment& environment, Log& log, std::function<void()> quit,
+                         std::function<void()> exit)
+    : objects_(std::make_unique<Objects>(environment, log, std::move(quit), std::move(exit))) {}
 
 Composition::~Composition() = default;
 
@@ -253,7 +247,9 @@ void Composition::terminate() {
 }
 
 void Composition::displayLost() {
-    objects_->displayLost();
+    objects_->log.line("The X server has gone away — quitting");
+    objects_->keyboard.stop();
+    objects_->defaults.flush();
 }
 
 } // namespace morvel
