@@ -87,7 +87,7 @@ void QuickPopover::show(const std::optional<QRect>& anchor) {
     windows_.setShadow(window_->winId(),
                        {qRound(window_->width() * scale), qRound(window_->height() * scale),
                         qRound(margin * scale)});
-    buttonDown_ = false;
+    pressedElsewhere_ = false;
     watch_ = windows_.watchButtons([this](bool down) { buttonChanged(down); });
     present();
 }
@@ -217,11 +217,13 @@ void QuickPopover::setProgress(qreal progress) {
 }
 
 void QuickPopover::buttonChanged(bool down) {
-    buttonDown_ = down;
-    if (down && !sheet().contains(QCursor::pos()))
-        close();
-    if (!down)
+    if (!down) {
+        pressedElsewhere_ = false;
         finishClosing();
+    } else if (!sheet().contains(QCursor::pos())) {
+        pressedElsewhere_ = true;
+        close();
+    }
 }
 
 // A window manager that is still busy with the click, or with a window that has just gone, may hand
@@ -236,7 +238,7 @@ void QuickPopover::keyboardLost() {
 }
 
 void QuickPopover::finishClosing() {
-    if (state_ != State::closing || buttonDown_ ||
+    if (state_ != State::closing || pressedElsewhere_ ||
         animation_.state() != QAbstractAnimation::Stopped)
         return;
     if (style_ != Style::normalWindow)

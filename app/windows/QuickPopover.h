@@ -65,10 +65,10 @@ private:
     Style style_ = Style::normalWindow;
     State state_ = State::closed;
     bool awaitsExposure_ = false;
-    bool buttonDown_ = false;
-    qreal progress_ = 0; // of the opening, 0 to 1
-    QPoint position_;    // of the window when it is open
-    int rise_ = 0;       // where the opening animation comes from, in points
+    bool pressedElsewhere_ = false; // and the button is still down
+    qreal progress_ = 0;            // of the opening, 0 to 1
+    QPoint position_;               // of the window when it is open
+    int rise_ = 0;                  // where the opening animation comes from, in points
     QVariantAnimation animation_;
     std::unique_ptr<TransientWindows::PointerWatch> watch_;
 };

@@ -1,6 +1,7 @@
 #include "app/applicationwindows/WindowsModule.h"
 #include "tests/app/applicationwindows/SystemAround.h"
 
+#include <dlfcn.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
@@ -52,8 +53,6 @@ TEST_F(WindowsModuleTest, ItsWindowsAreShown) {
     EXPECT_TRUE(drawer->isShown());
 }
 
-// Both have the code of the settings: a connection by a member's address and an object's class hold
-// only where both use the same copy.
 TEST_F(WindowsModuleTest, ItFollowsAndChangesTheProgramsOwnObjects) {
     const auto windows = loaded();
     ASSERT_TRUE(windows);
@@ -83,6 +82,14 @@ TEST_F(WindowsModuleTest, ItFollowsAndChangesTheProgramsOwnObjects) {
     EXPECT_FALSE(themes.activate("nobody"));
     EXPECT_EQ(refused.count(), 1);
     EXPECT_THAT(model->property("lastError").toString().toStdString(), HasSubstr("'nobody'"));
+}
+
+// The module holds the code of the settings as well. What a program exports stands in for it, so
+// that an object's class is the same one on both sides.
+TEST_F(WindowsModuleTest, TheProgramExportsWhatBothHave) {
+    Dl_info found{};
+    ASSERT_NE(::dladdr(&AppSettings::staticMetaObject, &found), 0);
+    EXPECT_EQ(found.dli_saddr, &AppSettings::staticMetaObject);
 }
 
 TEST_F(WindowsModuleTest, WhyThereAreNoWindowsIsTold) {

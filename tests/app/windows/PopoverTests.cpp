@@ -222,6 +222,18 @@ TEST_F(PopoverTest, ItHasClosedOnlyWhenTheButtonIsUpAgain) {
     EXPECT_EQ(closings_, 1);
 }
 
+TEST_F(PopoverTest, AButtonHeldInItsContentDoesNotKeepItFromClosing) {
+    make();
+    open();
+    pointer_.move(600, 200);
+    pointer_.press();
+    keys_.press(XKB_KEY_Escape);
+    keys_.release(XKB_KEY_Escape);
+    EXPECT_TRUE(closes());
+    pointer_.release();
+    EXPECT_EQ(closings_, 1);
+}
+
 TEST_F(PopoverTest, ItClosesWhenTheKeyboardGoesElsewhere) {
     make();
     open();
