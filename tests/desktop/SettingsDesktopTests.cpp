@@ -112,6 +112,31 @@ TEST_F(SettingsDesktopTest, EverySwitchAndSliderIsUsedByPointerAndIsOnDisk) {
     }
 }
 
+TEST_F(SettingsDesktopTest, ItsWindowFloatsAndCanOnlyBeMovedAndClosed) {
+    open();
+    const auto window = desktop.windows.find(titled(settingsTitle));
+    ASSERT_TRUE(window);
+    EXPECT_EQ(window->geometry.size(), QSize(460, 620));
+    XClient x(desktop.session.display());
+    // The window manager of this desktop lets every window be minimised, whatever it asks for.
+    const auto hints = x.values(window->id, "_MOTIF_WM_HINTS");
+    constexpr std::uint32_t minimise = 8;
+    constexpr std::uint32_t maximise = 16;
+    ASSERT_GE(hints.size(), 2u);
+    EXPECT_EQ(hints[1] & (minimise | maximise), 0u);
+    EXPECT_THAT(x.values(window->id, "_NET_WM_ALLOWED_ACTIONS"),
+                testing::Not(testing::Contains(x.atom("_NET_WM_ACTION_RESIZE"))));
+    EXPECT_THAT(x.values(window->id, "_NET_WM_STATE"),
+                testing::Contains(x.atom("_NET_WM_STATE_ABOVE")));
+    // Closed, it is the same one that comes back, at its place.
+    desktop.windows.close(*window);
+    ASSERT_TRUE(desktop.windows.awaitNone(titled(settingsTitle)));
+    ASSERT_EQ(desktop.run({"--settings"}).status, 0);
+    ASSERT_TRUE(desktop.windows.await(titled(settingsTitle)));
+    desktop.program().drain();
+    EXPECT_EQ(desktop.program().count(shown), 1u);
+}
+
 TEST_F(SettingsDesktopTest, AModuleThatIsOffHasAFadedSliderThatDoesNothing) {
     open();
     const auto slider = desktop.reveal(settingsTitle, "Fidget Drawer volume");
