@@ -55,8 +55,9 @@ int runApplication(int argc, char** argv, const Environment& environment,
     QApplication::setQuitOnLastWindowClosed(false);
     const TerminationSignals termination([] { QCoreApplication::quit(); });
 
+    const auto endAtOnce = [] { std::exit(EXIT_SUCCESS); }; // NOLINT(concurrency-mt-unsafe)
     Composition composition(
-        environment, log, [] { QCoreApplication::quit(); }, [] { std::exit(EXIT_SUCCESS); });
+        environment, log, [] { QCoreApplication::quit(); }, endAtOnce);
     std::atexit(endInOrder);
     beforeExit = [&] {
         composition.displayLost();
