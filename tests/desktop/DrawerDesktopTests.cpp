@@ -68,9 +68,6 @@ protected:
         desktop.pointer.click(at(place));
         std::this_thread::sleep_for(apart);
     }
-    MonitorRecorder recorder() {
-        return MonitorRecorder(PulseServer::monitor, desktop.session.sound().address());
-    }
 
     // What is to be heard while `gesture` is made. The sound server of a busy machine may drop out,
     // which spoils a recording and says nothing of Morvel: the gesture, which must leave all as it
@@ -157,6 +154,39 @@ TEST_F(DrawerDesktopTest, TwentyBubblesPopTwentyTimesAndStayPoppedUntilReset) {
     EXPECT_EQ(categoriesOf({heard.back()}).front(), SoundCategory::popReset);
     heard.pop_back();
     EXPECT_THAT(categoriesOf(heard), Each(SoundCategory::pop));
+}
+
+TEST_F(DrawerDesktopTest, TheDialTurnedOneDetentAtATimeSoundsOnceEach) {
+    ASSERT_NO_FATAL_FAILURE(open());
+    const auto theme = mechanical();
+    const SoundCategory ticks[] = {SoundCategory::dialTick};
+    const audition::SoundMatcher matcher(*theme, ticks);
+    const auto recording = record([&] {
+        desktop.pointer.move(at(DrawerPlaces::onDial(-90)));
+        desktop.pointer.press();
+        for (int detent = 1; detent <= 8; ++detent) {
+            desktop.pointer.move(at(DrawerPlaces::onDial(-90 + 15 * detent + 3)));
+            std::this_thread::sleep_for(apart);
+        }
+        desktop.pointer.release();
+    });
+    EXPECT_THAT(categoriesOf(matcher.listen(recording.interleaved)), SizeIs(8));
+}
+
+TEST(CompositedDrawerTest, ItIsOpenedUsedAndClosedAllTheSame) {
+    MorvelDesktop desktop({.compositor = true, .sound = true});
+    ASSERT_TRUE(desktop.start());
+    ASSERT_TRUE(desktop.clickIcon());
+    const auto drawer = desktop.awaitDrawer();
+    ASSERT_TRUE(drawer);
+    desktop.save("drawer-composited");
+    EXPECT_TRUE(desktop.screen.contains(*drawer));
+    MonitorRecorder recorder(PulseServer::monitor, desktop.session.sound().address());
+    desktop.pointer.click(drawer->topLeft() + DrawerPlaces::toggleSwitch);
+    EXPECT_TRUE(recorder.awaitSound(0.02F, 10s));
+    EXPECT_TRUE(desktop.isDrawerOpen());
+    desktop.pointer.click({900, 300});
+    EXPECT_TRUE(desktop.awaitNoDrawer());
 }
 
 // Whether there is anything beside the drawer's title.
