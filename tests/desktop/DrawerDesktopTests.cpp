@@ -22,7 +22,6 @@ using audition::MonitorRecorder;
 using audition::MonitorRecording;
 using testing::Each;
 using testing::ElementsAre;
-using testing::IsEmpty;
 using testing::SizeIs;
 
 constexpr std::size_t second = 44100; // in frames
