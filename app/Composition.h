@@ -13,8 +13,10 @@ namespace morvel {
 
 class Composition {
 public:
-    // Needs a QApplication. `log` must outlive the composition. `quit` ends the main loop.
-    Composition(const Environment& environment, Log& log, std::function<void()> quit);
+    // Needs a QApplication. `log` must outlive the composition. `quit` ends the main loop. `exit`
+    // is called when the display server has gone away, and does not return.
+    Composition(const Environment& environment, Log& log, std::function<void()> quit,
+                std::function<void()> exit);
     ~Composition();
     Composition(const Composition&) = delete;
     Composition& operator=(const Composition&) = delete;
@@ -28,7 +30,8 @@ public:
     // Gives back what was taken from the system. Does nothing the second time.
     void terminate();
 
-    // The display server has gone away: says so, once, and terminates.
+    // For the end of the process once the display server has gone away, whoever has noticed: says
+    // so, lets go of the keyboard and saves the settings, and touches nothing that draws.
     void displayLost();
 
 private:

@@ -2,16 +2,13 @@
 
 #include "app/AppDelegate.h"
 #include "app/Composition.h"
-#include "app/helpwindow/HelpWindowController.h"
+#include "app/applicationwindows/LateWindows.h"
+#include "app/applicationwindows/WindowsModule.h"
 #include "app/login/LaunchAtLogin.h"
-#include "app/permissionwindow/PermissionWindowController.h"
 #include "app/settings/JsonDefaultsStore.h"
-#include "app/settingswindow/SettingsWindowController.h"
-#include "app/views/AppViews.h"
-#include "app/windows/HostingWindowFactory.h"
-#include "fidget/views/FidgetDrawer.h"
 #include "platform/linux/CubebAudioOutput.h"
 #include "platform/linux/DesktopAppearance.h"
+#include "platform/linux/FreeMemory.h"
 #include "platform/linux/LinuxApplicationBundle.h"
 #include "platform/linux/LinuxDesktopPlaces.h"
 #include "platform/linux/LinuxTrayWatch.h"
@@ -29,10 +26,12 @@
 #include "platform/qt/QtScheduler.h"
 #include "platform/qt/QtStatusBar.h"
 #include "views/Symbols.h"
-#include "views/Views.h"
+
+#include <fmt/format.h>
 
 #include <QDBusConnection>
 #include <utility>
+#include <vector>
 
 namespace morvel {
 
@@ -63,6 +62,14 @@ public:
 
 std::string searchPath(const Environment& environment) {
     return environment("PATH").value_or("/usr/local/bin:/usr/bin:/bin");
+}
+
+// Beside the program in a build; in an installed copy with its libraries.
+std::vector<std::filesystem::path> windowsModules(const ApplicationBundle& bundle) {
+    if (!bundle.executable)
+        return {};
+    const std::filesystem::path folder = bundle.executable->parent_path();
+    return {folder / "morvel-windows.so", folder.parent_path() / "lib/morvel/morvel-windows.so"};
 }
 
 // Where everything of the user's and of the program's is.
@@ -112,7 +119,8 @@ struct DisplayServer {
 } // namespace
 
 struct Composition::Objects {
-    Objects(const Environment& environment, Log& systemLog, std::function<void()> endLoop)
+    Objects(const Environment& environment, Log& systemLog, std::function<void()> endLoop,
+            std::function<void()> endProcess)
         : log(systemLog)
         , quit(std::move(endLoop))
         , places(environment)
@@ -132,15 +140,17 @@ struct Composition::Objects {
                         QDBusConnection::sessionBus())
         , trayWatch(server.desktop.get(), QDBusConnection::sessionBus())
         , delegate(delegateServices(), environment) {
+        QObject::connect(&themes, &ThemeController::activeThemeIDChanged, &themes,
+                         [this] { returnFreeMemorySoon(); });
         if (server.keyboard)
-            server.keyboard->setLostHandler([this] { displayLost(); });
+            server.keyboard->setLostHandler(std::move(endProcess));
     }
 
     AppDelegate::Services delegateServices() {
         return {activation,
                 settings,
                 permission,
-                permissionWindow,
+                windows,
                 catalog,
                 themes,
                 audio,
@@ -153,20 +163,22 @@ struct Composition::Objects {
     std::unique_ptr<StatusItemController> makeStatusItem() {
         return std::make_unique<StatusItemController>(StatusItemController::Services{
             statusBar, settings, audio, clock, scheduler, hotKeys, log,
-            [this] {
-                return windows.makePopover(QStringLiteral("Fidget Drawer"), FidgetDrawer::size(),
-                                           {drawer.source(), drawer.properties()},
-                                           *server.transients);
-            },
-            [this] { settingsWindow.show(); }, quit});
+            [this] { return windows.makeDrawer(); }, [this] { windows.showSettings(); }, quit});
     }
 
-    void displayLost() {
-        if (!std::exchange(lost, true))
-            log.line("The X server has gone away — quitting");
-        delegate.applicationWillTerminate();
-        quit();
+    std::unique_ptr<ApplicationWindows> makeWindows() {
+        auto made = loadWindowsModule(windowsModules(places.bundle), MORVEL_VERSION,
+                                      {settings, themes, permission, catalog, launchAtLogin,
+                                       places.bundle, desktopPlaces, audio, clock, log,
+                                       *server.transients, &server.floating});
+        if (made)
+            return std::move(made).value();
+        log.line(fmt::format("Cannot show windows — {}", made.error()));
+        return nullptr;
     }
+
+    // Loading a theme takes much more memory than the theme.
+    void returnFreeMemorySoon() { scheduler.async(returnFreeMemory); }
 
     Log& log;
     const std::function<void()> quit;
@@ -191,32 +203,23 @@ struct Composition::Objects {
     ThemeCatalog catalog;
     ThemeController themes{{catalog, audio, random, log}};
     DesktopAppearance appearance{QDBusConnection::sessionBus()};
-    FidgetDrawer drawer{settings, audio, clock};
-    HostingWindowFactory windows{[](QQmlEngine& engine) {
-                                     prepareViews(engine);
-                                     registerAppViews();
-                                     FidgetDrawer::registerViews();
-                                 },
-                                 &server.floating};
-    HelpWindowController help{windows};
-    LinuxDesktopPlaces desktopPlaces;
-    PermissionWindowController permissionWindow{{windows, desktopPlaces, help, log}, places.bundle};
-    SettingsWindowController settingsWindow{
-        windows, log, {settings, themes, permission, catalog, launchAtLogin, desktopPlaces, help}};
+    LateWindows windows{[this] { return makeWindows(); }};
+    LinuxDesktopPlaces desktopPlaces; // tells the windows what could not be opened
     GlobalHotKeyRegistry hotKeys{*server.hotKeys, scheduler, log};
     LinuxTrayWatch trayWatch;
     QtStatusBar statusBar{trayWatch, symbolIcon};
     AppDelegate delegate;
-    bool lost = false; // the display server
 };
 
-Composition::Composition(const Environment& environment, Log& log, std::function<void()> quit)
-    : objects_(std::make_unique<Objects>(environment, log, std::move(quit))) {}
+Composition::Composition(const Environment& environment, Log& log, std::function<void()> quit,
+                         std::function<void()> exit)
+    : objects_(std::make_unique<Objects>(environment, log, std::move(quit), std::move(exit))) {}
 
 Composition::~Composition() = default;
 
 void Composition::launch() {
     objects_->delegate.applicationDidFinishLaunching();
+    objects_->returnFreeMemorySoon();
 }
 
 void Composition::serve(InstanceRequest request) {
@@ -244,7 +247,9 @@ void Composition::terminate() {
 }
 
 void Composition::displayLost() {
-    objects_->displayLost();
+    objects_->log.line("The X server has gone away — quitting");
+    objects_->keyboard.stop();
+    objects_->defaults.flush();
 }
 
 } // namespace morvel

@@ -15,7 +15,7 @@
 #include <cstdlib>
 #include <functional>
 #include <iostream>
-#include <memory>
+#include <optional>
 #include <utility>
 #include <variant>
 
@@ -28,8 +28,9 @@ int finish(const ProgramExit& exit) {
     return exit.status;
 }
 
-// Qt ends the process by itself, with exit(), when the display server has gone away. What must be
-// at rest by then is put to rest here.
+// Qt ends the process by itself, with exit(), when the display server has gone away, wherever it
+// notices. What must be at rest by then is put to rest here; windows without a display cannot even
+// be destroyed.
 std::function<void()> beforeExit; // NOLINT(cppcoreguidelines-avoid-non-const-global-variables)
 
 void endInOrder() {
@@ -40,7 +41,8 @@ void endInOrder() {
     ::_exit(EXIT_SUCCESS);
 }
 
-int runApplication(int argc, char** argv, const Environment& environment, SingleInstance& instance,
+int runApplication(int argc, char** argv, const Environment& environment,
+                   std::optional<UnixInstanceChannel>& channel, SingleInstance& instance,
                    Log& log) {
     // Drawn by the processor: small windows open sooner and in less memory than with a graphics
     // library.
@@ -53,18 +55,18 @@ int runApplication(int argc, char** argv, const Environment& environment, Single
     QApplication::setQuitOnLastWindowClosed(false);
     const TerminationSignals termination([] { QCoreApplication::quit(); });
 
-    auto composition =
-        std::make_unique<Composition>(environment, log, [] { QCoreApplication::quit(); });
+    Composition composition(
+        environment, log, [] { QCoreApplication::quit(); }, [] { std::exit(EXIT_SUCCESS); });
     std::atexit(endInOrder);
-    beforeExit = [&composition] {
-        composition->displayLost();
-        composition.reset();
+    beforeExit = [&] {
+        composition.displayLost();
+        channel.reset();
     };
-    composition->launch();
-    instance.serve([&composition](InstanceRequest request) { composition->serve(request); });
+    composition.launch();
+    instance.serve([&composition](InstanceRequest request) { composition.serve(request); });
     const int status = QCoreApplication::exec();
     beforeExit = nullptr;
-    composition->terminate();
+    composition.terminate();
     return status;
 }
 
@@ -76,13 +78,13 @@ int main(int argc, char** argv) {
         return finish(*exit);
     SystemLog log;
     const Environment environment = systemEnvironment();
-    UnixInstanceChannel channel(sessionInstanceChannel(environment));
-    SingleInstance instance(channel, log);
+    std::optional<UnixInstanceChannel> channel(std::in_place, sessionInstanceChannel(environment));
+    SingleInstance instance(*channel, log);
     if (const auto exit = instance.start(std::get<CommandLine>(parsed)))
         return finish(*exit);
     if (!displayServerAnswers(environment)) {
         log.line("There is no display to show anything on — quitting");
         return EXIT_FAILURE;
     }
-    return runApplication(argc, argv, environment, instance, log);
+    return runApplication(argc, argv, environment, channel, instance, log);
 }

@@ -1,6 +1,9 @@
 # How every target of Morvel is built: one place for warnings, sanitizers and the include root.
 
+# The program's code is in its module of windows, too, but is never replaced by anything different.
+set(CMAKE_POSITION_INDEPENDENT_CODE ON)
 add_library(morvel_options INTERFACE)
+target_compile_options(morvel_options INTERFACE -fno-semantic-interposition)
 target_compile_options(morvel_options INTERFACE
     -Wall -Wextra -Wconversion -Wshadow -Wpedantic -Werror)
 target_include_directories(morvel_options INTERFACE ${CMAKE_SOURCE_DIR})

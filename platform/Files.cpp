@@ -2,6 +2,7 @@
 
 #include <fcntl.h>
 #include <fmt/format.h>
+#include <sys/file.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -20,6 +21,8 @@ namespace {
 // As many links in a row as the kernel follows.
 constexpr int longestLinkChain = 40;
 constexpr int mostSetAside = 1000;
+constexpr int mostTemporaries = 10;
+constexpr std::string_view temporaryMark = "XXXXXX";
 
 class Descriptor {
 public:
@@ -95,6 +98,29 @@ fs::path folderOf(const fs::path& file) {
     return file.has_parent_path() ? file.parent_path() : fs::path(".");
 }
 
+std::string temporaryPrefix(const fs::path& target) {
+    return "." + target.filename().string() + ".";
+}
+
+bool isLocked(int descriptor) {
+    return ::flock(descriptor, LOCK_EX | LOCK_NB) != 0 && errno == EWOULDBLOCK;
+}
+
+// A file beside `target`, mode 0600, locked for as long as it is open: one that nobody holds is
+// what a crash has left. `path` gets its name; -1 and errno where there is none.
+int createTemporary(const fs::path& target, std::string& path) {
+    for (int tries = 1;; ++tries) {
+        path = (folderOf(target) / (temporaryPrefix(target) + std::string(temporaryMark))).string();
+        const int file = ::mkostemp(path.data(), O_CLOEXEC);
+        struct stat status {};
+        // Between its creation and its locking somebody may have cleaned it away.
+        if (file < 0 || tries == mostTemporaries ||
+            (!isLocked(file) && ::fstat(file, &status) == 0 && status.st_nlink > 0))
+            return file;
+        ::close(file);
+    }
+}
+
 } // namespace
 
 FileContent readFile(const fs::path& path, std::size_t longest) {
@@ -145,11 +171,11 @@ std::optional<std::string> replaceFile(const fs::path& path, std::string_view co
     if (auto problem = createFolders(folder))
         return problem;
 
-    std::string temporary =
-        (folder / fmt::format(".{}.XXXXXX", target.filename().string())).string();
-    Descriptor file{::mkostemp(temporary.data(), O_CLOEXEC)}; // creates with mode 0600
+    std::string temporary;
+    Descriptor file{createTemporary(target, temporary)};
     if (!file.isOpen())
         return fmt::format("{}: {}", folder.string(), description(errno));
+    const Descriptor lock{::fcntl(file.number(), F_DUPFD_CLOEXEC, 0)}; // until it is renamed
     if (!writeAll(file.number(), content) || ::fsync(file.number()) != 0 || !file.close() ||
         ::rename(temporary.c_str(), target.c_str()) != 0) {
         const int error = errno;
@@ -158,6 +184,24 @@ std::optional<std::string> replaceFile(const fs::path& path, std::string_view co
     }
     synchroniseFolder(folder);
     return std::nullopt;
+}
+
+void removeUnfinished(const fs::path& path) {
+    const fs::path target = linkTarget(path);
+    const std::string prefix = temporaryPrefix(target);
+    std::error_code error;
+    for (fs::directory_iterator entry(folderOf(target), error), end; !error && entry != end;
+         entry.increment(error)) {
+        const std::string name = entry->path().filename().string();
+        if (!name.starts_with(prefix) || name.size() != prefix.size() + temporaryMark.size())
+            continue;
+        const Descriptor file{
+            ::open(entry->path().c_str(), O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC)};
+        struct stat status {};
+        if (file.isOpen() && ::fstat(file.number(), &status) == 0 && S_ISREG(status.st_mode) &&
+            ::flock(file.number(), LOCK_EX | LOCK_NB) == 0)
+            ::unlink(entry->path().c_str());
+    }
 }
 
 SetAside setAside(const fs::path& path) {

@@ -36,6 +36,10 @@ std::filesystem::path linkTarget(const std::filesystem::path& path);
 // after an error the old content stands.
 std::optional<std::string> replaceFile(const std::filesystem::path& path, std::string_view content);
 
+// Removes the temporary files that replaceFile(path) has left where the program or the machine was
+// ended in the middle of it; none that is being written, by whichever process.
+void removeUnfinished(const std::filesystem::path& path);
+
 struct SetAside {
     std::optional<std::filesystem::path> movedTo;
     std::string problem; // why it could not be moved, printable

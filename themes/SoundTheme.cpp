@@ -44,7 +44,10 @@ SoundTheme::Loaded SoundTheme::load(const ThemeDescriptor& descriptor, const The
         if (const auto defaultTheme = catalog.descriptor(defaultThemeID))
             if (auto loaded = load(*defaultTheme, nullptr, log, random))
                 fallback = std::move(loaded).value();
-    return load(descriptor, std::move(fallback), log, random);
+    auto loaded = load(descriptor, std::move(fallback), log, random);
+    if (!loaded)
+        return loaded;
+    return onTrimmedFallback(std::move(loaded).value());
 }
 
 SoundTheme::Loaded SoundTheme::load(std::string_view themeID, const ThemeCatalog& catalog, Log& log,
@@ -80,6 +83,25 @@ const SoundTheme::LoadedCategory* SoundTheme::donor(SoundCategory category) cons
             return root;
     }
     return nullptr;
+}
+
+std::shared_ptr<const SoundTheme>
+SoundTheme::onTrimmedFallback(std::shared_ptr<const SoundTheme> theme) {
+    if (theme->parts_.fallbackTheme == nullptr)
+        return theme;
+    const SoundTheme& whole = *theme->parts_.fallbackTheme;
+    Parts fallback{whole.parts_.id, whole.parts_.name, whole.parts_.author, {}, nullptr};
+    for (const SoundCategory category : allSoundCategories()) {
+        if (theme->resolvesLocally(category))
+            continue;
+        if (const LoadedCategory* const exact = whole.own(category))
+            fallback.categories.insert_or_assign(category, *exact);
+        else if (const LoadedCategory* const root = whole.ownRoot(category))
+            fallback.categories.insert_or_assign(*inThemeFallback(category), *root);
+    }
+    Parts parts = theme->parts_;
+    parts.fallbackTheme.reset(new SoundTheme(std::move(fallback), whole.random_));
+    return std::shared_ptr<const SoundTheme>(new SoundTheme(std::move(parts), theme->random_));
 }
 
 std::optional<ResolvedSample> SoundTheme::sample(SoundCategory category) const {

@@ -56,7 +56,9 @@ public:
                        RandomSource& random);
 
     // The same with the Default theme, loaded anew, as the fallback. Should that be missing or
-    // broken, there is just none; the Default theme itself has none.
+    // broken, there is just none; the Default theme itself has none. Of the fallback only the
+    // categories are kept that the theme can ever ask it for: the rest would take memory for
+    // nothing.
     static Loaded load(const ThemeDescriptor& descriptor, const ThemeCatalog& catalog, Log& log,
                        RandomSource& random);
 
@@ -71,6 +73,8 @@ public:
     const std::string& name() const { return parts_.name; }
     const std::optional<std::string>& author() const { return parts_.author; }
     const std::map<SoundCategory, LoadedCategory>& categories() const { return parts_.categories; }
+    // Where this theme was loaded with the Default theme, that one holds only what this one cannot
+    // answer itself: it is not to be played for its own sake.
     const std::shared_ptr<const SoundTheme>& fallbackTheme() const { return parts_.fallbackTheme; }
 
     // A random variant of the category itself, else of the theme's root for it, else what the
@@ -99,6 +103,10 @@ private:
     const LoadedCategory* own(SoundCategory category) const;
     const LoadedCategory* ownRoot(SoundCategory category) const;
     const LoadedCategory* donor(SoundCategory category) const;
+
+    // The theme on a fallback of only what it asks for. The fallback must have none itself.
+    static std::shared_ptr<const SoundTheme>
+    onTrimmedFallback(std::shared_ptr<const SoundTheme> theme);
 
     Parts parts_;
     RandomSource& random_;

@@ -12,6 +12,11 @@ T.Switch {
     Accessible.name: text
     Accessible.checkable: true
     Accessible.checked: checked
+    // By assistive technology it is the user who toggles.
+    Accessible.onToggleAction: {
+        toggle()
+        toggled()
+    }
 
     indicator: Rectangle {
         x: control.width - width

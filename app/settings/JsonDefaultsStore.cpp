@@ -78,6 +78,7 @@ JsonDefaultsStore::~JsonDefaultsStore() {
 }
 
 void JsonDefaultsStore::load() {
+    removeUnfinished(file_);
     FileContent content = readFile(file_, longestFile);
     if (content.kind == FileContent::Kind::absent)
         return;

@@ -47,6 +47,8 @@ Item {
                 text: "Muted"
                 color: Appearance.secondary
                 font.pixelSize: 10
+                Accessible.role: Accessible.StaticText
+                Accessible.name: text
             }
         }
     }

@@ -3,13 +3,13 @@
 namespace morvel::test {
 
 MorvelProcess::MorvelProcess(const std::string& home, std::vector<std::string> environment,
-                             const std::vector<std::string>& options)
+                             const std::vector<std::string>& options, const std::string& program)
     : log_(home + "/log") {
     for (const char* variable : {"HOME=", "XDG_RUNTIME_DIR=", "XDG_CONFIG_HOME=", "XDG_DATA_HOME="})
         environment.push_back(variable + home);
     environment.emplace_back("WAYLAND_DISPLAY");
     environment.emplace_back("XDG_SESSION_TYPE=x11");
-    std::vector<std::string> command = {MORVEL_PROGRAM};
+    std::vector<std::string> command = {program};
     command.insert(command.end(), options.begin(), options.end());
     process_ = std::make_unique<ChildProcess>(
         ChildProcess::Setup{std::move(command), std::move(environment), log_.path(), {}});

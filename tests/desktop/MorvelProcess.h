@@ -14,9 +14,10 @@ namespace morvel::test {
 class MorvelProcess {
 public:
     // `environment` ("NAME=value") is added to the test's own; the user's folders are in `home`,
-    // where it does not say otherwise.
+    // where it does not say otherwise. `program` is another copy than the build's.
     MorvelProcess(const std::string& home, std::vector<std::string> environment,
-                  const std::vector<std::string>& options = {});
+                  const std::vector<std::string>& options = {},
+                  const std::string& program = MORVEL_PROGRAM);
 
     // Reads the log until a line holds `text`; answers whether one did within `limit`. Lines that
     // went by before are looked at too.

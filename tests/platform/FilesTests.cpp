@@ -5,6 +5,11 @@
 #include <gtest/gtest.h>
 #include <sys/stat.h>
 
+#include <atomic>
+#include <filesystem>
+#include <string>
+#include <thread>
+
 namespace morvel {
 namespace {
 
@@ -32,6 +37,35 @@ TEST(Files, AFailedReplacementSaysWhatAndWhy) {
               (folder / "file").string() + ": Not a directory");
     EXPECT_NE(replaceFile(folder.path(), "new"), std::nullopt);
     EXPECT_EQ(readText(folder / "file"), "old");
+}
+
+TEST(Files, WhatACrashLeftOfAReplacementIsRemovedAndNothingElse) {
+    const TemporaryFolder folder;
+    writeText(folder / ".file.aB3xYz", "half");
+    for (const char* name : {"file", ".file.new", ".file.aB3xYz2", ".other.aB3xYz", "file.aB3xYz"})
+        writeText(folder / name, "whole");
+    std::filesystem::create_directory(folder / ".file.folder");
+    std::filesystem::create_symlink("file", folder / "link");
+    removeUnfinished(folder / "link");
+    EXPECT_FALSE(std::filesystem::exists(folder / ".file.aB3xYz"));
+    for (const char* name : {"file", ".file.new", ".file.aB3xYz2", ".other.aB3xYz", "file.aB3xYz"})
+        EXPECT_EQ(readText(folder / name), "whole") << name;
+    EXPECT_TRUE(std::filesystem::exists(folder / ".file.folder"));
+    removeUnfinished(folder / "nowhere/file");
+}
+
+TEST(Files, AReplacementInProgressIsNotTakenForACrashs) {
+    const TemporaryFolder folder;
+    std::atomic<bool> done = false;
+    std::thread cleaner([&] {
+        while (!done)
+            removeUnfinished(folder / "file");
+    });
+    for (int i = 0; i < 200; ++i)
+        EXPECT_EQ(replaceFile(folder / "file", std::to_string(i)), std::nullopt);
+    done = true;
+    cleaner.join();
+    EXPECT_EQ(readText(folder / "file"), "199");
 }
 
 TEST(Utf8, LeavesValidTextAlone) {

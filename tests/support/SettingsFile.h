@@ -42,14 +42,21 @@ public:
     // Waits until `key` has been stored with `wanted` (null: is no longer stored).
     bool await(const std::string& key, const nlohmann::json& wanted,
                std::chrono::milliseconds limit = std::chrono::seconds(20)) const {
+        return awaitThat(
+            key, [&](const nlohmann::json& stored) { return stored == wanted; }, limit);
+    }
+
+    // Waits until what is stored is as `wanted` says.
+    bool awaitThat(const std::string& key, const std::function<bool(const nlohmann::json&)>& wanted,
+                   std::chrono::milliseconds limit = std::chrono::seconds(20)) const {
         std::filesystem::create_directories(file_.parent_path());
         const int watch = inotify_init1(IN_CLOEXEC | IN_NONBLOCK);
         inotify_add_watch(watch, file_.parent_path().c_str(),
                           IN_CLOSE_WRITE | IN_MOVED_TO | IN_DELETE);
         const auto deadline = std::chrono::steady_clock::now() + limit;
-        bool found = value(key) == wanted;
+        bool found = wanted(value(key));
         while (!found && awaitChange(watch, deadline))
-            found = value(key) == wanted;
+            found = wanted(value(key));
         close(watch);
         return found;
     }

@@ -114,6 +114,60 @@ TEST_F(SoundThemeTest, LoadsWithoutAFallbackWhenDefaultIsMissingOrBroken) {
     EXPECT_EQ(still->fallbackTheme(), nullptr);
 }
 
+TEST_F(SoundThemeTest, KeepsOfDefaultOnlyWhatTheThemeCannotAnswerItself) {
+    makeTheme(bundled, "default",
+              manifestWith(R"({"keyboard.down": {"variants": ["toy.wav"]},
+                               "keyboard.up": {"variants": ["toy.wav"]},
+                               "keyboard.tab.up": {"variants": ["toy.wav"], "gain": 0.5},
+                               "keyboard.tab.down": {"variants": ["toy.wav"]}, )" +
+                           std::string(toyCategories) + "}"),
+              {"toy.wav"});
+    makeTheme(user, "presses", manifestWith(R"({"keyboard.down": {"variants": ["down.wav"]},
+                                                "fidget.pop": {"variants": ["down.wav"]}})"),
+              {"down.wav"});
+    const auto theme = load("presses");
+    ASSERT_TRUE(theme);
+    ASSERT_TRUE(theme->fallbackTheme());
+    EXPECT_EQ(theme->fallbackTheme()->id(), "default");
+    const auto& kept = theme->fallbackTheme()->categories();
+    EXPECT_FALSE(kept.contains(SoundCategory::keyDown));
+    EXPECT_FALSE(kept.contains(SoundCategory::tabDown));
+    EXPECT_FALSE(kept.contains(SoundCategory::pop));
+    EXPECT_TRUE(kept.contains(SoundCategory::keyUp));
+    EXPECT_TRUE(kept.contains(SoundCategory::tabUp));
+    EXPECT_EQ(kept.size(), 9u);
+    EXPECT_EQ(theme->sample(SoundCategory::tabUp)->gain, 0.5F);
+    EXPECT_EQ(theme->sample(SoundCategory::enterUp)->gain, 1.0F); // by the root of Default
+    EXPECT_EQ(theme->resolutionBreakdown(), (SoundTheme::ResolutionBreakdown{2, 11, 19, 0}));
+    EXPECT_EQ(log.lines().front(),
+              "[Morvel] Theme 'default' loaded: 12/32 categories authored, 12 samples preloaded "
+              "(20 via keyboard.down/up in-theme, 0 inherited from Default, 0 unresolved)");
+}
+
+TEST_F(SoundThemeTest, KeepsNothingOfDefaultForAThemeThatHasEverything) {
+    makeTheme(bundled, "default", manifestWith("{" + std::string(toyCategories) + "}"),
+              {"toy.wav"});
+    makeTheme(user, "full",
+              manifestWith(R"({"keyboard.down": {"variants": ["toy.wav"]},
+                               "keyboard.up": {"variants": ["toy.wav"]}, )" +
+                           std::string(toyCategories) + "}"),
+              {"toy.wav"});
+    const auto theme = load("full");
+    ASSERT_TRUE(theme);
+    ASSERT_TRUE(theme->fallbackTheme());
+    EXPECT_EQ(theme->fallbackTheme()->id(), "default");
+    EXPECT_THAT(theme->fallbackTheme()->categories(), IsEmpty());
+}
+
+TEST_F(SoundThemeTest, LeavesAFallbackThatItWasGivenAsItIs) {
+    const auto fallback = loadFolder(makeMinimalTheme(bundled, "default"));
+    ASSERT_TRUE(fallback);
+    const auto theme = loadFolder(makeMinimalTheme(user, "minimal"), fallback.value());
+    ASSERT_TRUE(theme);
+    EXPECT_EQ(theme.value()->fallbackTheme(), fallback.value());
+    EXPECT_EQ(fallback.value()->categories().size(), 2u);
+}
+
 TEST_F(SoundThemeTest, LoadsALegacyManifestByItsRetiredNames) {
     makeTheme(user, "legacy", manifestWith(R"({"keyboard.down": {"variants": ["down.wav"]},
                                "keyboard.stabDown": {"variants": ["stab.wav"]}})"),
