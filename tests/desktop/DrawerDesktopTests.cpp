@@ -22,7 +22,6 @@ using audition::MonitorRecorder;
 using audition::MonitorRecording;
 using testing::Each;
 using testing::ElementsAre;
-using testing::IsEmpty;
 using testing::SizeIs;
 
 constexpr std::size_t second = 44100; // in frames
@@ -67,9 +66,6 @@ protected:
     void click(const QPoint& place) {
         desktop.pointer.click(at(place));
         std::this_thread::sleep_for(apart);
-    }
-    MonitorRecorder recorder() {
-        return MonitorRecorder(PulseServer::monitor, desktop.session.sound().address());
     }
 
     // What is to be heard while `gesture` is made. The sound server of a busy machine may drop out,
@@ -157,6 +153,39 @@ TEST_F(DrawerDesktopTest, TwentyBubblesPopTwentyTimesAndStayPoppedUntilReset) {
     EXPECT_EQ(categoriesOf({heard.back()}).front(), SoundCategory::popReset);
     heard.pop_back();
     EXPECT_THAT(categoriesOf(heard), Each(SoundCategory::pop));
+}
+
+TEST_F(DrawerDesktopTest, TheDialTurnedOneDetentAtATimeSoundsOnceEach) {
+    ASSERT_NO_FATAL_FAILURE(open());
+    const auto theme = mechanical();
+    const SoundCategory ticks[] = {SoundCategory::dialTick};
+    const audition::SoundMatcher matcher(*theme, ticks);
+    const auto recording = record([&] {
+        desktop.pointer.move(at(DrawerPlaces::onDial(-90)));
+        desktop.pointer.press();
+        for (int detent = 1; detent <= 8; ++detent) {
+            desktop.pointer.move(at(DrawerPlaces::onDial(-90 + 15 * detent + 3)));
+            std::this_thread::sleep_for(apart);
+        }
+        desktop.pointer.release();
+    });
+    EXPECT_THAT(categoriesOf(matcher.listen(recording.interleaved)), SizeIs(8));
+}
+
+TEST(CompositedDrawerTest, ItIsOpenedUsedAndClosedAllTheSame) {
+    MorvelDesktop desktop({.compositor = true, .sound = true});
+    ASSERT_TRUE(desktop.start());
+    ASSERT_TRUE(desktop.clickIcon());
+    const auto drawer = desktop.awaitDrawer();
+    ASSERT_TRUE(drawer);
+    desktop.save("drawer-composited");
+    EXPECT_TRUE(desktop.screen.contains(*drawer));
+    MonitorRecorder recorder(PulseServer::monitor, desktop.session.sound().address());
+    desktop.pointer.click(drawer->topLeft() + DrawerPlaces::toggleSwitch);
+    EXPECT_TRUE(recorder.awaitSound(0.02F, 10s));
+    EXPECT_TRUE(desktop.isDrawerOpen());
+    desktop.pointer.click({900, 300});
+    EXPECT_TRUE(desktop.awaitNoDrawer());
 }
 
 // Whether there is anything beside the drawer's title.

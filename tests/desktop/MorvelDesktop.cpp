@@ -79,14 +79,20 @@ std::optional<QRect> MorvelDesktop::awaitDrawer() {
     const auto window = windows.await(isDrawer());
     if (!window || !windows.awaitFocus(isDrawer()))
         return std::nullopt;
-    // The button's face, which is of the accent colour: the last to be seen of what fades in.
+    // Under a compositor its shadow is a part of the window, which moves while it fades in.
+    QRect sheet(QPoint(0, 0), DrawerPlaces::size);
     bool inTime = false;
-    const QPoint face = window->geometry.topLeft() + DrawerPlaces::button - QPoint(0, 24);
     screenshot.await(
-        {face, QSize(1, 1)},
-        [](const QImage& pixel) { return QColor(pixel.pixel(0, 0)).hsvSaturation() > 120; },
+        screen,
+        [&](const QImage& picture) {
+            if (const auto now = windows.find(isDrawer()))
+                sheet.moveCenter(now->geometry.center());
+            // The button's face, which is of the accent colour: its colour is the last to be full.
+            return QColor(picture.pixel(sheet.topLeft() + DrawerPlaces::button - QPoint(0, 24)))
+                       .hsvSaturation() > 120;
+        },
         inTime);
-    return inTime ? std::optional(window->geometry) : std::nullopt;
+    return inTime ? std::optional(sheet) : std::nullopt;
 }
 
 void MorvelDesktop::save(const std::string& name) {

@@ -18,6 +18,7 @@ namespace morvel::test {
 
 // Where the toys are in the drawer, from the corner of its sheet, in pixels of a screen of 96 dpi.
 struct DrawerPlaces {
+    static constexpr QSize size{320, 400};
     static constexpr QPoint toggleSwitch{99, 107};
     static constexpr QPoint dial{252, 107};
     static constexpr QPoint button{252, 287};
@@ -55,7 +56,8 @@ public:
     bool clickIcon(Pointer::Button button = Pointer::left);
     // What the icon looks like once it has come to rest: it takes its colour from the panel.
     QImage settledIcon();
-    // Waits for the drawer, with the keyboard and all it shows painted; answers its place.
+    // Waits for the drawer, with the keyboard and all it shows painted; answers its place, without
+    // a shadow.
     std::optional<QRect> awaitDrawer();
     bool awaitNoDrawer() { return windows.awaitNone(isDrawer()); }
     bool isDrawerOpen() { return windows.find(isDrawer()).has_value(); }

@@ -76,7 +76,7 @@ TEST_P(TrayDesktopTest, AClickOnTheIconOpensTheDrawerBesideItAndEscapeClosesIt) 
     const auto drawer = desktop.awaitDrawer();
     desktop.save(picture("drawer"));
     ASSERT_TRUE(drawer);
-    EXPECT_EQ(drawer->size(), QSize(320, 400));
+    EXPECT_EQ(desktop.windows.find(desktop.isDrawer())->geometry, *drawer);
     EXPECT_TRUE(desktop.screen.contains(*drawer));
     const QRect panel = desktop.session.panelArea();
     EXPECT_FALSE(drawer->intersects(panel));
@@ -303,6 +303,7 @@ TEST(MuteShortcutTest, WhereAnotherProgramOwnsItThereIsALineAndTheMenuStillMutes
     ASSERT_TRUE(desktop.start());
     EXPECT_TRUE(desktop.morvel->awaitLine("Hotkey ⌃⌥⌘M could not be registered (OSStatus -9878) — "
                                           "another app may already own it"));
+    const QImage sounding = desktop.settledIcon();
     strikeMuteShortcut(desktop);
     ASSERT_TRUE(desktop.clickIcon(Pointer::right));
     const auto menu = desktop.windows.await(desktop.isMenu(Panel::tint2));
@@ -311,6 +312,10 @@ TEST(MuteShortcutTest, WhereAnotherProgramOwnsItThereIsALineAndTheMenuStillMutes
     EXPECT_TRUE(desktop.settings.await("master.muted", true));
     EXPECT_EQ(desktop.morvel->count("Mute toggled"), 0u);
     EXPECT_TRUE(desktop.morvel->awaitLine("Mute toggled -> MUTED"));
+    bool changed = false;
+    desktop.screenshot.await(
+        desktop.icon.await(), [&](const QImage& now) { return now != sounding; }, changed);
+    EXPECT_TRUE(changed);
 }
 
 TEST_P(TrayDesktopTest, WithoutATrayItRunsOnAndTheIconTakesItsPlaceOnceThereIsOne) {
@@ -354,6 +359,13 @@ TEST(OpenDrawerSwitchTest, OneOpensItOnceHalfASecondAfterLaunch) {
     strike(desktop.keys, XKB_KEY_Escape);
     ASSERT_TRUE(desktop.awaitNoDrawer());
     EXPECT_FALSE(desktop.windows.await(desktop.isDrawer(), 700ms));
+}
+
+TEST(OpenDrawerSwitchTest, ADrawerThatIsOpenByThenStaysOpen) {
+    MorvelDesktop desktop({});
+    ASSERT_TRUE(desktop.start({"MORVEL_OPEN_DRAWER=1"}, {"--open-drawer"}));
+    ASSERT_TRUE(desktop.awaitDrawer());
+    EXPECT_FALSE(desktop.windows.awaitNone(desktop.isDrawer(), 900ms));
 }
 
 TEST(OpenDrawerSwitchTest, AnythingElseDoesNothing) {
