@@ -9,8 +9,8 @@ namespace morvel {
 
 AppDelegate::AppDelegate(Services services, const Environment& environment)
     : services_(std::move(services))
-    , forcePermissionWindow_(environment("MORVEL_FORCE_PERMISSION_WINDOW") == "1")
-    , openDrawer_(environment("MORVEL_OPEN_DRAWER") == "1") {}
+    , environment_(environment)
+    , forcePermissionWindow_(environment("MORVEL_FORCE_PERMISSION_WINDOW") == "1") {}
 
 void AppDelegate::applicationDidFinishLaunching() {
     services_.activation.becomeAccessory();
@@ -26,11 +26,22 @@ void AppDelegate::applicationDidFinishLaunching() {
     trustObserver_.emplace(services_.permission, &AccessibilityPermission::isTrusted,
                            &AccessibilityPermission::isTrustedChanged, services_.scheduler,
                            [this](bool trusted) { trustChanged(trusted); });
-    if (openDrawer_)
-        drawerTimer_ = services_.scheduler.after(drawerDelay, [this] {
-            if (statusItemController_ && !statusItemController_->isPopoverShown())
-                statusItemController_->togglePopover();
-        });
+    startTestModes();
+    if (environment_("MORVEL_OPEN_DRAWER") == "1")
+        openDrawerSoon();
+}
+
+void AppDelegate::startTestModes() {
+    for (const TestMode& mode : services_.testModes)
+        if (environment_(mode.variable) == "1")
+            mode.start(*this);
+}
+
+void AppDelegate::openDrawerSoon() {
+    drawerTimer_ = services_.scheduler.after(drawerDelay, [this] {
+        if (statusItemController_ && !statusItemController_->isPopoverShown())
+            statusItemController_->togglePopover();
+    });
 }
 
 void AppDelegate::applicationWillTerminate() {

@@ -18,6 +18,8 @@
 #include <functional>
 #include <memory>
 #include <optional>
+#include <string>
+#include <vector>
 
 namespace morvel {
 
@@ -27,6 +29,13 @@ namespace morvel {
 class AppDelegate {
 public:
     static constexpr double drawerDelay = 0.5; // seconds
+
+    // One of the program's own tests: started at the end of the launch when the environment
+    // variable is exactly "1".
+    struct TestMode {
+        std::string variable;
+        std::function<void(AppDelegate&)> start;
+    };
 
     // All must outlive the delegate.
     struct Services {
@@ -42,6 +51,7 @@ public:
         Log& log;
         // Creates the menu-bar item, which is shown at once.
         std::function<std::unique_ptr<StatusItemController>()> makeStatusItem;
+        std::vector<TestMode> testModes = {}; // in the order of their start
     };
 
     AppDelegate(Services services, const Environment& environment);
@@ -61,11 +71,13 @@ private:
     void chooseTheme();
     void passOnboardingGate();
     void trustChanged(bool trusted);
+    void startTestModes();
+    void openDrawerSoon();
 
     std::unique_ptr<StatusItemController> statusItemController_;
     const Services services_;
+    const Environment environment_;
     const bool forcePermissionWindow_;
-    const bool openDrawer_;
     std::optional<Subscription<bool>> trustObserver_;
     std::unique_ptr<Timer> drawerTimer_;
 };

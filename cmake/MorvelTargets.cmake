@@ -47,6 +47,10 @@ function(morvel_test name)
         list(APPEND ARG_ENVIRONMENT
             "TSAN_OPTIONS=suppressions=${CMAKE_SOURCE_DIR}/tests/tsan-suppressions.txt")
     endif()
+    # The program and its module of windows hold the same code; of different sizes it is not the same.
+    if(MORVEL_SANITIZERS MATCHES "address")
+        list(APPEND ARG_ENVIRONMENT "ASAN_OPTIONS=detect_odr_violation=1")
+    endif()
     if(ARG_ENVIRONMENT)
         list(APPEND properties ENVIRONMENT "${ARG_ENVIRONMENT}")
     endif()

@@ -39,6 +39,8 @@ public:
 
     // Gives a window that is on screen the keyboard, whatever has it.
     virtual void takeKeyboard(std::uint64_t window) = 0;
+    // Whether the window has the keyboard, also while another client's shortcut is held down.
+    virtual bool hasKeyboard(std::uint64_t window) const = 0;
     // Before the window is hidden: gives the keyboard back to who had it.
     virtual void returnKeyboard(std::uint64_t window) = 0;
 
@@ -55,6 +57,7 @@ public:
     bool places() const override { return false; }
     void setShadow(std::uint64_t, Geometry) override {}
     void takeKeyboard(std::uint64_t) override {}
+    bool hasKeyboard(std::uint64_t) const override { return false; }
     void returnKeyboard(std::uint64_t) override {}
     std::unique_ptr<PointerWatch> watchButtons(std::function<void(bool)>) override {
         return std::make_unique<PointerWatch>();

@@ -51,8 +51,8 @@ LateWindows::LateWindows(Make make)
 LateWindows::~LateWindows() = default;
 
 ApplicationWindows* LateWindows::windows() {
-    if (make_)
-        windows_ = std::exchange(make_, nullptr)();
+    if (!windows_)
+        windows_ = make_();
     return windows_.get();
 }
 

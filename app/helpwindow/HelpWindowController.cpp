@@ -20,7 +20,8 @@ void HelpWindowController::show(const HelpPage& page) {
 }
 
 void HelpWindowController::close() {
-    window_->close();
+    if (window_)
+        window_->close();
 }
 
 QString HelpWindowController::title() const {

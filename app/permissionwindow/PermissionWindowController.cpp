@@ -46,7 +46,8 @@ void PermissionWindowController::openSystemSettings() {
 }
 
 void PermissionWindowController::onContinue() {
-    window_->close();
+    if (window_)
+        window_->close();
 }
 
 } // namespace morvel

@@ -36,7 +36,8 @@ StatusItemController::StatusItemController(Services services)
     }
     popover_ = services_.makePopover();
     popover_->setDidClose([this] { popoverDidClose(); });
-    subscribeToMute();
+    muteObserver_.emplace(services_.settings, &AppSettings::isMuted, &AppSettings::isMutedChanged,
+                          services_.scheduler, [this](bool) { updateIcon(); });
     muteHotKey_ = GlobalHotKey::create(services_.hotKeys, muteKeyCode, muteKeyModifiers,
                                        [self = QPointer(this)] {
                                            if (self)
@@ -63,22 +64,6 @@ void StatusItemController::buildMenu() {
     statusItem_->setMenu(menu_);
 }
 
-void StatusItemController::subscribeToMute() {
-    connect(&services_.settings, &AppSettings::isMutedChanged, this,
-            [this](bool muted) { deliverMute(muted); });
-    deliverMute(services_.settings.isMuted());
-}
-
-void StatusItemController::deliverMute(bool muted) {
-    if (lastMute_ == muted)
-        return;
-    lastMute_ = muted;
-    services_.scheduler.async([self = QPointer(this)] {
-        if (self)
-            self->updateIcon();
-    });
-}
-
 void StatusItemController::statusItemClicked(std::optional<StatusItemClick> event) {
     if (event && (event->secondary || event->optionHeld))
         statusItem_->popUpMenu();
@@ -97,10 +82,7 @@ void StatusItemController::togglePopover() {
 }
 
 void StatusItemController::openDrawer() {
-    if (!popover_->isShown())
-        showPopover();
-    else if (!statusItem_->isInBar())
-        popover_->showAsWindow();
+    showPopover();
 }
 
 void StatusItemController::showPopover() {

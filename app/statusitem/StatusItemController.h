@@ -12,6 +12,7 @@
 #include "platform/Log.h"
 #include "platform/Scheduler.h"
 #include "platform/StatusBar.h"
+#include "platform/qt/Subscription.h"
 
 #include <QObject>
 #include <cstdint>
@@ -83,15 +84,13 @@ public:
 
 private:
     void buildMenu();
-    void subscribeToMute();
-    void deliverMute(bool muted);
     void showPopover();
 
     Services services_;
     std::unique_ptr<StatusItem> statusItem_;
     std::vector<StatusMenuItem> menu_; // the mute item is the first
     double lastPopoverCloseTime_ = 0;
-    std::optional<bool> lastMute_; // as last sent to the main run loop
+    std::optional<Subscription<bool>> muteObserver_;
     std::shared_ptr<GlobalHotKey> muteHotKey_;
     std::unique_ptr<Popover> popover_;
     std::optional<std::string> currentIconSymbolName_;

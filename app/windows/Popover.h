@@ -18,7 +18,7 @@ public:
     // Shows it below `anchor` (in points of the whole desktop; without one, in the corner of the
     // screen where panels have their trays), in front of everything and with the keyboard. It
     // closes by itself on a press elsewhere, on Escape and when the keyboard goes elsewhere.
-    // Nothing happens while it is shown.
+    // While it is closing it opens again where it is; while it is open nothing happens.
     virtual void show(const std::optional<QRect>& anchor) = 0;
 
     // Shows it as a normal window, which closes on Escape and by its close button. While it is

@@ -10,6 +10,7 @@
 #include <QQmlComponent>
 #include <QQuickItem>
 #include <QScreen>
+#include <QTimer>
 #include <utility>
 
 namespace morvel {
@@ -64,6 +65,10 @@ QQuickWindow* QuickPopover::window() const {
 }
 
 void QuickPopover::show(const std::optional<QRect>& anchor) {
+    if (state_ == State::closing && style_ != Style::normalWindow) {
+        reopen();
+        return;
+    }
     if (isShown())
         return;
     if (!windows_.places()) {
@@ -90,6 +95,14 @@ void QuickPopover::show(const std::optional<QRect>& anchor) {
     pressedElsewhere_ = false;
     watch_ = windows_.watchButtons([this](bool down) { buttonChanged(down); });
     present();
+}
+
+// Wanted again before it has gone.
+void QuickPopover::reopen() {
+    state_ = State::shown;
+    pressedElsewhere_ = false;
+    windows_.takeKeyboard(window_->winId());
+    animate(1, openingMs);
 }
 
 void QuickPopover::showAsWindow() {
@@ -233,8 +246,13 @@ void QuickPopover::keyboardLost() {
         return;
     if (animation_.state() == QAbstractAnimation::Running)
         windows_.takeKeyboard(window_->winId());
-    else
+    else if (!windows_.hasKeyboard(window_->winId()))
         close();
+    else if (!window_->isActive()) // a shortcut is held down: what it leads to is yet to be seen
+        QTimer::singleShot(shortcutHeldMs, this, [this] {
+            if (state_ == State::shown && !window_->isActive())
+                keyboardLost();
+        });
 }
 
 void QuickPopover::finishClosing() {

@@ -19,6 +19,7 @@ class QuickPopover : public QObject, public Popover {
 public:
     static constexpr int openingMs = 140;
     static constexpr int closingMs = 120;
+    static constexpr int shortcutHeldMs = 100; // between looks at who has the keyboard
 
     // `engine` and `windows` must outlive the popover. `title` is that of the normal window.
     QuickPopover(std::function<QQmlEngine&()> engine, TransientWindows& windows, QString title,
@@ -44,6 +45,7 @@ private:
     bool prepare(Style style);
     bool makeWindow();
     void present();
+    void reopen();
     void exposed();
     void animate(qreal to, int milliseconds);
     void setProgress(qreal progress);

@@ -39,7 +39,8 @@ bool answersYes(const QDBusMessage& answer) {
 
 LinuxTrayWatch::LinuxTrayWatch(X11Connection* connection, const QDBusConnection& bus)
     : connection_(connection)
-    , bus_(bus) {
+    , bus_(bus)
+    , asked_(!bus.isConnected()) {
     if (bus_.isConnected()) {
         auto* service = new QDBusServiceWatcher(watcherService, bus_,
                                                 QDBusServiceWatcher::WatchForOwnerChange, this);
@@ -49,15 +50,18 @@ LinuxTrayWatch::LinuxTrayWatch(X11Connection* connection, const QDBusConnection&
         for (const char* name : {"StatusNotifierHostRegistered", "StatusNotifierHostUnregistered"})
             bus_.connect(watcherService, watcherPath, watcherService, QLatin1String(name), this,
                          SLOT(askForHost()));
-        host_ = answersYes(bus_.call(hostQuestion(), QDBus::Block, busPatienceMs));
+        askForHost();
     }
     if (connection_ != nullptr && connection_->alive())
         watchSelection();
+    told_ = kind();
 }
 
 LinuxTrayWatch::~LinuxTrayWatch() = default;
 
 TrayKind LinuxTrayWatch::kind() const {
+    if (!asked_)
+        return TrayKind::none;
     if (host_)
         return TrayKind::statusNotifier;
     return owner_ != XCB_NONE ? TrayKind::embedding : TrayKind::none;
@@ -68,12 +72,18 @@ void LinuxTrayWatch::askForHost() {
     connect(answer, &QDBusPendingCallWatcher::finished, this,
             [this](QDBusPendingCallWatcher* finished) {
                 finished->deleteLater();
+                asked_ = true;
                 setHost(answersYes(finished->reply()));
             });
 }
 
 void LinuxTrayWatch::setHost(bool present) {
-    if (std::exchange(host_, present) != present && changed_)
+    host_ = present;
+    tell();
+}
+
+void LinuxTrayWatch::tell() {
+    if (std::exchange(told_, kind()) != kind() && changed_)
         changed_();
 }
 
@@ -99,8 +109,8 @@ void LinuxTrayWatch::findOwner() {
         xcb_change_window_attributes(server, owner_, XCB_CW_EVENT_MASK, &events);
         xcb_flush(server);
     }
-    if ((owner_ != XCB_NONE) != (before != XCB_NONE) && changed_)
-        changed_();
+    connection_->dispatchLater();
+    tell();
 }
 
 // A new tray tells every client so; one that goes takes its window with it.

@@ -18,7 +18,8 @@ class LinuxTrayWatch : public QObject, public TrayWatch {
 
 public:
     // `connection` may be null (no X server) and must outlive the watch, which selects events of
-    // its root window. Asks the bus for the present host, and waits for the answer.
+    // its root window. There is no tray before the bus has told whether it knows a host, in a later
+    // turn of the main run loop.
     LinuxTrayWatch(X11Connection* connection, const QDBusConnection& bus);
     ~LinuxTrayWatch() override;
 
@@ -30,6 +31,7 @@ private slots:
 
 private:
     void setHost(bool present);
+    void tell();
     void watchSelection();
     void findOwner();
     void handle(const xcb_generic_event_t& event);
@@ -38,6 +40,8 @@ private:
     X11Connection* connection_;
     QDBusConnection bus_;
     bool host_ = false;
+    bool asked_; // the bus has answered, or there is none: before, an icon would settle too early
+    TrayKind told_ = TrayKind::none;
     xcb_atom_t selection_ = XCB_NONE;
     xcb_atom_t managerMessage_ = XCB_NONE;
     xcb_window_t owner_ = XCB_NONE; // of the selection

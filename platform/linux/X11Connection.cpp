@@ -84,4 +84,9 @@ void X11Connection::dispatch() {
     }
 }
 
+void X11Connection::dispatchLater() {
+    QMetaObject::invokeMethod(
+        &notifier_, [this] { dispatch(); }, Qt::QueuedConnection);
+}
+
 } // namespace morvel

@@ -47,6 +47,8 @@ public:
     // Delivers what has arrived. Called by the run loop; also to be called after waiting for a
     // reply, since events may have come in with it.
     void dispatch();
+    // The same in a later turn of the main run loop, for where an event would come untimely.
+    void dispatchLater();
 
 private:
     struct Disconnect {

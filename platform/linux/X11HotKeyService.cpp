@@ -66,11 +66,11 @@ X11HotKeyService::registerHotKey(std::uint32_t keyCode, std::uint32_t modifiers,
         return eventInternalErr;
     Registration registration{keyCode, modifiers, identifier, std::nullopt};
     const HotKeyStatus status = grab(registration);
+    connection_.dispatchLater(); // what came in while the server's answers were awaited
     if (status != hotKeyNoErr)
         return status;
     const std::uint32_t number = nextNumber_++;
     registrations_.emplace(number, registration);
-    connection_.dispatch(); // what came in while the server's answers were awaited
     return HotKeyReference{number};
 }
 

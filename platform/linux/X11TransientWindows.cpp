@@ -45,6 +45,7 @@ public:
         select(XCB_INPUT_XI_EVENT_MASK_RAW_BUTTON_PRESS |
                XCB_INPUT_XI_EVENT_MASK_RAW_BUTTON_RELEASE);
         observation_ = connection_.observe([this](const auto& event) { handle(event); });
+        connection_.dispatchLater();
     }
     ~ButtonWatch() override {
         if (observation_ && connection_.alive())
@@ -88,6 +89,7 @@ bool X11TransientWindows::composites() const {
     const ReplyPtr<xcb_get_selection_owner_reply_t> owner(xcb_get_selection_owner_reply(
         connection_.handle(), xcb_get_selection_owner(connection_.handle(), compositorSelection_),
         nullptr));
+    connection_.dispatchLater();
     return owner && owner->owner != XCB_NONE;
 }
 
@@ -126,6 +128,10 @@ void X11TransientWindows::takeKeyboard(std::uint64_t window) {
     xcb_flush(connection_.handle());
 }
 
+bool X11TransientWindows::hasKeyboard(std::uint64_t window) const {
+    return connection_.alive() && keyboardOwner() == static_cast<xcb_window_t>(window);
+}
+
 void X11TransientWindows::returnKeyboard(std::uint64_t window) {
     const xcb_window_t previous = std::exchange(previousOwner_, XCB_NONE);
     if (previous == XCB_NONE || !connection_.alive() ||
@@ -145,6 +151,7 @@ X11TransientWindows::watchButtons(std::function<void(bool down)> changed) {
 xcb_window_t X11TransientWindows::keyboardOwner() const {
     const ReplyPtr<xcb_get_input_focus_reply_t> focus(xcb_get_input_focus_reply(
         connection_.handle(), xcb_get_input_focus(connection_.handle()), nullptr));
+    connection_.dispatchLater();
     return focus ? focus->focus : XCB_NONE;
 }
 
@@ -154,6 +161,7 @@ xcb_atom_t X11TransientWindows::atom(const std::string& name) const {
         xcb_intern_atom(connection_.handle(), 0, static_cast<std::uint16_t>(name.size()),
                         name.c_str()),
         nullptr));
+    connection_.dispatchLater();
     return reply ? reply->atom : XCB_NONE;
 }
 

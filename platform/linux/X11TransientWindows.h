@@ -25,6 +25,7 @@ public:
     bool places() const override { return connection_.alive(); }
     void setShadow(std::uint64_t window, Geometry geometry) override;
     void takeKeyboard(std::uint64_t window) override;
+    bool hasKeyboard(std::uint64_t window) const override;
     void returnKeyboard(std::uint64_t window) override;
     std::unique_ptr<PointerWatch> watchButtons(std::function<void(bool down)> changed) override;
 

@@ -33,8 +33,18 @@ public:
         graceTimer_.setInterval(graceMs);
         connect(&graceTimer_, &QTimer::timeout, this, [this] { enterTray(); });
         watch_.setChangeHandler([this] { trayChanged(); });
+        qGuiApp->installEventFilter(this);
     }
     ~TrayItem() override { watch_.setChangeHandler({}); }
+
+    // A desktop that turns light or dark takes its panel along.
+    bool eventFilter(QObject* watched, QEvent* event) override {
+        if (event->type() == QEvent::ApplicationPaletteChange && icon_) {
+            looksLeft_ = inkLooks;
+            inkTimer_.start();
+        }
+        return QObject::eventFilter(watched, event);
+    }
 
     bool hasButton() const override { return true; }
     bool isInBar() const override { return watch_.kind() != TrayKind::none; }

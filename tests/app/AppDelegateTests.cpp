@@ -73,10 +73,14 @@ protected:
         themes_.emplace(ThemeController::Services{catalog_, *engine, random, log});
         delegate_.emplace(AppDelegate::Services{activation_, *settings_, *permission_, window_,
                                                 catalog_, *themes_, *engine, *keyboard_, time, log,
-                                                [this] { return makeStatusItem(); }},
+                                                [this] { return makeStatusItem(); }, testModes_},
                           environment);
     }
     std::unique_ptr<StatusItemController> makeStatusItem() {
+        wasAccessoryBefore_ = activation_.isAccessory;
+        hadThemesFolderBefore_ = std::filesystem::is_directory(folder_.path() / "User" / "Themes");
+        hadThemeBefore_ = themes_->activeTheme() != nullptr;
+        wasMonitoringBefore_ = activation_.observerCount() > 0;
         return std::make_unique<StatusItemController>(StatusItemController::Services{
             bar_, *settings_, *engine, time, time, hotKeys_, log,
             [this] { return std::make_unique<test::SimulatedPopover>(popover_); }, [] {}, [] {}});
@@ -111,12 +115,20 @@ protected:
     std::optional<KeyboardEngine> keyboard_;
     std::optional<ThemeController> themes_;
     std::optional<AppDelegate> delegate_;
+    std::vector<AppDelegate::TestMode> testModes_;
+    // When the status item was made.
+    bool wasAccessoryBefore_ = false;
+    bool hadThemesFolderBefore_ = false;
+    bool hadThemeBefore_ = false;
+    bool wasMonitoringBefore_ = true;
 };
 
 TEST_F(AppDelegateTest, TheLaunchHappensInItsOrder) {
     launch();
-    EXPECT_TRUE(activation_.isAccessory);
-    EXPECT_TRUE(std::filesystem::is_directory(folder_.path() / "User" / "Themes"));
+    EXPECT_TRUE(wasAccessoryBefore_);
+    EXPECT_TRUE(hadThemesFolderBefore_);
+    EXPECT_TRUE(hadThemeBefore_);
+    EXPECT_FALSE(wasMonitoringBefore_);
     const auto found =
         places(log, {"Theme catalogue: 2 available", "Active theme is now 'mechanical'",
                      "Hotkey ⌃⌥⌘M registered", "Accessibility trust identity",
@@ -273,6 +285,34 @@ TEST_F(AppDelegateTest, TheDrawerTaskDoesNothingOnceTheItemIsGone) {
     delegate_->applicationWillTerminate();
     time.advance(2);
     EXPECT_EQ(popover_.openings, 0);
+}
+
+TEST_F(AppDelegateTest, WithoutATestSwitchOnlyTheDrawerSwitchIsAsked) {
+    int started = 0;
+    testModes_ = {{"MORVEL_A", [&](AppDelegate&) { ++started; }},
+                  {"MORVEL_B", [&](AppDelegate&) { ++started; }}};
+    variables_["MORVEL_A"] = "true";
+    variables_["MORVEL_OPEN_DRAWER"] = "1";
+    launch();
+    time.advance(1);
+    EXPECT_EQ(started, 0);
+    EXPECT_EQ(popover_.openings, 1);
+}
+
+TEST_F(AppDelegateTest, SeveralTestSwitchesStartInTheirOrderAtTheEndOfTheLaunch) {
+    std::string order;
+    const auto mode = [&](const std::string& name) {
+        return AppDelegate::TestMode{"MORVEL_" + name, [&order, name, this](AppDelegate& delegate) {
+                                         EXPECT_NE(delegate.statusItemController(), nullptr);
+                                         EXPECT_TRUE(tap_.installed());
+                                         order += name;
+                                     }};
+    };
+    testModes_ = {mode("A"), mode("B"), mode("C")};
+    variables_["MORVEL_C"] = "1";
+    variables_["MORVEL_A"] = "1";
+    launch();
+    EXPECT_EQ(order, "AC");
 }
 
 TEST_F(AppDelegateTest, TerminationGivesEverythingBackInItsOrder) {

@@ -32,6 +32,8 @@ using namespace std::chrono_literals;
 constexpr const char* portalName = "org.freedesktop.portal.Desktop";
 constexpr const char* portalPath = "/org/freedesktop/portal/desktop";
 
+constexpr std::uintmax_t wavHeader = 44; // bytes
+
 constexpr const char* fonts = R"(<?xml version="1.0"?>
 <!DOCTYPE fontconfig SYSTEM "fonts.dtd">
 <fontconfig>
@@ -68,25 +70,30 @@ private:
     const bool dark_;
 };
 
-// A plain window beneath all others.
+// One colour for the desktop's wall, known to the compositor as the desktops' programs for it do.
 class Background {
 public:
     Background(const std::string& display, QRgb color)
         : x_(display) {
-        const xcb_window_t window = xcb_generate_id(x_.handle());
-        const std::uint32_t values[] = {color & 0xffffff, 1};
-        xcb_create_window(x_.handle(), XCB_COPY_FROM_PARENT, window, x_.root(), 0, 0,
-                          x_.screen().width_in_pixels, x_.screen().height_in_pixels, 0,
-                          XCB_WINDOW_CLASS_INPUT_OUTPUT, x_.screen().root_visual,
-                          XCB_CW_BACK_PIXEL | XCB_CW_OVERRIDE_REDIRECT, values);
-        xcb_map_window(x_.handle(), window);
-        const std::uint32_t below = XCB_STACK_MODE_BELOW;
-        xcb_configure_window(x_.handle(), window, XCB_CONFIG_WINDOW_STACK_MODE, &below);
+        const xcb_pixmap_t pixmap = xcb_generate_id(x_.handle());
+        const auto width = x_.screen().width_in_pixels;
+        const auto height = x_.screen().height_in_pixels;
+        xcb_create_pixmap(x_.handle(), x_.screen().root_depth, pixmap, x_.root(), width, height);
+        const xcb_gcontext_t context = xcb_generate_id(x_.handle());
+        const std::uint32_t foreground = color & 0xffffff;
+        xcb_create_gc(x_.handle(), context, pixmap, XCB_GC_FOREGROUND, &foreground);
+        const xcb_rectangle_t all{0, 0, width, height};
+        xcb_poly_fill_rectangle(x_.handle(), pixmap, context, 1, &all);
+        xcb_change_window_attributes(x_.handle(), x_.root(), XCB_CW_BACK_PIXMAP, &pixmap);
+        for (const char* property : {"_XROOTPMAP_ID", "ESETROOT_PMAP_ID"})
+            xcb_change_property(x_.handle(), XCB_PROP_MODE_REPLACE, x_.root(), x_.atom(property),
+                                XCB_ATOM_PIXMAP, 32, 1, &pixmap);
+        xcb_clear_area(x_.handle(), 0, x_.root(), 0, 0, 0, 0);
         x_.settle();
     }
 
 private:
-    XClient x_;
+    XClient x_; // the pixmap lives as long as its client
 };
 
 class Studio {
@@ -103,9 +110,21 @@ public:
         , portal_(dark)
         , background_(desktop_.session.display(), dark ? qRgb(52, 62, 78) : qRgb(196, 210, 222)) {
         writeText(desktop_.session.home() + "/fonts.conf", fonts);
+        centreTheTray();
         QDBusConnection bus = desktop_.session.bus().connection();
         bus.registerVirtualObject(portalPath, &portal_);
         bus.registerService(portalName);
+    }
+
+    // So that the drawer has room on both sides.
+    void centreTheTray() {
+        const std::string file = desktop_.session.home() + "/.config/tint2/tint2rc";
+        std::string configuration = readText(file);
+        const std::string items = "panel_items = S";
+        configuration.replace(configuration.find(items), items.size(), "panel_items = FSF");
+        desktop_.session.stopPanel();
+        writeText(file, configuration);
+        desktop_.session.startPanel(Panel::tint2);
     }
 
     void takeAll() {
@@ -135,28 +154,30 @@ private:
     }
 
     Window window(const std::string& title) {
-        return required(desktop_.windows.await(titled(title)), "window " + title);
+        // The icon in the tray is a window that may be called so too.
+        return required(desktop_.windows.await([&](const Window& shown) {
+            return shown.title == title && shown.geometry.width() > 200 * density_;
+        }),
+                        "window " + title);
     }
     // On the screen, whatever the density.
     QRect place(const std::string& title, const std::string& name, int number = 0) {
         required(desktop_.controls.await(title, name), name);
-        const QRect shown = window(title).geometry;
-        QRect frame;
         for (const Control& control : desktop_.controls.controls(title)) {
-            if (control.role == "frame")
-                frame = control.place;
-            if (control.name != name || control.role == "frame" || number-- > 0)
+            if (control.role == "frame" || control.name != name || number-- > 0)
                 continue;
-            const double scale = static_cast<double>(shown.width()) / frame.width();
-            const QPoint corner = (control.place.topLeft() - frame.topLeft()) * scale;
-            return {shown.topLeft() + corner, control.place.size() * scale};
+            return {control.place.topLeft() * density_, control.place.size() * density_};
         }
         throw std::runtime_error("there is no " + name);
     }
     void click(const std::string& title, const std::string& name, int number = 0) {
         desktop_.pointer.click(place(title, name, number).center());
     }
-    void pointerAway() { desktop_.pointer.move({2, 2}); }
+    // Not in the same moment as a click, whose place the program is to see.
+    void pointerAway() {
+        rest(100ms);
+        desktop_.pointer.move({2, 2});
+    }
 
     // Once nothing moves any more.
     void take(const std::string& name, QRect area, int margin = 20) {
@@ -218,7 +239,8 @@ private:
         desktop_.pointer.press();
         take("drawer-button-pressed", place, 4);
         desktop_.pointer.release();
-        for (const int bubble : {0, 1, 2, 6, 7, 12, 18})
+        // The last ones first: one that is popped has another name.
+        for (const int bubble : {18, 12, 7, 6, 2, 1, 0})
             click(drawerTitle, "Bubble", bubble);
         pointerAway();
         take("drawer-popped", place, 4);
@@ -268,7 +290,10 @@ private:
         start({"--settings"});
         pointerAway();
         takeWindow("settings-top", settingsTitle);
-        writeText(broken / "manifest.json", "{");
+        // What opens, but holds no sound.
+        for (const auto& entry : std::filesystem::directory_iterator(broken))
+            if (entry.path().extension() == ".wav")
+                std::filesystem::resize_file(entry.path(), wavHeader);
         click(settingsTitle, "Fragile, Installed, by Morvel, All 32 categories");
         scrollDown();
         takeWindow("settings-error", settingsTitle);
@@ -284,8 +309,13 @@ private:
         pointerAway();
     }
     void emptyList() {
-        desktop_.install({});
+        desktop_.install({"default"});
         start({"--settings"});
+        window(settingsTitle);
+        std::filesystem::remove_all(desktop_.session.home() +
+                                    "/Applications/Morvel.app/share/Sounds/default");
+        click(settingsTitle, "Rescan");
+        required(desktop_.controls.await(settingsTitle, "No themes found."), "empty list");
         pointerAway();
         takeWindow("settings-empty", settingsTitle);
         end();

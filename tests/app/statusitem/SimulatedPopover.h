@@ -13,6 +13,7 @@ public:
         bool shown = false;
         bool asWindow = false;
         int openings = 0;
+        bool closing = false;
         int closeRequests = 0;
         int broughtToFront = 0;
         std::optional<QRect> anchor;
@@ -20,6 +21,7 @@ public:
 
         void finishClosing() {
             shown = false;
+            closing = false;
             didClose();
         }
     };
@@ -29,6 +31,8 @@ public:
 
     bool isShown() const override { return state_.shown; }
     void show(const std::optional<QRect>& anchor) override {
+        if (state_.shown && !std::exchange(state_.closing, false))
+            return;
         open(false);
         state_.anchor = anchor;
     }
@@ -38,7 +42,10 @@ public:
         else
             open(true);
     }
-    void close() override { ++state_.closeRequests; }
+    void close() override {
+        ++state_.closeRequests;
+        state_.closing = true;
+    }
     void setDidClose(std::function<void()> didClose) override {
         state_.didClose = std::move(didClose);
     }

@@ -314,6 +314,16 @@ TEST_F(StatusItemControllerTest, ASecondStartOpensTheDrawerUnderTheItemWhenThere
     EXPECT_EQ(popover_.openings, 1);
 }
 
+TEST_F(StatusItemControllerTest, ASecondStartWhileTheDrawerClosesOpensItAgain) {
+    StatusItemController& controller = start();
+    controller.togglePopover();
+    controller.togglePopover();
+    EXPECT_TRUE(popover_.closing);
+    controller.openDrawer();
+    EXPECT_FALSE(popover_.closing);
+    EXPECT_EQ(popover_.openings, 2);
+}
+
 TEST_F(StatusItemControllerTest, ATrayThatAppearsGetsTheStateOfTheMoment) {
     bar_.inBar = false;
     start();
