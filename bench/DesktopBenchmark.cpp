@@ -1,21 +1,16 @@
-// The program on a private desktop: from its start to the tap and the sound being ready, from the
-// first click on its icon to the drawer, and from a key press to the first sample at the sink's
-// monitor. Budgets: 200 ms; 150 ms; 3.5 ms at the median and 5 ms at the 95th percentile.
+// The program on a private desktop: from its start to the tap and the sound being ready, and from a
+// key press to the first sample at the sink's monitor. Budgets: 200 ms; 3.5 ms at the median and
+// 5 ms at the 95th percentile.
 
 #include "bench/DesktopFixture.h"
 #include "bench/SoundStreams.h"
 #include "platform/linux/SystemRandom.h"
 #include "platform/simulated/SimulatedLog.h"
-#include "tests/support/DesktopSession.h"
-#include "tests/support/Pointer.h"
 #include "tests/support/ProcessMemory.h"
-#include "tests/support/TrayIcon.h"
-#include "tests/support/WindowFinder.h"
 #include "tools/audition/Audition.h"
 
 #include <benchmark/benchmark.h>
 
-#include <QCoreApplication>
 #include <chrono>
 
 namespace morvel {
@@ -43,40 +38,6 @@ void StartToTapAndSound(benchmark::State& state) {
     state.SetLabel("budget: 200 ms");
 }
 BENCHMARK(StartToTapAndSound)->UseManualTime()->Unit(benchmark::kMillisecond)->Iterations(10);
-
-// The desktop's bus needs an application.
-struct Application {
-    int count = 1;
-    char name[6] = "bench";
-    char* arguments[2] = {name, nullptr};
-    QCoreApplication application{count, arguments};
-};
-
-// From the click on the tray's icon; loading the module of windows is part of it.
-void FirstOpeningOfDrawer(benchmark::State& state) {
-    const Application application;
-    test::DesktopSession session({.panel = test::Panel::tint2, .sound = true});
-    test::TrayIcon icon(session);
-    test::Pointer pointer(session.display());
-    test::WindowFinder windows(session.display());
-    const QRect panel = session.panelArea();
-    for (auto _ : state) {
-        test::MorvelProcess morvel(session.home(), session.environment());
-        const QRect place = morvel.awaitLine("Audio output") ? icon.await() : QRect();
-        const auto start = Time::now();
-        pointer.click(place.center());
-        const auto drawer = windows.await([&](const test::Window& window) {
-            return window.pid == morvel.process().pid() && !panel.contains(window.geometry);
-        });
-        if (place.isEmpty() || !drawer) {
-            state.SkipWithError("no drawer opened");
-            break;
-        }
-        state.SetIterationTime(millisecondsSince(start) / 1000);
-    }
-    state.SetLabel("budget: 150 ms");
-}
-BENCHMARK(FirstOpeningOfDrawer)->UseManualTime()->Unit(benchmark::kMillisecond)->Iterations(5);
 
 void KeyPressToSound(benchmark::State& state) {
     bench::Desktop desktop;

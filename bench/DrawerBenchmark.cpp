@@ -59,11 +59,12 @@ double percentile(std::vector<double> values, double share) {
                                 std::lround(share * static_cast<double>(values.size() - 1)))];
 }
 
+// Loading the module of windows is part of it.
 void FirstDrawerOpening(benchmark::State& state) {
     const Application application;
     std::vector<double> all;
     for (auto _ : state) {
-        test::MorvelDesktop desktop({});
+        test::MorvelDesktop desktop({.sound = true});
         const bool ready = desktop.start();
         const QRect icon = desktop.icon.await();
         desktop.settledIcon();
@@ -83,7 +84,7 @@ BENCHMARK(FirstDrawerOpening)->UseManualTime()->Unit(benchmark::kMillisecond)->I
 
 void LaterDrawerOpening(benchmark::State& state) {
     const Application application;
-    test::MorvelDesktop desktop({});
+    test::MorvelDesktop desktop({.sound = true});
     const bool ready = desktop.start();
     const QRect icon = desktop.icon.await();
     desktop.settledIcon();
