@@ -92,7 +92,9 @@ void QuickPopover::show(const std::optional<QRect>& anchor) {
     windows_.setShadow(window_->winId(),
                        {qRound(window_->width() * scale), qRound(window_->height() * scale),
                         qRound(margin * scale)});
+    buttonDown_ = false;
     pressedElsewhere_ = false;
+    pressedInside_.invalidate();
     watch_ = windows_.watchButtons([this](bool down) { buttonChanged(down); });
     present();
 }
@@ -230,13 +232,21 @@ void QuickPopover::setProgress(qreal progress) {
 }
 
 void QuickPopover::buttonChanged(bool down) {
+    buttonDown_ = down;
     if (!down) {
         pressedElsewhere_ = false;
         finishClosing();
-    } else if (!sheet().contains(QCursor::pos())) {
-        pressedElsewhere_ = true;
-        close();
+        return;
     }
+    if (sheet().contains(QCursor::pos()))
+        return;
+    // The pointer may have left since: a press inside comes to the window, sooner or later.
+    QTimer::singleShot(insideNewsMs, this, [this] {
+        if (pressedInside_.isValid() && pressedInside_.elapsed() < 3 * insideNewsMs)
+            return;
+        pressedElsewhere_ = buttonDown_;
+        close();
+    });
 }
 
 // A window manager that is still busy with the click, or with a window that has just gone, may hand
@@ -278,6 +288,8 @@ bool QuickPopover::eventFilter(QObject* watched, QEvent* event) {
         exposed();
     else if (event->type() == QEvent::FocusOut)
         keyboardLost();
+    else if (event->type() == QEvent::MouseButtonPress)
+        pressedInside_.start();
     else if (event->type() == QEvent::Close) {
         close();
         event->ignore(); // it hides when it has closed

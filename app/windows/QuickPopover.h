@@ -6,6 +6,7 @@
 #include "app/windows/Popover.h"
 #include "platform/TransientWindows.h"
 
+#include <QElapsedTimer>
 #include <QObject>
 #include <QVariantAnimation>
 #include <memory>
@@ -19,6 +20,7 @@ class QuickPopover : public QObject, public Popover {
 public:
     static constexpr int openingMs = 140;
     static constexpr int closingMs = 120;
+    static constexpr int insideNewsMs = 30;    // that the window's own press may be late
     static constexpr int shortcutHeldMs = 100; // between looks at who has the keyboard
 
     // `engine` and `windows` must outlive the popover. `title` is that of the normal window.
@@ -67,6 +69,8 @@ private:
     Style style_ = Style::normalWindow;
     State state_ = State::closed;
     bool awaitsExposure_ = false;
+    bool buttonDown_ = false;
+    QElapsedTimer pressedInside_;   // since the last press that the window was sent
     bool pressedElsewhere_ = false; // and the button is still down
     qreal progress_ = 0;            // of the opening, 0 to 1
     QPoint position_;               // of the window when it is open

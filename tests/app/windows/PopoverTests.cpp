@@ -201,6 +201,18 @@ TEST_F(PopoverTest, AClickInsideIsTheContents) {
     awaitOpen(std::chrono::milliseconds(300));
 }
 
+TEST_F(PopoverTest, APressInsideThatLeavesAtOnceIsTheContents) {
+    make();
+    open();
+    pointer_.move(600, 200);
+    pointer_.press();
+    pointer_.move(50, 700);
+    pointer_.release();
+    awaitOpen(std::chrono::milliseconds(400));
+    pointer_.click(50, 700);
+    ASSERT_TRUE(closes());
+}
+
 TEST_F(PopoverTest, TheWheelOutsideDoesNotCloseIt) {
     OtherWindow other({50, 500, 200, 200});
     make();
