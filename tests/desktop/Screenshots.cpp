@@ -2,6 +2,7 @@
 // screenshots FOLDER. Light and dark, at single and at double density.
 
 #include "tests/desktop/UserDesktop.h"
+#include "tests/support/ChildProcess.h"
 #include "tests/support/MainLoop.h"
 #include "tests/support/Screenshot.h"
 #include "tests/support/TrayIcon.h"
@@ -279,6 +280,12 @@ private:
         pointerAway();
         takeWindow("permission-needed", permissionTitle);
         end();
+        std::vector<std::string> environment = desktop_.session.environment();
+        environment.push_back("FONTCONFIG_FILE=" + desktop_.session.home() + "/fonts.conf");
+        const ChildProcess granted({{GRANTED_PERMISSION}, environment, "/dev/null", {}});
+        window(permissionTitle);
+        rest(); // it asks for light or dark meanwhile
+        takeWindow("permission-granted", permissionTitle);
     }
 
     void settings() {
