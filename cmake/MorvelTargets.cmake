@@ -49,7 +49,8 @@ function(morvel_test name)
     endif()
     # The program and its module of windows hold the same code; of different sizes it is not the same.
     if(MORVEL_SANITIZERS MATCHES "address")
-        list(APPEND ARG_ENVIRONMENT "ASAN_OPTIONS=detect_odr_violation=1")
+        list(APPEND ARG_ENVIRONMENT "ASAN_OPTIONS=detect_odr_violation=1"
+            "LSAN_OPTIONS=print_suppressions=0:suppressions=${CMAKE_SOURCE_DIR}/tests/lsan-suppressions.txt")
     endif()
     if(ARG_ENVIRONMENT)
         list(APPEND properties ENVIRONMENT "${ARG_ENVIRONMENT}")

@@ -9,15 +9,11 @@ namespace fs = std::filesystem;
 UserDesktop::UserDesktop(const DesktopSession::Setup& setup)
     : session(setup) {
     fs::create_directories(session.home() + "/tmp");
-    // Qt keeps what it asks assistive technology's bus.
-    writeText(session.home() + "/leaks.log", "leak:libQt6DBus\n");
 }
 
 std::vector<std::string> UserDesktop::environment(const std::vector<std::string>& more) const {
     std::vector<std::string> result = more;
     result.push_back("TMPDIR=" + session.home() + "/tmp");
-    result.push_back("LSAN_OPTIONS=print_suppressions=0:suppressions=" + session.home() +
-                     "/leaks.log");
     const auto usual = session.environment();
     result.insert(result.end(), usual.begin(), usual.end());
     return result;
