@@ -31,12 +31,14 @@ endfunction()
 # morvel_test(<name> LABEL unit|audio|desktop SOURCES ... DEPENDS ... [ENVIRONMENT ...] [TIMEOUT s])
 # A GoogleTest program whose every case is one ctest test. Cases of a program that needs a server
 # run one after another under a resource lock named by LABEL.
+add_custom_target(morvel_tests)
 function(morvel_test name)
     cmake_parse_arguments(ARG "" "LABEL;TIMEOUT" "SOURCES;DEPENDS;ENVIRONMENT" ${ARGN})
     if(NOT ARG_TIMEOUT)
         set(ARG_TIMEOUT 120)
     endif()
     add_executable(${name} ${ARG_SOURCES})
+    add_dependencies(morvel_tests ${name})
     target_link_libraries(${name} PRIVATE morvel_options ${ARG_DEPENDS} GTest::gmock GTest::gtest
         GTest::gtest_main)
     set(properties LABELS "${ARG_LABEL}" TIMEOUT ${ARG_TIMEOUT})
