@@ -51,8 +51,8 @@ LateWindows::LateWindows(Make make)
 LateWindows::~LateWindows() = default;
 
 ApplicationWindows* LateWindows::windows() {
-    if (!windows_)
-        windows_ = make_();
+    if (make_)
+        windows_ = std::exchange(make_, nullptr)();
     return windows_.get();
 }
 
