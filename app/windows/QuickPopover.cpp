@@ -242,7 +242,7 @@ void QuickPopover::buttonChanged(bool down) {
         return;
     // The pointer may have left since: a press inside comes to the window, sooner or later.
     QTimer::singleShot(insideNewsMs, this, [this] {
-        if (pressedInside_.isValid() && pressedInside_.elapsed() < 3 * insideNewsMs)
+        if (pressedInside_.isValid() && pressedInside_.elapsed() < insideMs)
             return;
         pressedElsewhere_ = buttonDown_;
         close();

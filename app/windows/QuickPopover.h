@@ -21,6 +21,7 @@ public:
     static constexpr int openingMs = 140;
     static constexpr int closingMs = 120;
     static constexpr int insideNewsMs = 30;    // that the window's own press may be late
+    static constexpr qint64 insideMs = 90;     // that a press inside is the one just seen
     static constexpr int shortcutHeldMs = 100; // between looks at who has the keyboard
 
     // `engine` and `windows` must outlive the popover. `title` is that of the normal window.

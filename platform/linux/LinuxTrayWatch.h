@@ -13,7 +13,7 @@ class QDBusPendingCallWatcher;
 
 namespace morvel {
 
-class LinuxTrayWatch : public QObject, public TrayWatch {
+class LinuxTrayWatch final : public QObject, public TrayWatch {
     Q_OBJECT
 
 public:

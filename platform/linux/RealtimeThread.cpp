@@ -9,8 +9,8 @@
 #include <QVariant>
 #include <algorithm>
 #include <cerrno>
-#include <cstring>
 #include <ctime>
+#include <system_error>
 
 namespace morvel {
 
@@ -68,11 +68,11 @@ std::optional<std::string> makeRealtime(pthread_t thread) {
     if (sched_setscheduler(*number, SCHED_RR | SCHED_RESET_ON_FORK, &parameters) == 0)
         return std::nullopt;
     if (errno != EPERM)
-        return fmt::format("sched_setscheduler: {}", std::strerror(errno));
+        return fmt::format("sched_setscheduler: {}", std::generic_category().message(errno));
     return askRealtimeKit(*number, QDBusConnection::systemBus());
 }
 
-std::optional<std::string> makeRealtimeByService(pthread_t thread, QDBusConnection bus) {
+std::optional<std::string> makeRealtimeByService(pthread_t thread, const QDBusConnection& bus) {
     const auto number = kernelThread(thread);
     if (!number)
         return "the thread has ended";

@@ -17,6 +17,6 @@ namespace morvel {
 std::optional<std::string> makeRealtime(pthread_t thread);
 
 // The same by the service alone, on the given bus.
-std::optional<std::string> makeRealtimeByService(pthread_t thread, QDBusConnection bus);
+std::optional<std::string> makeRealtimeByService(pthread_t thread, const QDBusConnection& bus);
 
 } // namespace morvel
