@@ -99,7 +99,10 @@ fs::path folderOf(const fs::path& file) {
 }
 
 std::string temporaryPrefix(const fs::path& target) {
-    return "." + target.filename().string() + ".";
+    std::string prefix(1, '.');
+    prefix += target.filename().string();
+    prefix += '.';
+    return prefix;
 }
 
 bool isLocked(int descriptor) {
