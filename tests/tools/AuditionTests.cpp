@@ -37,6 +37,12 @@ TEST(DropOuts, AHoleInASoundIsFoundWhereItBegins) {
     EXPECT_THAT(dropOuts(recording), ElementsAre(1500, 2800));
 }
 
+TEST(DropOuts, ASoundThatIsCutShortByItsOwnEndHasNone) {
+    std::vector<float> recording = recordedSound();
+    silence(recording, 3000, 7000);
+    EXPECT_THAT(dropOuts(recording), IsEmpty());
+}
+
 TEST(DropOuts, AFewSamplesThatAreZeroByThemselvesAreNone) {
     std::vector<float> recording = recordedSound();
     silence(recording, 1500, 8);

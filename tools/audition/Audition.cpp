@@ -80,8 +80,9 @@ Comparison compare(const std::vector<MadeStroke>& strokes, const std::vector<Hea
 }
 
 std::vector<std::size_t> dropOuts(std::span<const float> interleaved) {
-    constexpr std::size_t shortest = 16; // frames; below it the samples may be zero by themselves
-    constexpr float sounding = 0.004F;   // a sound that ends by itself is below this at its end
+    constexpr std::size_t shortest = 16;  // frames; below it the samples may be zero by themselves
+    constexpr std::size_t longest = 2205; // frames, 50 ms
+    constexpr float sounding = 0.004F;    // a sound that ends by itself is below this at its end
     std::vector<std::size_t> holes;
     const std::size_t frames = interleaved.size() / 2;
     const auto level = [&](std::size_t frame) {
@@ -93,7 +94,9 @@ std::vector<std::size_t> dropOuts(std::span<const float> interleaved) {
         std::size_t end = begin;
         while (end < frames && !(level(end) > 0))
             ++end;
-        if (end - begin >= shortest)
+        // A sound that is cut short by its own end does not go on.
+        if (end - begin >= shortest && end - begin <= longest && end < frames &&
+            level(end) >= sounding)
             holes.push_back(begin);
         begin = end;
     }
