@@ -65,7 +65,13 @@ protected:
     QPoint at(const QPoint& place) const { return corner + place; }
     void click(const QPoint& place) {
         desktop.pointer.click(at(place));
-        std::this_thread::sleep_for(apart);
+        pass(apart);
+    }
+    // Waits for so much more sound to be recorded, where a recording is made.
+    void pass(std::chrono::milliseconds time) const {
+        if (recorder_ != nullptr)
+            recorder_->await(recorder_->frameLength() +
+                             static_cast<std::size_t>(time.count()) * second / 1000);
     }
 
     // What is to be heard while `gesture` is made. The sound server of a busy machine may drop out,
@@ -74,8 +80,10 @@ protected:
     MonitorRecording record(const std::function<void()>& gesture) {
         for (int take = 0;; ++take) {
             MonitorRecorder recorder(PulseServer::monitor, desktop.session.sound().address());
+            recorder_ = &recorder;
             gesture();
-            recorder.await(recorder.frameLength() + second / 2);
+            pass(500ms);
+            recorder_ = nullptr;
             MonitorRecording recording = recorder.finish();
             if (take == 3 || audition::dropOuts(recording.interleaved).empty())
                 return recording;
@@ -90,6 +98,9 @@ protected:
 
     MorvelDesktop desktop{{.sound = true}};
     QPoint corner;
+
+private:
+    MonitorRecorder* recorder_ = nullptr; // during a recording
 };
 
 TEST_F(DrawerDesktopTest, TheSwitchSoundsOnAndOff) {
@@ -107,7 +118,7 @@ TEST_F(DrawerDesktopTest, TwoQuickTapsOnTheSwitchSoundTwice) {
     ASSERT_NO_FATAL_FAILURE(open());
     const auto heard = hear([&] {
         desktop.pointer.click(at(DrawerPlaces::toggleSwitch));
-        std::this_thread::sleep_for(50ms);
+        pass(50ms);
         desktop.pointer.click(at(DrawerPlaces::toggleSwitch));
     });
     EXPECT_THAT(categoriesOf(heard),
@@ -131,7 +142,7 @@ TEST_F(DrawerDesktopTest, ABubbleTappedTwicePopsOnceAndAnEmptyGridIsNotReset) {
     const auto heard = hear([&] {
         click(DrawerPlaces::reset);
         desktop.pointer.doubleClick(at(DrawerPlaces::bubble(7)));
-        std::this_thread::sleep_for(apart);
+        pass(apart);
         click(DrawerPlaces::bubble(7));
         click(DrawerPlaces::reset);
         click(DrawerPlaces::reset);
@@ -144,7 +155,7 @@ TEST_F(DrawerDesktopTest, TwentyBubblesPopTwentyTimesAndStayPoppedUntilReset) {
     auto heard = hear([&] {
         for (int bubble = 0; bubble < 20; ++bubble)
             click(DrawerPlaces::bubble(bubble));
-        std::this_thread::sleep_for(500ms);
+        pass(500ms);
         desktop.save("drawer-popped");
         click(DrawerPlaces::reset);
     });
@@ -165,7 +176,7 @@ TEST_F(DrawerDesktopTest, TheDialTurnedOneDetentAtATimeSoundsOnceEach) {
         desktop.pointer.press();
         for (int detent = 1; detent <= 8; ++detent) {
             desktop.pointer.move(at(DrawerPlaces::onDial(-90 + 15 * detent + 3)));
-            std::this_thread::sleep_for(apart);
+            pass(apart);
         }
         desktop.pointer.release();
     });
@@ -338,7 +349,7 @@ TEST_F(DialDesktopTest, ItTicksOncePerDetentAndWhirsWhileItIsTurned) {
     const MonitorRecording onwards = record([&] {
         turn(-90, 361);
         desktop.save("drawer-dial");
-        std::this_thread::sleep_for(200ms);
+        pass(200ms);
         turn(-89, -360);
     });
     EXPECT_NEAR(ticksIn(onwards), 48, 0.4);
