@@ -49,5 +49,16 @@ TEST(DropOuts, AFewSamplesThatAreZeroByThemselvesAreNone) {
     EXPECT_THAT(dropOuts(recording), IsEmpty());
 }
 
+TEST(MonitorRecording, FramesOfABlockSoundedOneAfterTheOtherUpToItsArrival) {
+    MonitorRecording recording;
+    recording.interleaved.resize(std::size_t{2} * 882);
+    recording.arrivals = {{441, 20'000'000}, {882, 30'000'000}};
+    EXPECT_NEAR(static_cast<double>(recording.hostNanos(0)), 10.0e6, 50e3);
+    EXPECT_EQ(recording.hostNanos(440), 20'000'000U);
+    EXPECT_NEAR(static_cast<double>(recording.hostNanos(441)), 20.0e6, 50e3);
+    EXPECT_EQ(recording.hostNanos(881), 30'000'000U);
+    EXPECT_EQ(recording.hostNanos(882), 0U) << "not recorded";
+}
+
 } // namespace
 } // namespace morvel::audition

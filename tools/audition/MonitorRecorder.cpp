@@ -15,7 +15,10 @@ namespace {
 
 constexpr std::uint32_t sampleRate = 44100;
 constexpr std::size_t frameBytes = 2 * sizeof(float);
-constexpr std::uint32_t fragmentFrames = 32;
+// A monitor that is read in small pieces makes the sink itself work in pieces as small, and drop
+// out; what came how late within a piece is known without.
+constexpr std::uint32_t fragmentFrames = 256;
+constexpr double nanosPerFrame = 1e9 / sampleRate;
 
 std::uint64_t now() {
     return static_cast<std::uint64_t>(std::chrono::duration_cast<std::chrono::nanoseconds>(
@@ -29,7 +32,10 @@ std::uint64_t MonitorRecording::hostNanos(std::size_t frame) const {
     const auto block = std::upper_bound(
         arrivals.begin(), arrivals.end(), frame,
         [](std::size_t wanted, const Arrival& arrival) { return wanted < arrival.endFrame; });
-    return block == arrivals.end() ? 0 : block->hostNanos;
+    if (block == arrivals.end())
+        return 0;
+    const auto ahead = static_cast<double>(block->endFrame - 1 - frame) * nanosPerFrame;
+    return block->hostNanos - static_cast<std::uint64_t>(ahead);
 }
 
 namespace {

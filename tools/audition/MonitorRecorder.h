@@ -11,7 +11,7 @@ namespace morvel::audition {
 
 struct MonitorRecording {
     std::vector<float> interleaved; // stereo at 44,100 Hz
-    // When the block that ends at each frame had arrived: an upper bound of when it sounded.
+    // When the block that ends at each frame had arrived: by then its last frame had sounded.
     struct Arrival {
         std::size_t endFrame;
         std::uint64_t hostNanos;
@@ -20,7 +20,8 @@ struct MonitorRecording {
 
     std::size_t frameLength() const { return interleaved.size() / 2; }
 
-    // The host clock (nanoseconds) by which `frame` had sounded.
+    // The host clock (nanoseconds) by which `frame` had sounded: the frames of a block sound one
+    // after the other, up to its arrival.
     std::uint64_t hostNanos(std::size_t frame) const;
 };
 
