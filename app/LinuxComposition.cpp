@@ -25,6 +25,7 @@
 #include "platform/qt/QtApplicationActivation.h"
 #include "platform/qt/QtScheduler.h"
 #include "platform/qt/QtStatusBar.h"
+#include "selftest/SelfTests.h"
 #include "views/Symbols.h"
 
 #include <fmt/format.h>
@@ -119,9 +120,10 @@ struct DisplayServer {
 } // namespace
 
 struct Composition::Objects {
-    Objects(const Environment& environment, Log& systemLog, std::function<void()> endLoop,
+    Objects(const Environment& variables, Log& systemLog, std::function<void()> endLoop,
             std::function<void()> endProcess)
         : log(systemLog)
+        , environment(variables)
         , quit(std::move(endLoop))
         , places(environment)
         , audioTrace(isOn(environment, "MORVEL_AUDIO_TRACE"))
@@ -157,7 +159,8 @@ struct Composition::Objects {
                 keyboard,
                 scheduler,
                 log,
-                [this] { return makeStatusItem(); }};
+                [this] { return makeStatusItem(); },
+                selfTests.modes()};
     }
 
     std::unique_ptr<StatusItemController> makeStatusItem() {
@@ -181,6 +184,7 @@ struct Composition::Objects {
     void returnFreeMemorySoon() { scheduler.async(returnFreeMemory); }
 
     Log& log;
+    const Environment environment;
     const std::function<void()> quit;
     const Places places;
     const bool audioTrace;
@@ -208,6 +212,7 @@ struct Composition::Objects {
     GlobalHotKeyRegistry hotKeys{*server.hotKeys, scheduler, log};
     LinuxTrayWatch trayWatch;
     QtStatusBar statusBar{trayWatch, symbolIcon};
+    SelfTests selfTests{{scheduler, log, environment}};
     AppDelegate delegate;
 };
 
