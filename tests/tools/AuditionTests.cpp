@@ -60,5 +60,38 @@ TEST(MonitorRecording, FramesOfABlockSoundedOneAfterTheOtherUpToItsArrival) {
     EXPECT_EQ(recording.hostNanos(882), 0U) << "not recorded";
 }
 
+TEST(MonitorRecording, ALaterOneIsAddedWithTheTimesOfItsFrames) {
+    MonitorRecording first;
+    first.interleaved.assign(std::size_t{2} * 441, 0.25F);
+    first.arrivals = {{441, 20'000'000}};
+    MonitorRecording second;
+    second.interleaved.assign(std::size_t{2} * 100, 0.5F);
+    second.arrivals = {{100, 90'000'000}};
+    first.append(second);
+    EXPECT_EQ(first.frameLength(), 541U);
+    EXPECT_EQ(first.interleaved[882], 0.5F);
+    EXPECT_EQ(first.hostNanos(440), 20'000'000U);
+    EXPECT_EQ(first.hostNanos(540), 90'000'000U);
+}
+
+TEST(TypingScript, ItsSectionsAreTheWholeAndEndWithNoKeyDown) {
+    const auto script = typingScript("Morvel, ⌃c and some more words to type,\nin a row.");
+    const auto parts = sections(script, 1);
+    EXPECT_GT(parts.size(), 2U);
+    std::size_t strokes = 0;
+    for (const auto& part : parts) {
+        int down = 0;
+        for (const KeyStroke& stroke : part)
+            down += stroke.pressed ? 1 : -1;
+        EXPECT_EQ(down, 0);
+        EXPECT_EQ(part.front().keysym, script[strokes].keysym);
+        strokes += part.size();
+        if (strokes < script.size()) {
+            EXPECT_GE(part.back().at - part.front().at, 1);
+        }
+    }
+    EXPECT_EQ(strokes, script.size());
+}
+
 } // namespace
 } // namespace morvel::audition

@@ -20,7 +20,8 @@ std::vector<MadeStroke> perform(KeyInjector& keys, const std::vector<KeyStroke>&
     Time::time_point earliest = start;
     for (const KeyStroke& stroke : script) {
         // A busy machine may make one stroke late; the next one keeps its distance all the same.
-        std::this_thread::sleep_until(std::max(earliest, start + seconds(stroke.at)));
+        std::this_thread::sleep_until(
+            std::max(earliest, start + seconds(stroke.at - script.front().at)));
         const std::uint64_t at =
             stroke.pressed ? keys.press(stroke.keysym) : keys.release(stroke.keysym);
         made.push_back({stroke, at});

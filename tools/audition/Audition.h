@@ -20,7 +20,7 @@ struct MadeStroke {
     std::uint64_t hostNanos; // just before the key moved
 };
 
-// Types the script at its own pace, on the calling thread.
+// Types the script at its own pace, beginning at once, on the calling thread.
 std::vector<MadeStroke> perform(KeyInjector& keys, const std::vector<KeyStroke>& script);
 
 struct Comparison {

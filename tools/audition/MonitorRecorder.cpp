@@ -38,6 +38,13 @@ std::uint64_t MonitorRecording::hostNanos(std::size_t frame) const {
     return block->hostNanos - static_cast<std::uint64_t>(ahead);
 }
 
+void MonitorRecording::append(const MonitorRecording& later) {
+    const std::size_t offset = frameLength();
+    interleaved.insert(interleaved.end(), later.interleaved.begin(), later.interleaved.end());
+    for (const Arrival& arrival : later.arrivals)
+        arrivals.push_back({offset + arrival.endFrame, arrival.hostNanos});
+}
+
 namespace {
 
 class Lock {

@@ -23,6 +23,9 @@ struct MonitorRecording {
     // The host clock (nanoseconds) by which `frame` had sounded: the frames of a block sound one
     // after the other, up to its arrival.
     std::uint64_t hostNanos(std::size_t frame) const;
+
+    // Adds a later recording.
+    void append(const MonitorRecording& later);
 };
 
 class MonitorRecorder {

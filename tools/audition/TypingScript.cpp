@@ -7,6 +7,7 @@
 #include <cstdint>
 #include <map>
 #include <string>
+#include <utility>
 
 namespace morvel::audition {
 
@@ -140,6 +141,21 @@ std::vector<KeyStroke> typingScript(std::string_view text, double closest) {
     Typist typist;
     typist.type(text);
     return typist.finish(closest);
+}
+
+std::vector<std::vector<KeyStroke>> sections(const std::vector<KeyStroke>& script, double seconds) {
+    std::vector<std::vector<KeyStroke>> result;
+    std::vector<KeyStroke> section;
+    int down = 0;
+    for (const KeyStroke& stroke : script) {
+        section.push_back(stroke);
+        down += stroke.pressed ? 1 : -1;
+        if (down == 0 && stroke.at - section.front().at >= seconds)
+            result.push_back(std::exchange(section, {}));
+    }
+    if (!section.empty())
+        result.push_back(std::move(section));
+    return result;
 }
 
 } // namespace morvel::audition

@@ -44,13 +44,13 @@ struct Take {
     MonitorRecording recording;
 };
 
-// Types and records. A take in which the sound server dropped out is taken again, a few times.
-Take take(const std::vector<KeyStroke>& script) {
-    constexpr int most = 4;
-    KeyInjector keys;
+// Types a section and records it. A take in which the sound server dropped out is taken again, a
+// few times.
+Take take(KeyInjector& keys, const std::vector<KeyStroke>& section) {
+    constexpr int most = 6;
     for (int count = 1;; ++count) {
         MonitorRecorder recorder;
-        Take result{perform(keys, script), {}};
+        Take result{perform(keys, section), {}};
         // The last sound rings out.
         recorder.await(recorder.frameLength() + 30000);
         result.recording = recorder.finish();
@@ -60,6 +60,19 @@ Take take(const std::vector<KeyStroke>& script) {
         std::cerr << fmt::format("audition: the sound server dropped out {} times; once more\n",
                                  holes);
     }
+}
+
+// In short sections, of which only the spoilt ones are taken again.
+Take takeAll(const std::vector<KeyStroke>& script) {
+    constexpr double seconds = 4;
+    KeyInjector keys;
+    Take whole;
+    for (const auto& section : sections(script, seconds)) {
+        const auto [strokes, recording] = take(keys, section);
+        whole.strokes.insert(whole.strokes.end(), strokes.begin(), strokes.end());
+        whole.recording.append(recording);
+    }
+    return whole;
 }
 
 int runAudition(const std::string& text, const std::string& themesFolder,
@@ -72,7 +85,7 @@ int runAudition(const std::string& text, const std::string& themesFolder,
         std::cerr << "audition: " << theme.error().description() << '\n';
         return 2;
     }
-    const auto [strokes, recording] = take(typingScript(text));
+    const auto [strokes, recording] = takeAll(typingScript(text));
 
     auto file = AudioFileWriter::create(wav, AudioFileWriter::Encoding::pcm24);
     if (!file || file->writeInterleaved(recording.interleaved) || file->close()) {
