@@ -85,7 +85,7 @@ protected:
             pass(500ms);
             recorder_ = nullptr;
             MonitorRecording recording = recorder.finish();
-            if (take == 3 || audition::dropOuts(recording.interleaved).empty())
+            if (take == 5 || audition::dropOuts(recording.interleaved).empty())
                 return recording;
         }
     }

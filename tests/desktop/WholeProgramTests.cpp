@@ -57,11 +57,6 @@ std::vector<SoundCategory> groupCategories() {
     return result;
 }
 
-// A recording goes on until what was typed has rung out.
-void awaitFrames(const audition::MonitorRecorder& recorder, std::size_t more) {
-    recorder.await(recorder.frameLength() + more);
-}
-
 TEST_F(WholeProgramTest, EveryPressAndReleaseTypedSoundsOnceAndAsItsOwnKindOfKey) {
     sound.start();
     test::MorvelProcess morvel(home("user"), environment());
@@ -75,19 +70,10 @@ TEST_F(WholeProgramTest, EveryPressAndReleaseTypedSoundsOnceAndAsItsOwnKindOfKey
     const auto script =
         audition::typingScript("Type, Return\n\tthen delete\b\b and ⌃c ⌥x ⌘v ⎋ ⇪so⇪ on");
 
-    // The sound server of a busy machine may drop out in the middle of a sound, which spoils the
-    // recording and says nothing of Morvel: such a take is taken again.
-    audition::Comparison comparison;
-    for (int take = 0; take < 4; ++take) {
-        audition::MonitorRecorder recorder("speaker.monitor", sound.address());
-        const auto strokes = audition::perform(keys, script);
-        awaitFrames(recorder, 30000);
-        const audition::MonitorRecording recording = recorder.finish();
-        if (take < 3 && !audition::dropOuts(recording.interleaved).empty())
-            continue;
-        comparison = audition::compare(strokes, matcher.listen(recording.interleaved), recording);
-        break;
-    }
+    const auto [strokes, recording] =
+        audition::takeTyping(keys, script, "speaker.monitor", sound.address());
+    const auto comparison =
+        audition::compare(strokes, matcher.listen(recording.interleaved), recording);
     EXPECT_THAT(comparison.complaints, testing::IsEmpty());
     std::size_t sounding = 0;
     for (const auto& stroke : script)

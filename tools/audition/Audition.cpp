@@ -104,4 +104,29 @@ std::vector<std::size_t> dropOuts(std::span<const float> interleaved) {
     return holes;
 }
 
+Take takeTyping(KeyInjector& keys, const std::vector<KeyStroke>& script, const std::string& source,
+                const std::string& server, const std::function<void(std::size_t)>& spoilt) {
+    constexpr double sectionSeconds = 4;
+    constexpr int mostTakes = 6;
+    constexpr std::size_t ringing = 30000; // frames in which the last sound dies away
+    Take whole;
+    for (const auto& section : sections(script, sectionSeconds)) {
+        for (int take = 1;; ++take) {
+            MonitorRecorder recorder(source, server);
+            const auto strokes = perform(keys, section);
+            recorder.await(recorder.frameLength() + ringing);
+            const MonitorRecording recording = recorder.finish();
+            const std::size_t holes = dropOuts(recording.interleaved).size();
+            if (holes == 0 || take == mostTakes) {
+                whole.strokes.insert(whole.strokes.end(), strokes.begin(), strokes.end());
+                whole.recording.append(recording);
+                break;
+            }
+            if (spoilt)
+                spoilt(holes);
+        }
+    }
+    return whole;
+}
+
 } // namespace morvel::audition

@@ -8,6 +8,7 @@
 #include "tools/audition/TypingScript.h"
 
 #include <cstddef>
+#include <functional>
 #include <span>
 #include <string>
 #include <vector>
@@ -42,5 +43,16 @@ Comparison compare(const std::vector<MadeStroke>& strokes, const std::vector<Hea
 // Where the sound server had nothing to play in the middle of a sound: the first frame of every
 // such hole. A recording with holes says how busy the machine was, not what Morvel played.
 std::vector<std::size_t> dropOuts(std::span<const float> interleaved);
+
+struct Take {
+    std::vector<MadeStroke> strokes;
+    MonitorRecording recording;
+};
+
+// Types the script in short sections and records what `source` of the sound server plays. A section
+// in which the server dropped out is told to `spoilt` and typed again, a few times.
+Take takeTyping(KeyInjector& keys, const std::vector<KeyStroke>& script, const std::string& source,
+                const std::string& server,
+                const std::function<void(std::size_t holes)>& spoilt = {});
 
 } // namespace morvel::audition

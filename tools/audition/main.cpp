@@ -39,42 +39,6 @@ std::string oneLine(std::string text) {
     return text;
 }
 
-struct Take {
-    std::vector<MadeStroke> strokes;
-    MonitorRecording recording;
-};
-
-// Types a section and records it. A take in which the sound server dropped out is taken again, a
-// few times.
-Take take(KeyInjector& keys, const std::vector<KeyStroke>& section) {
-    constexpr int most = 6;
-    for (int count = 1;; ++count) {
-        MonitorRecorder recorder;
-        Take result{perform(keys, section), {}};
-        // The last sound rings out.
-        recorder.await(recorder.frameLength() + 30000);
-        result.recording = recorder.finish();
-        const std::size_t holes = dropOuts(result.recording.interleaved).size();
-        if (holes == 0 || count == most)
-            return result;
-        std::cerr << fmt::format("audition: the sound server dropped out {} times; once more\n",
-                                 holes);
-    }
-}
-
-// In short sections, of which only the spoilt ones are taken again.
-Take takeAll(const std::vector<KeyStroke>& script) {
-    constexpr double seconds = 4;
-    KeyInjector keys;
-    Take whole;
-    for (const auto& section : sections(script, seconds)) {
-        const auto [strokes, recording] = take(keys, section);
-        whole.strokes.insert(whole.strokes.end(), strokes.begin(), strokes.end());
-        whole.recording.append(recording);
-    }
-    return whole;
-}
-
 int runAudition(const std::string& text, const std::string& themesFolder,
                 const std::string& themeID, const std::string& wav) {
     SimulatedLog log;
@@ -85,7 +49,12 @@ int runAudition(const std::string& text, const std::string& themesFolder,
         std::cerr << "audition: " << theme.error().description() << '\n';
         return 2;
     }
-    const auto [strokes, recording] = takeAll(typingScript(text));
+    KeyInjector keys;
+    const auto [strokes, recording] =
+        takeTyping(keys, typingScript(text), "@DEFAULT_MONITOR@", {}, [](std::size_t holes) {
+            std::cerr << fmt::format("audition: the sound server dropped out {} times; once more\n",
+                                     holes);
+        });
 
     auto file = AudioFileWriter::create(wav, AudioFileWriter::Encoding::pcm24);
     if (!file || file->writeInterleaved(recording.interleaved) || file->close()) {
