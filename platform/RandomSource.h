@@ -1,5 +1,5 @@
 // Randomness, injected so that every test of it is deterministic. Adapters: platform/linux (the
-// system's generator), platform/simulated (a scripted list).
+// system's generator), platform/simulated (a scripted list, or chance from a seed).
 #pragma once
 
 #include <cstdint>

@@ -3,6 +3,8 @@
 #include <gmock/gmock.h>
 
 #include <cmath>
+#include <set>
+#include <string>
 
 namespace morvel::audition {
 namespace {
@@ -23,6 +25,21 @@ std::vector<float> recordedSound() {
 
 void silence(std::vector<float>& interleaved, std::size_t frame, std::size_t count) {
     std::fill_n(interleaved.begin() + static_cast<std::ptrdiff_t>(2 * frame), 2 * count, 0.0F);
+}
+
+TEST(TypingScript, AKeyIsReleasedBeforeItIsPressedAgain) {
+    std::set<xkb_keysym_t> held;
+    std::size_t presses = 0;
+    for (const KeyStroke& stroke : typingScript(std::string(50, 'o') + std::string(50, '\b'))) {
+        if (stroke.pressed) {
+            EXPECT_TRUE(held.insert(stroke.keysym).second) << "at " << stroke.at;
+            ++presses;
+        } else {
+            EXPECT_EQ(held.erase(stroke.keysym), 1U) << "at " << stroke.at;
+        }
+    }
+    EXPECT_EQ(presses, 100U);
+    EXPECT_THAT(held, IsEmpty());
 }
 
 TEST(DropOuts, ASoundThatEndsByItselfHasNone) {

@@ -101,7 +101,12 @@ private:
             stroke(shift, true, now_);
             now_ += rhythm_.between(0.06, 0.10);
         }
+        // A finger has to leave a key before it can press it again.
+        if (symbol.keysym == last_)
+            now_ = std::max(now_, lastReleased_ + closestStrokes);
         const double hold = rhythm_.between(0.07, 0.13);
+        last_ = symbol.keysym;
+        lastReleased_ = now_ + hold;
         stroke(symbol, true, now_);
         stroke(symbol, false, now_ + hold);
         if (capital)
@@ -132,6 +137,8 @@ private:
     std::vector<Symbol> held_;
     Rhythm rhythm_;
     double now_ = 0;
+    xkb_keysym_t last_ = XKB_KEY_NoSymbol;
+    double lastReleased_ = 0;
     bool locked_ = false;
 };
 
