@@ -327,11 +327,12 @@ TEST_F(KeyGroupSelfTestTest, APickerOfAnotherFolderFails) {
 // A check of the vocabulary, and what makes it fail.
 struct Breakage {
     std::string check;
+    std::string fault;
     std::function<void(Vocabulary&)> breakIt;
 };
 
 void PrintTo(const Breakage& breakage, std::ostream* out) {
-    *out << breakage.check;
+    *out << breakage.check << " - " << breakage.fault;
 }
 
 class BrokenVocabularyTest : public testing::TestWithParam<Breakage> {};
@@ -370,46 +371,54 @@ std::function<void(Vocabulary&)> withFallback(SoundCategory category,
 }
 
 const Breakage breakages[] = {
-    {"32 categories total", [](Vocabulary& v) { v.categories.pop_back(); }},
-    {"8 fidget categories", [](Vocabulary& v) { v.categories.pop_back(); }},
-    {"24 keyboard categories",
+    {"32 categories total", "one missing", [](Vocabulary& v) { v.categories.pop_back(); }},
+    {"8 fidget categories", "the last missing", [](Vocabulary& v) { v.categories.pop_back(); }},
+    {"24 keyboard categories", "a toy's among them",
      [](Vocabulary& v) {
          v.module = [](SoundCategory category) {
              return category == keyUp ? SoundModule::fidget : module(category);
          };
      }},
-    {"11 key groups", [](Vocabulary& v) { v.groups.pop_back(); }},
-    {"every group maps to a distinct down/up pair",
+    {"11 key groups", "one missing", [](Vocabulary& v) { v.groups.pop_back(); }},
+    {"every group maps to a distinct down/up pair", "its down for both",
      [](Vocabulary& v) { v.category = [](KeyGroup g, KeyEdge) { return category(g, {}); }; }},
-    {"every group maps to a distinct down/up pair",
+    {"every group maps to a distinct down/up pair", "all of one group",
      [](Vocabulary& v) { v.group = [](SoundCategory) { return KeyGroup::tab; }; }},
-    {"root categories have no group and no in-theme fallback", withFallback(keyUp, keyDown)},
-    {"root categories have no group and no in-theme fallback",
+    {"root categories have no group and no in-theme fallback", "a fallback",
+     withFallback(keyUp, keyDown)},
+    {"root categories have no group and no in-theme fallback", "a group",
      [](Vocabulary& v) {
          v.group = [](SoundCategory category) {
              return category == keyDown ? KeyGroup::alpha : group(category);
          };
      }},
-    {"every group category falls back to the matching root", withFallback(tabUp, keyDown)},
-    {"every group category falls back to the matching root", withFallback(tabUp, std::nullopt)},
-    {"every group category falls back to the matching root",
+    {"every group category falls back to the matching root", "the other edge's",
+     withFallback(tabUp, keyDown)},
+    {"every group category falls back to the matching root", "none",
+     withFallback(tabUp, std::nullopt)},
+    {"every group category falls back to the matching root", "no group categories",
      [](Vocabulary& v) { v.group = [](SoundCategory) { return std::nullopt; }; }},
-    {"no fidget category has an in-theme fallback", withFallback(pop, keyDown)},
-    {"stabDown/stabUp raw values are gone from the enum",
+    {"no fidget category has an in-theme fallback", "one with a fallback",
+     withFallback(pop, keyDown)},
+    {"stabDown/stabUp raw values are gone from the enum", "one is back",
      [](Vocabulary& v) {
          v.fromRawValue = [](std::string_view key) {
              return key == "keyboard.stabUp" ? spaceUp : soundCategoryFromRawValue(key);
          };
      }},
-    {"every keycode 0-127 routes to a group", mishearing(keyDownEventType, 127, std::nullopt)},
-    {"every keycode 0-127 routes to a group", mishearing(keyUpEventType, 0, keyUp)},
-    {"all 11 reachable", mishearing(flagsChangedEventType, 57, std::nullopt)},
-    {"no key group is orphaned", mishearing(keyUpEventType, 53, alphaUp)},
-    {"named keycodes route to the right group", mishearing(keyUpEventType, 117, alphaUp)},
-    {"unmapped keys route to alpha, not to a group without audio",
+    {"every keycode 0-127 routes to a group", "the last is silent",
+     mishearing(keyDownEventType, 127, std::nullopt)},
+    {"every keycode 0-127 routes to a group", "one makes a root's sound",
+     mishearing(keyUpEventType, 0, keyUp)},
+    {"all 11 reachable", "none for Caps Lock", mishearing(flagsChangedEventType, 57, std::nullopt)},
+    {"no key group is orphaned", "none for a release", mishearing(keyUpEventType, 53, alphaUp)},
+    {"named keycodes route to the right group", "one as any other",
+     mishearing(keyUpEventType, 117, alphaUp)},
+    {"unmapped keys route to alpha, not to a group without audio", "one as a named one",
      mishearing(keyDownEventType, 1, tabDown)},
-    {"left shift pressed -> shift.down", mishearing(flagsChangedEventType, 56, shiftUp)},
-    {"left shift released while right shift is held -> shift.up",
+    {"left shift pressed -> shift.down", "the other edge",
+     mishearing(flagsChangedEventType, 56, shiftUp)},
+    {"left shift released while right shift is held -> shift.up", "one flag for both sides",
      [](Vocabulary& v) {
          v.classify = [](std::uint32_t type, std::int64_t code, std::uint64_t flags) {
              constexpr std::uint64_t eitherShift = 0x6; // one flag for both sides
@@ -418,18 +427,24 @@ const Breakage breakages[] = {
                         : classify(type, code, flags);
          };
      }},
-    {"right command released -> command.up", mishearing(flagsChangedEventType, 54, commandDown)},
-    {"caps lock on -> capsLock.down", mishearing(flagsChangedEventType, 57, capsLockUp)},
-    {"caps lock off -> capsLock.up", mishearing(flagsChangedEventType, 57, capsLockDown)},
-    {"fn pressed -> alpha.down", mishearing(flagsChangedEventType, 63, std::nullopt)},
-    {"fn released -> alpha.up", mishearing(flagsChangedEventType, 63, std::nullopt)},
-    {"flags of an ordinary key -> (silent)", mishearing(flagsChangedEventType, 49, spaceUp)},
-    {"flags of an unknown key -> (silent)", mishearing(flagsChangedEventType, 200, alphaUp)},
-    {"aliases map to the space group", [](Vocabulary& v) { v.aliases[0].second = enterDown; }},
-    {"aliases map to the space group", [](Vocabulary& v) { v.aliases.pop_back(); }},
-    {"resolveManifestKey reports the deprecation",
+    {"right command released -> command.up", "the other edge",
+     mishearing(flagsChangedEventType, 54, commandDown)},
+    {"caps lock on -> capsLock.down", "the other edge",
+     mishearing(flagsChangedEventType, 57, capsLockUp)},
+    {"caps lock off -> capsLock.up", "the other edge",
+     mishearing(flagsChangedEventType, 57, capsLockDown)},
+    {"fn pressed -> alpha.down", "silent", mishearing(flagsChangedEventType, 63, std::nullopt)},
+    {"fn released -> alpha.up", "silent", mishearing(flagsChangedEventType, 63, std::nullopt)},
+    {"flags of an ordinary key -> (silent)", "a sound",
+     mishearing(flagsChangedEventType, 49, spaceUp)},
+    {"flags of an unknown key -> (silent)", "a sound",
+     mishearing(flagsChangedEventType, 200, alphaUp)},
+    {"aliases map to the space group", "another group",
+     [](Vocabulary& v) { v.aliases[0].second = enterDown; }},
+    {"aliases map to the space group", "one missing", [](Vocabulary& v) { v.aliases.pop_back(); }},
+    {"resolveManifestKey reports the deprecation", "unknown",
      [](Vocabulary& v) { v.resolveManifestKey = [](std::string_view) { return std::nullopt; }; }},
-    {"current names resolve without a deprecation flag",
+    {"current names resolve without a deprecation flag", "deprecated",
      [](Vocabulary& v) {
          v.resolveManifestKey = [](std::string_view) {
              return ManifestKeyResolution{spaceDown, true};
