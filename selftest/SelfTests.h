@@ -6,9 +6,15 @@
 #pragma once
 
 #include "app/AppDelegate.h"
+#include "app/settings/AppSettings.h"
+#include "app/settings/DefaultsStore.h"
 #include "platform/Environment.h"
+#include "platform/KeyEventPoster.h"
 #include "platform/Log.h"
+#include "platform/RandomSource.h"
 #include "platform/Scheduler.h"
+#include "themes/ThemeCatalog.h"
+#include "themes/controller/ThemeController.h"
 
 #include <memory>
 #include <vector>
@@ -22,6 +28,12 @@ public:
         Scheduler& scheduler;
         Log& log;
         const Environment& environment;
+        AppSettings& settings;
+        DefaultsStore& defaults; // where the settings are kept
+        ThemeController& themes;
+        const ThemeCatalog& catalog; // the controller's
+        RandomSource& random;
+        KeyEventPoster& keys;
     };
 
     explicit SelfTests(const Services& services);
@@ -32,11 +44,17 @@ public:
     // In the order in which they start; must not outlive this.
     std::vector<AppDelegate::TestMode> modes();
 
+    // Ends what still runs, and puts back what it has changed for its time; none starts any more.
+    void stop();
+
 private:
     struct Running;
 
+    void startKeyGroups();
+    void startKeyboard();
+
     const Services services_;
-    std::unique_ptr<Running> running_;
+    std::unique_ptr<Running> running_; // null: stopped
 };
 
 } // namespace morvel
