@@ -68,6 +68,8 @@ public:
     // Asks for running output unless it runs already. Returns at once; a failure is logged, and
     // playing tries again. Any thread but the audio thread.
     void start();
+    // Whether output runs now, so that a sound asked for is heard. Any thread.
+    bool isRunning() const;
 
     void setResolver(std::shared_ptr<const SampleResolving> resolver);
 

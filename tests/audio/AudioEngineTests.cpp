@@ -39,8 +39,10 @@ TEST_F(AudioEngineTest, AnOutageAtTheStartIsLoggedOnceAndSoundComesWithTheServer
         engine->play(SoundCategory::keyDown, 1, false);
     EXPECT_EQ(log.lines(), std::vector{logPrefix("AudioEngine failed to start: no server")});
     EXPECT_EQ(engine->activeVoiceCount(), 5);
+    EXPECT_FALSE(engine->isRunning());
     output.comeBack();
     time.runPending();
+    EXPECT_TRUE(engine->isRunning());
     EXPECT_EQ(test::peak(listen(4000)), 0) << "sounds of the outage are not played late";
     engine->play(SoundCategory::keyDown, 1, false);
     EXPECT_EQ(test::peak(listen(500)), 0.5F);
