@@ -212,7 +212,8 @@ struct Composition::Objects {
     GlobalHotKeyRegistry hotKeys{*server.hotKeys, scheduler, log};
     LinuxTrayWatch trayWatch;
     QtStatusBar statusBar{trayWatch, symbolIcon};
-    SelfTests selfTests{{scheduler, log, environment}};
+    SelfTests selfTests{
+        {scheduler, log, environment, audio, settings, themes, [this] { scheduler.async(quit); }}};
     AppDelegate delegate;
 };
 

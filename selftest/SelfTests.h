@@ -6,10 +6,14 @@
 #pragma once
 
 #include "app/AppDelegate.h"
+#include "app/settings/AppSettings.h"
+#include "audio/AudioEngine.h"
 #include "platform/Environment.h"
 #include "platform/Log.h"
 #include "platform/Scheduler.h"
+#include "themes/controller/ThemeController.h"
 
+#include <functional>
 #include <memory>
 #include <vector>
 
@@ -22,9 +26,14 @@ public:
         Scheduler& scheduler;
         Log& log;
         const Environment& environment;
+        AudioEngine& audio;
+        AppSettings& settings;
+        ThemeController& themes;
+        // Ends the program in a later turn of the main run loop; may be called before that runs.
+        std::function<void()> terminate;
     };
 
-    explicit SelfTests(const Services& services);
+    explicit SelfTests(Services services);
     ~SelfTests();
     SelfTests(const SelfTests&) = delete;
     SelfTests& operator=(const SelfTests&) = delete;
