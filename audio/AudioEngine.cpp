@@ -164,13 +164,25 @@ void AudioEngine::handleConfigurationChange() {
     start();
     if (interrupted)
         startLoop(*interrupted, state.loop.gain, state.loop.rate);
-    state.services.log.line(fmt::format("Audio engine restarted (running={})", isRunning()));
+    // Output may take its time to come up; how that went is told once it is known.
+    if (state.services.output.state() == AudioOutputState::starting)
+        state.restartReport = state.services.scheduler.after(state.options.startPatienceSeconds,
+                                                             [this] { reportRestart(); });
+    else
+        reportRestart();
+}
+
+void AudioEngine::reportRestart() {
+    state_->services.log.line(fmt::format("Audio engine restarted (running={})", isRunning()));
 }
 
 void AudioEngine::simulateConfigurationChange() {
     state_->services.log.line("Simulating configuration change (stopping engine)");
     state_->services.output.pause();
-    outputConfigurationChanged();
+    // Started again at once, output would not have stopped at all.
+    constexpr double stopSeconds = 0.1;
+    state_->simulatedChange =
+        state_->services.scheduler.after(stopSeconds, [this] { handleConfigurationChange(); });
 }
 
 void AudioEngine::quiesceForThemeSwap() {

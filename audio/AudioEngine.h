@@ -109,8 +109,8 @@ public:
     // Frames that the recording had to leave out because the disk was too slow.
     std::uint64_t recordingOverflowFrames() const;
 
-    // For trying out how sound comes back: stops output and has that handled, in a later turn of
-    // the main run loop, as a change of the output's configuration.
+    // For trying out how sound comes back: stops output and has that handled, a tenth of a second
+    // later, as a change of the output's configuration.
     void simulateConfigurationChange();
 
     // The loop: one at a time. Rate is limited to 0.5 to 2; gain times the sample's gain to 0 to 1.
@@ -158,6 +158,7 @@ private:
     void outputFailed(const std::string& error);
     void outputConfigurationChanged();
     void handleConfigurationChange();
+    void reportRestart();
     bool outputTakesSounds();
     bool renderingStalled(double now);
     void watchStart();

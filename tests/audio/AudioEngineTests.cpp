@@ -184,8 +184,10 @@ TEST_F(AudioEngineTest, ASimulatedConfigurationChangeStopsOutputAndIsHandledAsAR
     engine->simulateConfigurationChange();
     EXPECT_EQ(output.pauses(), 1);
     EXPECT_EQ(output.state(), AudioOutputState::paused);
-    EXPECT_EQ(engine->activeVoiceCount(), 1) << "not yet handled";
-    time.runPending();
+    time.advance(0.09);
+    EXPECT_EQ(output.state(), AudioOutputState::paused) << "long enough to have stopped";
+    EXPECT_EQ(engine->activeVoiceCount(), 1);
+    time.advance(0.02);
     EXPECT_EQ(
         log.lines(),
         (std::vector{logPrefix("Simulating configuration change (stopping engine)"),
@@ -196,6 +198,25 @@ TEST_F(AudioEngineTest, ASimulatedConfigurationChangeStopsOutputAndIsHandledAsAR
     EXPECT_EQ(engine->loopRate(), 1.5F);
     listen(300);
     EXPECT_NEAR(test::peak(listen(500)), 0.2F, 1e-3F) << "only the loop";
+}
+
+TEST_F(AudioEngineTest, ARestartThatTakesItsTimeIsReportedOnceItsOutcomeIsKnown) {
+    build();
+    for (const bool comesUp : {true, false}) {
+        log.clear();
+        output.setSlow(true);
+        output.pause();
+        output.changeConfiguration();
+        time.runPending();
+        EXPECT_EQ(log.lines(), std::vector{logPrefix("Audio configuration changed — restarting "
+                                                     "engine (running=false)")});
+        time.advance(0.1);
+        if (comesUp)
+            output.finishStarting();
+        time.advance(0.5);
+        EXPECT_EQ(lineCount("Audio engine restarted"), 1U);
+        EXPECT_EQ(logged("Audio engine restarted (running=true)"), comesUp);
+    }
 }
 
 TEST_F(AudioEngineTest, QuiescingSilencesAndForgetsWarningsAndTheLoop) {

@@ -90,8 +90,8 @@ TEST_F(AudioSelfTestTest, TheLogTellsEachStepAtItsTime) {
              "4.500 [Morvel] SELFTEST section 4: 10x keyDown at 300 ms",
              "8.000 [Morvel] SELFTEST section 5: configuration change mid-run",
              "8.000 [Morvel] Simulating configuration change (stopping engine)",
-             "8.000 [Morvel] Audio configuration changed — restarting engine (running=false)",
-             "8.000 [Morvel] Audio engine restarted (running=true)",
+             "8.100 [Morvel] Audio configuration changed — restarting engine (running=false)",
+             "8.100 [Morvel] Audio engine restarted (running=true)",
              "8.800 [Morvel] SELFTEST   engine running after restart: true",
              "8.800 [Morvel] SELFTEST   playing popReset after restart (must be audible)",
              "10.300 [Morvel] SELFTEST complete",
@@ -161,7 +161,7 @@ TEST_F(AudioSelfTestTest, AnEngineThatDoesNotComeBackIsReportedAndTheTestGoesOn)
     pass(7.9);
     output.setSlow(true);
     pass(10);
-    EXPECT_THAT(log.lines(), Contains("8.000 [Morvel] Audio engine restarted (running=false)"));
+    EXPECT_THAT(log.lines(), Contains("8.400 [Morvel] Audio engine restarted (running=false)"));
     EXPECT_THAT(log.lines(),
                 Contains("8.800 [Morvel] SELFTEST   engine running after restart: false"));
     EXPECT_THAT(ended.lines(), ElementsAre("10.300 terminate"));
