@@ -19,6 +19,7 @@
 #include "platform/linux/UserFolders.h"
 #include "platform/linux/X11FloatingWindows.h"
 #include "platform/linux/X11HotKeyService.h"
+#include "platform/linux/X11KeyEventPoster.h"
 #include "platform/linux/X11KeyTap.h"
 #include "platform/linux/X11TransientWindows.h"
 #include "platform/linux/XdgLoginItem.h"
@@ -102,9 +103,11 @@ struct DisplayServer {
             tap = std::make_unique<NoKeyTap>();
         if (desktop) {
             hotKeys = std::make_unique<X11HotKeyService>(*desktop, scheduler);
+            poster = std::make_unique<X11KeyEventPoster>(*desktop);
             transients = std::make_unique<X11TransientWindows>(*desktop);
         } else {
             hotKeys = std::make_unique<NoHotKeyService>();
+            poster = std::make_unique<NoKeyEventPoster>();
             transients = std::make_unique<NoTransientWindows>();
         }
     }
@@ -113,6 +116,7 @@ struct DisplayServer {
     std::unique_ptr<X11Connection> desktop;
     std::unique_ptr<KeyTap> tap;
     std::unique_ptr<HotKeyService> hotKeys;
+    std::unique_ptr<KeyEventPoster> poster;
     std::unique_ptr<TransientWindows> transients;
     X11FloatingWindows floating;
 };
@@ -184,7 +188,10 @@ struct Composition::Objects {
                 [this] { return windows.makeSettingsWindow(); },
                 [](const std::string& symbol) {
                     return !symbolIcon(QString::fromStdString(symbol), Qt::black).isNull();
-                }};
+                },
+                random,
+                *server.poster,
+                [this] { scheduler.async(quit); }};
     }
 
     std::filesystem::path settingsFile() const {
@@ -282,6 +289,7 @@ void Composition::terminate() {
 void Composition::displayLost() {
     objects_->log.line("The X server has gone away — quitting");
     objects_->keyboard.stop();
+    objects_->selfTests.stop();
     objects_->defaults.flush();
 }
 

@@ -13,8 +13,10 @@
 #include "audio/AudioEngine.h"
 #include "keyboard/KeyboardEngine.h"
 #include "platform/Environment.h"
+#include "platform/KeyEventPoster.h"
 #include "platform/Log.h"
 #include "platform/LoginItemService.h"
+#include "platform/RandomSource.h"
 #include "platform/Scheduler.h"
 #include "selftest/SettingsStorage.h"
 #include "themes/ThemeCatalog.h"
@@ -50,6 +52,10 @@ public:
         std::function<std::unique_ptr<SettingsWindow>()> makeSettingsWindow;
         // Whether there is a symbol of that name.
         std::function<bool(const std::string&)> isDrawable;
+        RandomSource& random;
+        KeyEventPoster& keys;
+        // Ends the program in a later turn of the main run loop; may be called before that runs.
+        std::function<void()> terminate;
     };
 
     explicit SelfTests(Services services);
@@ -60,11 +66,22 @@ public:
     // In the order in which they start; must not outlive this.
     std::vector<AppDelegate::TestMode> modes();
 
+    // Ends what still runs, and puts back what it has changed for its time; none starts any more.
+    void stop();
+
 private:
     struct Running;
 
+    void startAudio();
+    void startTheme();
+    void startSettings();
+    void startKeyGroups();
+    void startPolish(const AppDelegate& delegate);
+    void startKeyboard();
+    void startFidget();
+
     const Services services_;
-    std::unique_ptr<Running> running_;
+    std::unique_ptr<Running> running_; // null: stopped
 };
 
 } // namespace morvel

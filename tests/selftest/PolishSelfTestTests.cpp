@@ -227,7 +227,6 @@ TEST_F(PolishSelfTestTest, AMenuThatLacksSomethingFails) {
 }
 
 TEST_F(PolishSelfTestTest, ASwitchThatTheLaunchDoesNotLookAtFails) {
-    otherSwitches.clear();
     const auto of = [](const std::vector<std::string>& switches) {
         return failuresOf([&](CheckList& checks) { checkHarnessSwitches(checks, switches); });
     };

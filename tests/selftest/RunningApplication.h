@@ -7,6 +7,7 @@
 #include "platform/simulated/ScriptedRandom.h"
 #include "platform/simulated/SimulatedApplicationActivation.h"
 #include "platform/simulated/SimulatedHotKeyService.h"
+#include "platform/simulated/SimulatedKeyEventPoster.h"
 #include "platform/simulated/SimulatedKeyTap.h"
 #include "platform/simulated/SimulatedLog.h"
 #include "platform/simulated/SimulatedLoginItem.h"
@@ -94,10 +95,9 @@ protected:
                 [this] { return std::make_unique<JsonDefaultsStore>(readFile, time, log); }},
             catalog, support, *permission, *keyboard, *login, loginService, loginItemFile,
             [this] { return makeSettingsWindow(); },
-            [this](const std::string& symbol) { return drawable.contains(symbol); }});
+            [this](const std::string& symbol) { return drawable.contains(symbol); }, random, poster,
+            [] {}});
         modes = selfTests->modes();
-        for (const std::string& name : otherSwitches)
-            modes.push_back({name, [](AppDelegate&) {}});
         delegate.emplace(AppDelegate::Services{activation, *settings, *permission, window, catalog,
                                                themes, engine, *keyboard, time, log,
                                                [this] { return makeStatusItem(); }, modes},
@@ -162,7 +162,6 @@ protected:
     std::filesystem::path readFile = settingsFile; // what is read anew
     std::filesystem::path loginItemFile;
     std::map<std::string, std::string> variables;
-    std::vector<std::string> otherSwitches = {"MORVEL_AUDIO_SELFTEST", "MORVEL_THEME_SELFTEST"};
     std::set<std::string> drawable = {"dial.medium", "dial.medium.fill"};
     bool flushes = true;
     bool windowsCanBeMade = true;
@@ -180,6 +179,7 @@ protected:
     SimulatedProcessTable processes{1, {}};
     SimulatedApplicationActivation activation;
     SimulatedKeyTap tap;
+    SimulatedKeyEventPoster poster{tap, time};
     EmptyPermissionWindow window;
     SimulatedStatusBar bar;
     SimulatedHotKeyService hotKeyService;
