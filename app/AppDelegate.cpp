@@ -37,6 +37,13 @@ void AppDelegate::startTestModes() {
             mode.start(*this);
 }
 
+std::vector<std::string> AppDelegate::testVariables() const {
+    std::vector<std::string> variables;
+    for (const TestMode& mode : services_.testModes)
+        variables.push_back(mode.variable);
+    return variables;
+}
+
 void AppDelegate::openDrawerSoon() {
     drawerTimer_ = services_.scheduler.after(drawerDelay, [this] {
         if (statusItemController_ && !statusItemController_->isPopoverShown())

@@ -66,6 +66,9 @@ public:
     // Null before the launch and from the termination on.
     StatusItemController* statusItemController() const { return statusItemController_.get(); }
 
+    // The variables that the launch looks at for self-tests, in their order.
+    std::vector<std::string> testVariables() const;
+
 private:
     // Activates the persisted theme, else the first of the built-in ones that loads.
     void chooseTheme();

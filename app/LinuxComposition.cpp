@@ -167,6 +167,37 @@ struct Composition::Objects {
                 selfTests.modes()};
     }
 
+    SelfTests::Services selfTestServices() {
+        return {scheduler,
+                log,
+                environment,
+                audio,
+                settings,
+                themes,
+                {defaults, settingsFile(), [this] { defaults.flush(); },
+                 [this] {
+                     return std::make_unique<JsonDefaultsStore>(settingsFile(), scheduler, log);
+                 }},
+                catalog,
+                places.data,
+                permission,
+                keyboard,
+                launchAtLogin,
+                loginItem,
+                places.autostartEntry(),
+                [this] { return windows.makeSettingsWindow(); },
+                [](const std::string& symbol) {
+                    return !symbolIcon(QString::fromStdString(symbol), Qt::black).isNull();
+                },
+                random,
+                *server.poster,
+                [this] { scheduler.async(quit); }};
+    }
+
+    std::filesystem::path settingsFile() const {
+        return places.configuration / "Morvel" / "settings.json";
+    }
+
     std::unique_ptr<StatusItemController> makeStatusItem() {
         return std::make_unique<StatusItemController>(StatusItemController::Services{
             statusBar, settings, audio, clock, scheduler, hotKeys, log,
@@ -202,7 +233,7 @@ struct Composition::Objects {
     LaunchAtLogin launchAtLogin;
     CubebAudioOutput output{scheduler, log};
     AudioEngine audio{{output, clock, scheduler, random, log}, audioTrace};
-    JsonDefaultsStore defaults{places.configuration / "Morvel" / "settings.json", scheduler, log};
+    JsonDefaultsStore defaults{settingsFile(), scheduler, log};
     AppSettings settings{defaults, audio, launchAtLogin, log};
     X11TrustSource trust;
     ProcfsProcessTable processes;
@@ -216,8 +247,7 @@ struct Composition::Objects {
     GlobalHotKeyRegistry hotKeys{*server.hotKeys, scheduler, log};
     LinuxTrayWatch trayWatch;
     QtStatusBar statusBar{trayWatch, symbolIcon};
-    SelfTests selfTests{
-        {scheduler, log, environment, settings, defaults, themes, catalog, random, *server.poster}};
+    SelfTests selfTests{selfTestServices()};
     AppDelegate delegate;
 };
 

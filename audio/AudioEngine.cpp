@@ -73,6 +73,10 @@ void AudioEngine::start() {
     });
 }
 
+bool AudioEngine::isRunning() const {
+    return state_->services.output.state() == AudioOutputState::running;
+}
+
 // Once a start: forgets what was queued for an output that does not come, and begins to look for
 // the time to let output sleep again.
 void AudioEngine::watchStart() {
@@ -151,11 +155,8 @@ void AudioEngine::outputConfigurationChanged() {
 
 void AudioEngine::handleConfigurationChange() {
     State& state = *state_;
-    const auto running = [&state] {
-        return state.services.output.state() == AudioOutputState::running;
-    };
     state.services.log.line(
-        fmt::format("Audio configuration changed — restarting engine (running={})", running()));
+        fmt::format("Audio configuration changed — restarting engine (running={})", isRunning()));
     const auto interrupted = std::exchange(state.loop.category, std::nullopt);
     state.loop.fadeTimer.reset();
     state.rendering->commands.silence();
@@ -163,7 +164,25 @@ void AudioEngine::handleConfigurationChange() {
     start();
     if (interrupted)
         startLoop(*interrupted, state.loop.gain, state.loop.rate);
-    state.services.log.line(fmt::format("Audio engine restarted (running={})", running()));
+    // Output may take its time to come up; how that went is told once it is known.
+    if (state.services.output.state() == AudioOutputState::starting)
+        state.restartReport = state.services.scheduler.after(state.options.startPatienceSeconds,
+                                                             [this] { reportRestart(); });
+    else
+        reportRestart();
+}
+
+void AudioEngine::reportRestart() {
+    state_->services.log.line(fmt::format("Audio engine restarted (running={})", isRunning()));
+}
+
+void AudioEngine::simulateConfigurationChange() {
+    state_->services.log.line("Simulating configuration change (stopping engine)");
+    state_->services.output.pause();
+    // Started again at once, output would not have stopped at all.
+    constexpr double stopSeconds = 0.1;
+    state_->simulatedChange =
+        state_->services.scheduler.after(stopSeconds, [this] { handleConfigurationChange(); });
 }
 
 void AudioEngine::quiesceForThemeSwap() {
@@ -225,6 +244,11 @@ std::optional<std::string> AudioEngine::startRecording(const std::filesystem::pa
     state_->rendering->renderer.setRecording(&created.value()->ring());
     state_->recorder = std::move(created).value();
     return std::nullopt;
+}
+
+void AudioEngine::stopRecording() {
+    state_->rendering->renderer.setRecording(nullptr);
+    state_->recorder.reset();
 }
 
 std::uint64_t AudioEngine::recordingOverflowFrames() const {

@@ -68,6 +68,8 @@ public:
     // Asks for running output unless it runs already. Returns at once; a failure is logged, and
     // playing tries again. Any thread but the audio thread.
     void start();
+    // Whether output runs now, so that a sound asked for is heard. Any thread.
+    bool isRunning() const;
 
     void setResolver(std::shared_ptr<const SampleResolving> resolver);
 
@@ -75,6 +77,9 @@ public:
     // 0 to 1. Cheap enough for key event delivery: while output runs and tracing is off, no
     // allocation and no system call. Any thread but the audio thread.
     void play(SoundCategory category, float volume, bool pitchJitter);
+    // Likewise, but always with the trace line in the log, and so at no time cheap. Any thread but
+    // the audio thread.
+    void playTraced(SoundCategory category, float volume, bool pitchJitter);
 
     // Setting either applies the submix's output volume anew: 0 when muted, else the master volume
     // limited to 0 to 1. Reading: any thread.
@@ -95,11 +100,18 @@ public:
     // anew.
     void quiesceForThemeSwap();
 
-    // Captures the final output to a WAV file from now until the engine goes, or until the next
-    // call. Answers nothing, or why the file could not be created; then nothing has changed.
+    // Captures the final output to a WAV file from now until stopRecording(), the next call, or the
+    // engine's end; time in which output does not run leaves no frames. Answers nothing, or why the
+    // file could not be created; then nothing has changed.
     std::optional<std::string> startRecording(const std::filesystem::path& file);
+    // Completes the recording's file, which waits for the disk. Does nothing where there is none.
+    void stopRecording();
     // Frames that the recording had to leave out because the disk was too slow.
     std::uint64_t recordingOverflowFrames() const;
+
+    // For trying out how sound comes back: stops output and has that handled, a tenth of a second
+    // later, as a change of the output's configuration.
+    void simulateConfigurationChange();
 
     // The loop: one at a time. Rate is limited to 0.5 to 2; gain times the sample's gain to 0 to 1.
     // Starting the category that runs already only changes its gain and rate.
@@ -146,10 +158,12 @@ private:
     void outputFailed(const std::string& error);
     void outputConfigurationChanged();
     void handleConfigurationChange();
+    void reportRestart();
     bool outputTakesSounds();
     bool renderingStalled(double now);
     void watchStart();
     void keepHouse();
+    void playOnce(SoundCategory category, float volume, bool pitchJitter, bool trace);
     void schedule(const ResolvedSample& sample, VoicePool::Handout handout, float rate,
                   float volume);
     void tracePlay(SoundCategory category, const PcmBuffer* buffer, float rate, float volume);

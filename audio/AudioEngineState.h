@@ -59,6 +59,8 @@ struct AudioEngine::State {
     std::unique_ptr<Recorder> recorder;
     std::unique_ptr<Timer> startWatch;
     std::unique_ptr<Timer> housekeeping;
+    std::unique_ptr<Timer> restartReport;
+    std::unique_ptr<Timer> simulatedChange;
     // What is queued for the main thread looks whether the engine is still there.
     std::shared_ptr<int> alive = std::make_shared<int>();
 };

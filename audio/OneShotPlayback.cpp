@@ -11,6 +11,14 @@
 namespace morvel {
 
 void AudioEngine::play(SoundCategory category, float volume, bool pitchJitter) {
+    playOnce(category, volume, pitchJitter, state_->traceEnabled);
+}
+
+void AudioEngine::playTraced(SoundCategory category, float volume, bool pitchJitter) {
+    playOnce(category, volume, pitchJitter, true);
+}
+
+void AudioEngine::playOnce(SoundCategory category, float volume, bool pitchJitter, bool trace) {
     if (state_->muted)
         return;
     const auto sample = resolve(category);
@@ -29,7 +37,7 @@ void AudioEngine::play(SoundCategory category, float volume, bool pitchJitter) {
     const VoicePool::Handout handout = acquireVoice(expectedDuration);
     const float playerVolume = clampedVolume(volume * sample->gain);
     schedule(*sample, handout, rate, playerVolume);
-    if (state_->traceEnabled)
+    if (trace)
         tracePlay(category, sample->buffer.get(), rate, playerVolume);
 }
 

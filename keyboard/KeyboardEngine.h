@@ -35,6 +35,8 @@ public:
     // again when trust changes: nothing is retried here.
     bool start();
     void stop();
+    // Whether the tap is installed.
+    bool isRunning() const { return installed_; }
 
     // Plays what `event` sounds like: nothing while keyboard sounds are off, for a repeated key
     // down and for an unclassified event. Allocates nothing unless tracing is on.

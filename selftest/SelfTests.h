@@ -6,17 +6,26 @@
 #pragma once
 
 #include "app/AppDelegate.h"
+#include "app/applicationwindows/SettingsWindow.h"
+#include "app/login/LaunchAtLogin.h"
 #include "app/settings/AppSettings.h"
-#include "app/settings/DefaultsStore.h"
+#include "app/trust/AccessibilityPermission.h"
+#include "audio/AudioEngine.h"
+#include "keyboard/KeyboardEngine.h"
 #include "platform/Environment.h"
 #include "platform/KeyEventPoster.h"
 #include "platform/Log.h"
+#include "platform/LoginItemService.h"
 #include "platform/RandomSource.h"
 #include "platform/Scheduler.h"
+#include "selftest/SettingsStorage.h"
 #include "themes/ThemeCatalog.h"
 #include "themes/controller/ThemeController.h"
 
+#include <filesystem>
+#include <functional>
 #include <memory>
+#include <string>
 #include <vector>
 
 namespace morvel {
@@ -28,15 +37,28 @@ public:
         Scheduler& scheduler;
         Log& log;
         const Environment& environment;
+        AudioEngine& audio;
         AppSettings& settings;
-        DefaultsStore& defaults; // where the settings are kept
         ThemeController& themes;
-        const ThemeCatalog& catalog; // the controller's
+        SettingsStorage storage;
+        const ThemeCatalog& catalog;
+        std::filesystem::path applicationSupport; // where the system keeps programs' data
+        const AccessibilityPermission& permission;
+        const KeyboardEngine& keyboard;
+        const LaunchAtLogin& login;
+        const LoginItemService& loginItem;
+        std::filesystem::path loginItemFile; // empty where the service keeps none
+        // A settings window of its own; null where it cannot be made. Must not outlive the windows.
+        std::function<std::unique_ptr<SettingsWindow>()> makeSettingsWindow;
+        // Whether there is a symbol of that name.
+        std::function<bool(const std::string&)> isDrawable;
         RandomSource& random;
         KeyEventPoster& keys;
+        // Ends the program in a later turn of the main run loop; may be called before that runs.
+        std::function<void()> terminate;
     };
 
-    explicit SelfTests(const Services& services);
+    explicit SelfTests(Services services);
     ~SelfTests();
     SelfTests(const SelfTests&) = delete;
     SelfTests& operator=(const SelfTests&) = delete;
@@ -50,8 +72,13 @@ public:
 private:
     struct Running;
 
+    void startAudio();
+    void startTheme();
+    void startSettings();
     void startKeyGroups();
+    void startPolish(const AppDelegate& delegate);
     void startKeyboard();
+    void startFidget();
 
     const Services services_;
     std::unique_ptr<Running> running_; // null: stopped

@@ -22,9 +22,18 @@ public:
         timers_.push_back(scheduler_.after(seconds, std::move(step)));
     }
 
+    // Calls `step` in a later turn of the main run loop, after what is queued by now.
+    void next(std::function<void()> step) {
+        scheduler_.async([step = std::move(step), alive = std::weak_ptr(alive_)] {
+            if (!alive.expired())
+                step();
+        });
+    }
+
 private:
     Scheduler& scheduler_;
     std::vector<std::unique_ptr<Timer>> timers_;
+    std::shared_ptr<int> alive_ = std::make_shared<int>();
 };
 
 } // namespace morvel

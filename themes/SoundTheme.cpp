@@ -126,17 +126,31 @@ std::set<SoundCategory> SoundTheme::authoredCategories() const {
     return authored;
 }
 
+SoundTheme::Resolution SoundTheme::resolution(SoundCategory category) const {
+    if (own(category) != nullptr)
+        return Resolution::exact;
+    if (ownRoot(category) != nullptr)
+        return Resolution::viaRoot;
+    return donor(category) != nullptr ? Resolution::inherited : Resolution::unresolved;
+}
+
 SoundTheme::ResolutionBreakdown SoundTheme::resolutionBreakdown() const {
     ResolutionBreakdown breakdown;
     for (const SoundCategory category : allSoundCategories()) {
-        if (own(category) != nullptr)
+        switch (resolution(category)) {
+        case Resolution::exact:
             ++breakdown.exact;
-        else if (ownRoot(category) != nullptr)
+            break;
+        case Resolution::viaRoot:
             ++breakdown.viaRoot;
-        else if (donor(category) != nullptr)
+            break;
+        case Resolution::inherited:
             ++breakdown.inherited;
-        else
+            break;
+        case Resolution::unresolved:
             ++breakdown.unresolved;
+            break;
+        }
     }
     return breakdown;
 }

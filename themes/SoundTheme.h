@@ -14,6 +14,7 @@
 #include "themes/ThemeLoadError.h"
 #include "themes/VariantDecoding.h"
 
+#include <cstdint>
 #include <filesystem>
 #include <map>
 #include <memory>
@@ -36,11 +37,19 @@ public:
         bool loops = false; // the manifest's word; its player decides
     };
 
+    // Where a category's sound comes from.
+    enum class Resolution : std::uint8_t {
+        exact,     // the theme's own
+        viaRoot,   // a key group category, by the theme's own root
+        inherited, // by the fallback theme
+        unresolved,
+    };
+
     // How the 32 categories resolve; the counts add up to that.
     struct ResolutionBreakdown {
-        int exact = 0;     // the theme's own
-        int viaRoot = 0;   // a key group category, by the theme's own root
-        int inherited = 0; // by the fallback theme
+        int exact = 0;
+        int viaRoot = 0;
+        int inherited = 0;
         int unresolved = 0;
 
         bool operator==(const ResolutionBreakdown&) const = default;
@@ -87,6 +96,7 @@ public:
     // The categories that resolve locally.
     std::set<SoundCategory> authoredCategories() const;
 
+    Resolution resolution(SoundCategory category) const;
     ResolutionBreakdown resolutionBreakdown() const;
 
 private:

@@ -5,6 +5,7 @@
 // a module does not pay, a program may link them (QuickWindows.h).
 #pragma once
 
+#include "app/applicationwindows/SettingsWindow.h"
 #include "app/login/LaunchAtLogin.h"
 #include "app/permissionwindow/PermissionWindow.h"
 #include "app/settings/AppSettings.h"
@@ -49,6 +50,10 @@ public:
 
     // Brings the settings window to the front.
     virtual void showSettings() = 0;
+
+    // Another settings window, hidden, that knows nothing of that one. It must not outlive the
+    // windows.
+    virtual std::unique_ptr<SettingsWindow> makeSettingsWindow() = 0;
 
     // The fidget drawer's popover. Once; it must not outlive the windows.
     virtual std::unique_ptr<Popover> makeDrawer() = 0;

@@ -71,6 +71,11 @@ void LateWindows::showSettings() {
         all->showSettings();
 }
 
+std::unique_ptr<SettingsWindow> LateWindows::makeSettingsWindow() {
+    ApplicationWindows* const all = windows();
+    return all != nullptr ? all->makeSettingsWindow() : nullptr;
+}
+
 std::unique_ptr<Popover> LateWindows::makeDrawer() {
     return std::make_unique<LatePopover>([this]() -> std::unique_ptr<Popover> {
         ApplicationWindows* const all = windows();

@@ -20,6 +20,8 @@ public:
     void show(AccessibilityPermission& permission) override;
     void close() override;
     void showSettings();
+    // Null where the windows cannot be made. Must not outlive this.
+    std::unique_ptr<SettingsWindow> makeSettingsWindow();
 
     // The fidget drawer's popover: made when it is first shown. Once; it must not outlive this.
     std::unique_ptr<Popover> makeDrawer();

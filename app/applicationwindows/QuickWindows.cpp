@@ -12,10 +12,24 @@ namespace morvel {
 
 namespace {
 
+class QuickSettingsWindow : public SettingsWindow {
+public:
+    QuickSettingsWindow(HostingWindowFactory& factory, Log& log,
+                        const SettingsModel::Services& services)
+        : controller_(factory, log, services) {}
+
+    void show() override { controller_.show(); }
+    int moduleRowCount() override { return controller_.moduleRowCount(); }
+
+private:
+    SettingsWindowController controller_;
+};
+
 class QuickWindows : public ApplicationWindows {
 public:
     explicit QuickWindows(const Services& services)
-        : transients_(services.transients)
+        : log_(services.log)
+        , transients_(services.transients)
         , drawer_(services.settings, services.audio, services.clock)
         , factory_(
               [](QQmlEngine& engine) {
@@ -26,23 +40,33 @@ public:
               services.floating)
         , help_(factory_)
         , permission_({factory_, services.places, help_, services.log}, services.bundle)
-        , settings_(factory_, services.log,
-                    {services.settings, services.themes, services.permission, services.catalog,
-                     services.login, services.places, help_}) {}
+        , shown_{services.settings,
+                 services.themes,
+                 services.permission,
+                 services.catalog,
+                 services.login,
+                 services.places,
+                 help_}
+        , settings_(factory_, log_, shown_) {}
 
     PermissionWindow& permissionWindow() override { return permission_; }
     void showSettings() override { settings_.show(); }
+    std::unique_ptr<SettingsWindow> makeSettingsWindow() override {
+        return std::make_unique<QuickSettingsWindow>(factory_, log_, shown_);
+    }
     std::unique_ptr<Popover> makeDrawer() override {
         return factory_.makePopover(QStringLiteral("Fidget Drawer"), FidgetDrawer::size(),
                                     {drawer_.source(), drawer_.properties()}, transients_);
     }
 
 private:
+    Log& log_;
     TransientWindows& transients_;
     FidgetDrawer drawer_;
     HostingWindowFactory factory_;
     HelpWindowController help_;
     PermissionWindowController permission_;
+    SettingsModel::Services shown_; // in a settings window
     SettingsWindowController settings_;
 };
 

@@ -4,7 +4,6 @@
 
 #include <fmt/format.h>
 
-#include <string_view>
 #include <system_error>
 #include <utility>
 
@@ -26,20 +25,6 @@ bool isInside(const std::string& path, const std::string& folder) {
     return !folder.empty() && path.starts_with(folder.ends_with('/') ? folder : folder + '/');
 }
 
-std::string_view textOf(LoginItemStatus status) {
-    switch (status) {
-    case LoginItemStatus::notRegistered:
-        return "not registered";
-    case LoginItemStatus::enabled:
-        return "enabled";
-    case LoginItemStatus::requiresApproval:
-        return "requires approval";
-    case LoginItemStatus::notFound:
-        return "not found";
-    }
-    return "unknown";
-}
-
 std::string_view sentenceOf(LoginItemStatus status) {
     switch (status) {
     case LoginItemStatus::notRegistered:
@@ -55,6 +40,20 @@ std::string_view sentenceOf(LoginItemStatus status) {
 }
 
 } // namespace
+
+std::string_view logName(LoginItemStatus status) {
+    switch (status) {
+    case LoginItemStatus::notRegistered:
+        return "not registered";
+    case LoginItemStatus::enabled:
+        return "enabled";
+    case LoginItemStatus::requiresApproval:
+        return "requires approval";
+    case LoginItemStatus::notFound:
+        return "not found";
+    }
+    return "unknown";
+}
 
 LaunchAtLogin::LaunchAtLogin(LoginItemService& service, ApplicationBundle bundle,
                              InstallationPaths paths, Log& log)
@@ -119,7 +118,7 @@ bool LaunchAtLogin::setEnabled(bool enabled) {
         return false;
     }
     log_.line(fmt::format("Launch at login -> {} (status now {})", enabled ? "enabled" : "disabled",
-                          textOf(service_.status())));
+                          logName(service_.status())));
     return isEnabled() == enabled;
 }
 

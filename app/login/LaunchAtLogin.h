@@ -11,6 +11,7 @@
 #include <filesystem>
 #include <optional>
 #include <string>
+#include <string_view>
 #include <variant>
 
 namespace morvel {
@@ -27,6 +28,9 @@ struct OutsideAllowedFolders {
 
 // Why launch at login cannot be used here.
 using Unavailability = std::variant<NotAnApplicationBundle, OutsideAllowedFolders>;
+
+// As logs name it: "not registered".
+std::string_view logName(LoginItemStatus status);
 
 class LaunchAtLogin {
 public:

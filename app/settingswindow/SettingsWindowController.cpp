@@ -4,7 +4,21 @@
 
 #include <fmt/format.h>
 
+#include <QQuickItem>
+#include <utility>
+
 namespace morvel {
+
+namespace {
+
+int rowCount(const QQuickItem& item) {
+    int count = item.objectName() == QLatin1String("moduleRow") ? 1 : 0;
+    for (const QQuickItem* const child : item.childItems())
+        count += rowCount(*child);
+    return count;
+}
+
+} // namespace
 
 SettingsWindowController::SettingsWindowController(HostingWindowFactory& windows, Log& log,
                                                    SettingsModel::Services services)
@@ -16,10 +30,21 @@ SettingsWindowController::SettingsWindowController(HostingWindowFactory& windows
 
 void SettingsWindowController::show() {
     model_.refreshBeforeShowing();
-    if (window_) {
-        bringToFront(*window_);
+    if (!makeWindow())
         return;
-    }
+    bringToFront(*window_);
+    if (!std::exchange(wasShown_, true))
+        log_.line(fmt::format("Settings window shown (frame={})",
+                              rectangleText(window_->frameGeometry())));
+}
+
+int SettingsWindowController::moduleRowCount() {
+    return makeWindow() ? rowCount(*window_->contentItem()) : 0;
+}
+
+bool SettingsWindowController::makeWindow() {
+    if (window_)
+        return true;
     window_ = windows_.makeWindow(
         QStringLiteral("Morvel Settings"), QSize(460, 620),
         {appView(QStringLiteral("SettingsView")),
@@ -28,14 +53,12 @@ void SettingsWindowController::show() {
           {QStringLiteral("permission"), QVariant::fromValue<QObject*>(&permission_)},
           {QStringLiteral("model"), QVariant::fromValue<QObject*>(&model_)}}});
     if (!window_)
-        return;
+        return false;
     QObject::connect(window_.get(), &QWindow::visibleChanged, &model_, [this](bool visible) {
         if (visible)
             model_.refreshOnScreen();
     });
-    bringToFront(*window_);
-    log_.line(
-        fmt::format("Settings window shown (frame={})", rectangleText(window_->frameGeometry())));
+    return true;
 }
 
 } // namespace morvel

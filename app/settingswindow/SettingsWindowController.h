@@ -21,16 +21,23 @@ public:
     // Refreshes what is shown and brings the window to the front; makes it the first time.
     void show();
 
+    // The modules that the window has a row for; makes it, hidden, where there is none.
+    int moduleRowCount();
+
     // Null until first shown.
     QQuickView* window() const { return window_.get(); }
 
 private:
+    // Answers whether there is one.
+    bool makeWindow();
+
     HostingWindowFactory& windows_;
     Log& log_;
     AppSettings& settings_;
     AccessibilityPermission& permission_;
     SettingsModel model_;
     std::unique_ptr<QQuickView> window_;
+    bool wasShown_ = false;
 };
 
 } // namespace morvel

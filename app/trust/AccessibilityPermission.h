@@ -63,6 +63,7 @@ public:
     // Nothing happens when already monitoring.
     void startMonitoring();
     void stopMonitoring();
+    bool isMonitoring() const { return pollTimer_ != nullptr; }
 
     // Recomputes trust now; logs and signals only a change.
     Q_INVOKABLE void refresh();

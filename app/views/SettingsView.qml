@@ -75,6 +75,7 @@ Rectangle {
                 Repeater {
                     model: view.model.modules
                     delegate: ModuleRow {
+                        objectName: "moduleRow"
                         required property QtObject modelData
                         width: sections.width
                         module: modelData

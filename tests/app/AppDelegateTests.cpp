@@ -313,6 +313,8 @@ TEST_F(AppDelegateTest, SeveralTestSwitchesStartInTheirOrderAtTheEndOfTheLaunch)
     variables_["MORVEL_A"] = "1";
     launch();
     EXPECT_EQ(order, "AC");
+    EXPECT_THAT(delegate_->testVariables(),
+                testing::ElementsAre("MORVEL_A", "MORVEL_B", "MORVEL_C"));
 }
 
 TEST_F(AppDelegateTest, TerminationGivesEverythingBackInItsOrder) {

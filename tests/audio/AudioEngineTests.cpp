@@ -39,8 +39,10 @@ TEST_F(AudioEngineTest, AnOutageAtTheStartIsLoggedOnceAndSoundComesWithTheServer
         engine->play(SoundCategory::keyDown, 1, false);
     EXPECT_EQ(log.lines(), std::vector{logPrefix("AudioEngine failed to start: no server")});
     EXPECT_EQ(engine->activeVoiceCount(), 5);
+    EXPECT_FALSE(engine->isRunning());
     output.comeBack();
     time.runPending();
+    EXPECT_TRUE(engine->isRunning());
     EXPECT_EQ(test::peak(listen(4000)), 0) << "sounds of the outage are not played late";
     engine->play(SoundCategory::keyDown, 1, false);
     EXPECT_EQ(test::peak(listen(500)), 0.5F);
@@ -158,6 +160,65 @@ TEST_F(AudioEngineTest, AConfigurationChangeDoesNotResumeAFadingLoop) {
     time.runPending();
     listen(300);
     EXPECT_EQ(test::peak(listen(500)), 0);
+}
+
+TEST_F(AudioEngineTest, RunsWhileItsOutputDoes) {
+    build();
+    EXPECT_TRUE(engine->isRunning());
+    output.pause();
+    EXPECT_FALSE(engine->isRunning());
+    output.setSlow(true);
+    engine->start();
+    EXPECT_FALSE(engine->isRunning()) << "not before it has come up";
+    output.finishStarting();
+    EXPECT_TRUE(engine->isRunning());
+    output.lose("server died");
+    EXPECT_FALSE(engine->isRunning());
+}
+
+TEST_F(AudioEngineTest, ASimulatedConfigurationChangeStopsOutputAndIsHandledAsARealOne) {
+    theme->set(SoundCategory::keyDown, test::constant(0.5F, 50000));
+    theme->set(SoundCategory::dialLoop, test::constant(0.2F, 1000));
+    build();
+    engine->startLoop(SoundCategory::dialLoop, 1, 1.5F);
+    engine->play(SoundCategory::keyDown, 1, false);
+    listen(500);
+    engine->simulateConfigurationChange();
+    EXPECT_EQ(output.pauses(), 1);
+    EXPECT_EQ(output.state(), AudioOutputState::paused);
+    time.advance(0.09);
+    EXPECT_EQ(output.state(), AudioOutputState::paused) << "long enough to have stopped";
+    EXPECT_EQ(engine->activeVoiceCount(), 1);
+    time.advance(0.02);
+    EXPECT_EQ(
+        log.lines(),
+        (std::vector{logPrefix("Simulating configuration change (stopping engine)"),
+                     logPrefix("Audio configuration changed — restarting engine (running=false)"),
+                     logPrefix("Audio engine restarted (running=true)")}));
+    EXPECT_EQ(engine->activeVoiceCount(), 0);
+    EXPECT_EQ(engine->loopCategory(), SoundCategory::dialLoop);
+    EXPECT_EQ(engine->loopRate(), 1.5F);
+    listen(300);
+    EXPECT_NEAR(test::peak(listen(500)), 0.2F, 1e-3F) << "only the loop";
+}
+
+TEST_F(AudioEngineTest, ARestartThatTakesItsTimeIsReportedOnceItsOutcomeIsKnown) {
+    build();
+    for (const bool comesUp : {true, false}) {
+        log.clear();
+        output.setSlow(true);
+        output.pause();
+        output.changeConfiguration();
+        time.runPending();
+        EXPECT_EQ(log.lines(), std::vector{logPrefix("Audio configuration changed — restarting "
+                                                     "engine (running=false)")});
+        time.advance(0.1);
+        if (comesUp)
+            output.finishStarting();
+        time.advance(0.5);
+        EXPECT_EQ(lineCount("Audio engine restarted"), 1U);
+        EXPECT_EQ(logged("Audio engine restarted (running=true)"), comesUp);
+    }
 }
 
 TEST_F(AudioEngineTest, QuiescingSilencesAndForgetsWarningsAndTheLoop) {
@@ -306,6 +367,28 @@ TEST_F(RecordingTest, HoldsExactlyTheOutputOnceTheEngineHasGone) {
     ASSERT_TRUE(read);
     EXPECT_EQ(read->channels[0], test::channel(out, 0));
     EXPECT_EQ(read->channels[1], test::channel(out, 1));
+}
+
+TEST_F(RecordingTest, IsCompleteOnceItIsStoppedAndAnotherMayFollow) {
+    build();
+    const auto frames = [](const std::filesystem::path& file) {
+        const auto reader = AudioFileReader::open(file);
+        return reader ? reader->length() : 0;
+    };
+    engine->stopRecording(); // of none
+    ASSERT_FALSE(engine->startRecording(folder / "first.wav"));
+    listen(1000);
+    engine->stopRecording();
+    EXPECT_EQ(frames(folder / "first.wav"), 1000U);
+    listen(500);
+    ASSERT_FALSE(engine->startRecording(folder / "second.wav"));
+    listen(300);
+    ASSERT_FALSE(engine->startRecording(folder / "third.wav"));
+    listen(200);
+    engine->stopRecording();
+    EXPECT_EQ(frames(folder / "first.wav"), 1000U);
+    EXPECT_EQ(frames(folder / "second.wav"), 300U);
+    EXPECT_EQ(frames(folder / "third.wav"), 200U);
 }
 
 TEST_F(RecordingTest, AFileThatCannotBeCreatedIsAnErrorAndDisturbsNothing) {

@@ -207,6 +207,22 @@ TEST_F(OneShotPlayback, TracesEachPlay) {
                 "TRACE play keyboard.down variant={:X} rate=0.5000 vol=0.50 active=2", tag))}));
 }
 
+TEST_F(OneShotPlayback, OnePlayIsTracedWhereItIsAskedForAndNeverTwice) {
+    const auto sample = test::constant(0.5F, 44100);
+    theme->set(key, sample);
+    const auto tag = std::hash<const PcmBuffer*>{}(sample.get()) & 0xFFFF;
+    const std::vector traced = {logPrefix(
+        fmt::format("TRACE play keyboard.down variant={:X} rate=1.0000 vol=1.00 active=1", tag))};
+    build();
+    engine->playTraced(key, 1, false);
+    EXPECT_EQ(log.lines(), traced);
+    EXPECT_EQ(test::peak(listen(500)), 0.5F);
+    log.clear();
+    build(true);
+    engine->playTraced(key, 1, false);
+    EXPECT_EQ(log.lines(), traced);
+}
+
 TEST_F(OneShotPlayback, WithoutTracingItLogsNothing) {
     theme->set(key, test::constant(0.5F, 100));
     build();

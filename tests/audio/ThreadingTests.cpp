@@ -1,7 +1,9 @@
 // Plays from two threads while a third renders. Meant to run under ThreadSanitizer as well.
 #include "audio/AudioEngine.h"
+#include "audio/sample/AudioFileReader.h"
 #include "tests/audio/EngineFixture.h"
 #include "tests/audio/Signals.h"
+#include "tests/support/TemporaryFolder.h"
 
 #include <set>
 #include <thread>
@@ -62,6 +64,40 @@ TEST_F(Threading, PlaysFromTwoThreadsDuringRenderingAllSoundAndStayWithinFullSca
     output.render(500);
     engine->quiesceForThemeSwap();
     EXPECT_EQ(engine->heldBufferCount(), 0U);
+}
+
+TEST_F(Threading, RecordingsThatAreStoppedDuringRenderingAreCompleteAndHoldWholeBlocks) {
+    constexpr std::size_t blockFrames = 64;
+    const TemporaryFolder folder;
+    theme->set(SoundCategory::dialLoop, test::constant(0.25F, 100));
+    build();
+    engine->startLoop(SoundCategory::dialLoop, 1, 1);
+    output.render(1000);
+    std::atomic<bool> done = false;
+    std::atomic<int> blocks = 0;
+    std::thread audio([&] {
+        while (!done) {
+            output.render(blockFrames, blockFrames);
+            ++blocks;
+            std::this_thread::yield();
+        }
+    });
+    for (int i = 0; i < 20; ++i) {
+        const auto file = folder / (std::to_string(i) + ".wav");
+        ASSERT_FALSE(engine->startRecording(file));
+        for (const int before = blocks; blocks < before + 5;)
+            std::this_thread::yield();
+        engine->stopRecording();
+        auto reader = AudioFileReader::open(file);
+        ASSERT_TRUE(reader) << reader.error().description();
+        const auto read = reader->readAll({});
+        ASSERT_TRUE(read);
+        EXPECT_GE(read->frameLength(), 4 * blockFrames);
+        EXPECT_EQ(read->frameLength() % blockFrames, 0U);
+        EXPECT_EQ(std::ranges::min(read->channels[0]), 0.25F);
+    }
+    done = true;
+    audio.join();
 }
 
 TEST_F(Threading, LoopsThatReplaceEachOtherDuringRenderingLeaveNoBufferBehindAndTheLastOneSounds) {

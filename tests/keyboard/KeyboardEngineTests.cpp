@@ -151,8 +151,11 @@ TEST_F(KeyboardEngineTest, ARefusedTapIsLoggedAndLeavesTheEngineStopped) {
 TEST_F(KeyboardEngineTest, StopRemovesTheTapOnce) {
     keyboard.stop();
     EXPECT_TRUE(linesAbout("KeyboardEngine").empty());
+    EXPECT_FALSE(keyboard.isRunning());
     keyboard.start();
+    EXPECT_TRUE(keyboard.isRunning());
     keyboard.stop();
+    EXPECT_FALSE(keyboard.isRunning());
     keyboard.stop();
     EXPECT_EQ(tap.removals, 1);
     EXPECT_FALSE(tap.installed());

@@ -90,6 +90,19 @@ TEST_F(SoundThemeTest, PlaysEveryKeyFromTwoRootsAndTheToysFromDefault) {
                             "Default, 0 unresolved)"));
 }
 
+TEST_F(SoundThemeTest, TellsOfEachCategoryWhereItsSoundComesFrom) {
+    using Resolution = SoundTheme::Resolution;
+    makeTheme(bundled, "default", manifestWith(R"({"fidget.pop": {"variants": ["toy.wav"]}})"),
+              {"toy.wav"});
+    makeMinimalTheme(user, "minimal");
+    const auto theme = load("minimal");
+    ASSERT_TRUE(theme);
+    EXPECT_EQ(theme->resolution(SoundCategory::keyUp), Resolution::exact);
+    EXPECT_EQ(theme->resolution(SoundCategory::tabUp), Resolution::viaRoot);
+    EXPECT_EQ(theme->resolution(SoundCategory::pop), Resolution::inherited);
+    EXPECT_EQ(theme->resolution(SoundCategory::popReset), Resolution::unresolved);
+}
+
 TEST_F(SoundThemeTest, GivesTheDefaultThemeNoFallback) {
     makeMinimalTheme(bundled, "default");
     const auto theme = load("default");

@@ -11,7 +11,20 @@ struct Shown {
     int permission = 0;
     int permissionClosings = 0;
     int settings = 0;
+    int ownSettings = 0;
     SimulatedPopover::State drawer;
+};
+
+class SimulatedSettingsWindow : public SettingsWindow {
+public:
+    explicit SimulatedSettingsWindow(Shown& shown)
+        : shown_(shown) {}
+
+    void show() override { ++shown_.ownSettings; }
+    int moduleRowCount() override { return 2; }
+
+private:
+    Shown& shown_;
 };
 
 class SimulatedWindows : public ApplicationWindows, public PermissionWindow {
@@ -23,6 +36,9 @@ public:
     void show(AccessibilityPermission&) override { ++shown_.permission; }
     void close() override { ++shown_.permissionClosings; }
     void showSettings() override { ++shown_.settings; }
+    std::unique_ptr<SettingsWindow> makeSettingsWindow() override {
+        return std::make_unique<SimulatedSettingsWindow>(shown_);
+    }
     std::unique_ptr<Popover> makeDrawer() override {
         return std::make_unique<SimulatedPopover>(shown_.drawer);
     }
@@ -71,6 +87,15 @@ TEST_F(LateWindowsTest, ClosingThePermissionWindowBeforeAnyWindowIsThereDoesNoth
     EXPECT_EQ(shown.permissionClosings, 0);
 }
 
+TEST_F(LateWindowsTest, ASettingsWindowOfOnesOwnIsNotTheOneThatTheUserOpens) {
+    const auto own = windows.makeSettingsWindow();
+    ASSERT_TRUE(own);
+    EXPECT_EQ(made, 1);
+    own->show();
+    EXPECT_EQ(shown.ownSettings, 1);
+    EXPECT_EQ(shown.settings, 0);
+}
+
 TEST_F(LateWindowsTest, TheDrawerIsShownWhereAskedAndTellsWhenItHasClosed) {
     const auto drawer = windows.makeDrawer();
     int closings = 0;
@@ -100,6 +125,7 @@ TEST_F(LateWindowsTest, WindowsThatCannotBeMadeAreTriedOnceAndNotShown) {
     windows.showSettings();
     windows.show(around.permission);
     windows.close();
+    EXPECT_EQ(windows.makeSettingsWindow(), nullptr);
     EXPECT_FALSE(drawer->isShown());
     EXPECT_EQ(made, 1);
 }

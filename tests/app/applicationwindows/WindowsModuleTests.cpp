@@ -8,6 +8,7 @@
 #include <QGuiApplication>
 #include <QSignalSpy>
 #include <QWindow>
+#include <algorithm>
 
 namespace morvel::test {
 namespace {
@@ -51,6 +52,30 @@ TEST_F(WindowsModuleTest, ItsWindowsAreShown) {
     drawer->showAsWindow();
     EXPECT_TRUE(titled("Fidget Drawer"));
     EXPECT_TRUE(drawer->isShown());
+}
+
+TEST_F(WindowsModuleTest, ASettingsWindowOfOnesOwnComesAndGoesBesideTheUsers) {
+    const auto windows = loaded();
+    ASSERT_TRUE(windows);
+    windows->showSettings();
+    QWindow* const users = titled("Morvel Settings");
+    ASSERT_TRUE(users);
+    const QRect place = users->geometry();
+    auto own = windows->makeSettingsWindow();
+    EXPECT_EQ(own->moduleRowCount(), 2);
+    const auto shownCount = [] {
+        return std::ranges::count_if(QGuiApplication::topLevelWindows(), [](const QWindow* one) {
+            return one->title() == "Morvel Settings" && one->isVisible();
+        });
+    };
+    EXPECT_EQ(shownCount(), 1);
+    own->show();
+    EXPECT_EQ(shownCount(), 2);
+    EXPECT_EQ(own->moduleRowCount(), 2);
+    own.reset();
+    EXPECT_EQ(shownCount(), 1);
+    EXPECT_TRUE(users->isVisible());
+    EXPECT_EQ(users->geometry(), place);
 }
 
 TEST_F(WindowsModuleTest, ItFollowsAndChangesTheProgramsOwnObjects) {

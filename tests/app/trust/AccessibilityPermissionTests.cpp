@@ -171,8 +171,11 @@ TEST_F(AccessibilityPermissionTest, StartingTwiceCreatesOneTimerAndOneObserver) 
 TEST_F(AccessibilityPermissionTest, StoppingEndsPollAndObservationAndMonitoringCanStartAgain) {
     const auto permission = monitor();
     permission->stopMonitoring();
+    EXPECT_FALSE(permission->isMonitoring());
     permission->startMonitoring();
+    EXPECT_TRUE(permission->isMonitoring());
     permission->stopMonitoring();
+    EXPECT_FALSE(permission->isMonitoring());
     permission->stopMonitoring();
     trust_.trusted = false;
     time_.advance(10);
