@@ -377,8 +377,9 @@ TEST_F(SettingsSelfTestTest, AServiceThatDoesNotUnregisterFails) {
 TEST_F(SettingsSelfTestTest, AnObserverThatIsToldAnotherValueThanTheMonitorHasFails) {
     // The last thing before the observer is told is a change that it has not heard of.
     beforeLaunch = [this] {
-        modes.clear();
-        const auto original = selfTests->modes().front().start;
+        const auto original =
+            std::ranges::find(modes, "MORVEL_SETTINGS_SELFTEST", &AppDelegate::TestMode::variable)
+                ->start;
         delegate.emplace(AppDelegate::Services{activation,
                                                *settings,
                                                *permission,
