@@ -281,13 +281,17 @@ TEST_F(SelfTestAudioDesktopTest, ARecordingThatCannotStartEndsTheAudioTestsProgr
 
 TEST_F(SelfTestAudioDesktopTest, SeveralSwitchesStartTheTestsInTheirOrder) {
     MorvelProcess& morvel = desktop.start(
-        {}, {"MORVEL_FIDGET_SELFTEST=1", "MORVEL_THEME_SELFTEST=1", "MORVEL_AUDIO_SELFTEST=1"});
+        {}, {"MORVEL_FIDGET_SELFTEST=1", "MORVEL_KEYBOARD_SELFTEST=1", "MORVEL_POLISH_SELFTEST=1",
+             "MORVEL_KEYGROUP_SELFTEST=1", "MORVEL_SETTINGS_SELFTEST=1", "MORVEL_THEME_SELFTEST=1",
+             "MORVEL_AUDIO_SELFTEST=1"});
     EXPECT_EQ(morvel.process().wait(20s), 0);
-    EXPECT_THAT(linesOf({"SELFTEST recording", "THEMETEST theme", "THEMETEST recording", "FDTEST 1",
-                         "FDTEST complete"}),
-                ElementsAre(HasSubstr("SELFTEST recording"), HasSubstr("THEMETEST theme"),
-                            HasSubstr("THEMETEST recording"), HasSubstr("FDTEST 1"),
-                            HasSubstr("FDTEST complete")));
+    EXPECT_THAT(
+        linesOf({"SELFTEST recording", "THEMETEST theme", "SETTINGSTEST starting",
+                 "KEYGROUPTEST starting", "POLISHTEST starting", "FDTEST 1", "FDTEST complete"}),
+        ElementsAre(HasSubstr("SELFTEST recording"), HasSubstr("THEMETEST theme"),
+                    HasSubstr("SETTINGSTEST starting"), HasSubstr("KEYGROUPTEST starting"),
+                    HasSubstr("POLISHTEST starting"), HasSubstr("FDTEST 1"),
+                    HasSubstr("FDTEST complete")));
 }
 
 TEST_F(SelfTestAudioDesktopTest, WithoutAnActiveThemeTheThemeTestIsSkipped) {
@@ -301,12 +305,15 @@ TEST_F(SelfTestAudioDesktopTest, WithoutAnActiveThemeTheThemeTestIsSkipped) {
 }
 
 TEST_F(SelfTestAudioDesktopTest, AnyOtherValueThanOneStartsNothing) {
-    MorvelProcess& morvel =
-        desktop.start({}, {"MORVEL_FIDGET_SELFTEST=true", "MORVEL_THEME_SELFTEST=yes",
-                           "MORVEL_AUDIO_SELFTEST=2"});
+    MorvelProcess& morvel = desktop.start(
+        {}, {"MORVEL_FIDGET_SELFTEST=true", "MORVEL_THEME_SELFTEST=yes", "MORVEL_AUDIO_SELFTEST=2",
+             "MORVEL_SETTINGS_SELFTEST=", "MORVEL_KEYGROUP_SELFTEST=01",
+             "MORVEL_POLISH_SELFTEST=on", "MORVEL_KEYBOARD_SELFTEST=1 "});
     ASSERT_TRUE(morvel.awaitLine("event tap installed"));
     ASSERT_TRUE(morvel.awaitLine("Audio output"));
-    EXPECT_THAT(linesOf({"SELFTEST", "THEMETEST", "FDTEST"}), IsEmpty());
+    EXPECT_THAT(linesOf({"SELFTEST", "THEMETEST", "SETTINGSTEST", "KEYGROUPTEST", "POLISHTEST",
+                         "KBTEST", "FDTEST"}),
+                IsEmpty());
 }
 
 } // namespace
