@@ -94,7 +94,8 @@ TEST_F(LifecycleDesktopTest, TheLogTellsTheStepsOfALaunchInTheirOrder) {
     ASSERT_TRUE(desktop->windows.await(titled(drawerTitle)));
     const std::vector<std::string> steps = {
         "Created user themes folder at ",
-        "Theme catalogue: 2 available (default[32/32], mechanical[32/32])",
+        "Theme catalogue: 6 available (carriage[32/32], cellar[32/32], default[32/32], "
+        "galosh[32/32], hailstone[32/32], mechanical[32/32])",
         "Active theme is now 'mechanical' (32/32 categories authored)",
         "Hotkey ⌃⌥⌘M registered",
         "---- Accessibility trust identity ----",

@@ -206,9 +206,10 @@ TEST_F(SettingsDesktopTest, EverythingIsDoneByKeyboardAlone) {
     strike(XKB_KEY_space);
     EXPECT_TRUE(stored("theme.id", "default"));
     strike(XKB_KEY_Down);
-    ASSERT_TRUE(await(mechanicalRow, [](const Control& control) { return control.focused(); }));
+    ASSERT_TRUE(await("Galosh, Built-in, by Morvel, All 32 categories",
+                      [](const Control& control) { return control.focused(); }));
     strike(XKB_KEY_space);
-    EXPECT_TRUE(stored("theme.id", "mechanical"));
+    EXPECT_TRUE(stored("theme.id", "galosh"));
 
     MorvelProcess& morvel = desktop.program();
     morvel.drain();
@@ -234,7 +235,8 @@ TEST_F(SettingsDesktopTest, AThemeThatIsDroppedInAppearsAfterRescanAndStaysChose
     ASSERT_TRUE(click("Rescan"));
     ASSERT_TRUE(await(row));
     ASSERT_TRUE(desktop.program().awaitLine(
-        "Theme catalogue: 3 available (default[32/32], mechanical[32/32], dropped[32/32])"));
+        "Theme catalogue: 7 available (carriage[32/32], cellar[32/32], default[32/32], "
+        "galosh[32/32], hailstone[32/32], mechanical[32/32], dropped[32/32])"));
     ASSERT_TRUE(click(row));
     EXPECT_TRUE(stored("theme.id", "dropped"));
     EXPECT_TRUE(desktop.program().awaitLine("Active theme is now 'dropped'"));

@@ -14,7 +14,7 @@ namespace {
 constexpr std::size_t headerBytes = 44;
 constexpr double fullScale = 32768;
 constexpr std::size_t comparedFrames = 4096;
-constexpr std::size_t transformSize = 2 * comparedFrames; // no lag wraps round
+constexpr std::size_t transformSize = 2 * comparedFrames; // no lag wraps round; past 150 ms
 
 using Spectrum = std::vector<std::complex<double>>;
 
@@ -68,9 +68,22 @@ std::size_t onsetFrame(const std::vector<double>& middle, std::size_t width) {
     return static_cast<std::size_t>(first - envelope.begin());
 }
 
-// In place, iterative, decimation in time; `direction` -1 forward, 1 inverse (unscaled).
+const Spectrum& turnsOfACircle() {
+    static const Spectrum turns = [] {
+        Spectrum result(transformSize / 2);
+        for (std::size_t k = 0; k < result.size(); ++k)
+            result[k] = std::polar(1.0, 2 * std::numbers::pi * static_cast<double>(k) /
+                                            static_cast<double>(transformSize));
+        return result;
+    }();
+    return turns;
+}
+
+// In place, iterative, decimation in time, of transformSize values; `direction` -1 forward, 1
+// inverse (unscaled).
 void transform(Spectrum& data, int direction) {
     const std::size_t n = data.size();
+    const Spectrum& turns = turnsOfACircle();
     for (std::size_t i = 1, j = 0; i < n; ++i) {
         std::size_t bit = n >> 1u;
         for (; j & bit; bit >>= 1u)
@@ -80,13 +93,10 @@ void transform(Spectrum& data, int direction) {
             std::swap(data[i], data[j]);
     }
     for (std::size_t size = 2; size <= n; size *= 2) {
-        const double angle = direction * 2 * std::numbers::pi / static_cast<double>(size);
-        std::vector<std::complex<double>> twiddles(size / 2);
-        for (std::size_t k = 0; k < size / 2; ++k)
-            twiddles[k] = std::polar(1.0, angle * static_cast<double>(k));
         for (std::size_t start = 0; start < n; start += size) {
             for (std::size_t k = 0; k < size / 2; ++k) {
-                const auto& t = twiddles[k];
+                const auto& turn = turns[k * (transformSize / size)];
+                const std::complex<double> t(turn.real(), direction * turn.imag());
                 const auto& b = data[start + k + size / 2];
                 const std::complex<double> odd(t.real() * b.real() - t.imag() * b.imag(),
                                                t.real() * b.imag() + t.imag() * b.real());
@@ -164,6 +174,40 @@ Envelope measureEnvelope(const WavSound& sound) {
     result.sideToMidDb = db(std::sqrt(energyOf(side) / energyOf(middle)));
     result.loudest50MsDb = db(std::sqrt(*std::max_element(long_.begin(), long_.end())));
     return result;
+}
+
+double spectralCentroidHz(const WavSound& sound) {
+    auto middle = channelMix(sound, 0.5, 0.5);
+    middle.resize(std::min<std::size_t>(middle.size(), sound.sampleRate * 15 / 100));
+    Spectrum spectrum(transformSize);
+    std::copy(middle.begin(), middle.end(), spectrum.begin());
+    transform(spectrum, -1);
+    double moment = 0;
+    double total = 0;
+    for (std::size_t i = 1; i < transformSize / 2; ++i) {
+        const double power = std::norm(spectrum[i]);
+        moment += power * static_cast<double>(i);
+        total += power;
+    }
+    return moment / total * sound.sampleRate / static_cast<double>(transformSize);
+}
+
+double decay20Ms(const WavSound& sound) {
+    const auto middle = channelMix(sound, 0.5, 0.5);
+    std::vector<double> power;
+    for (const double s : middle)
+        power.push_back(s * s);
+    const auto short_ = runningMean(power, sound.sampleRate / 2000);
+    const auto loudest =
+        static_cast<std::size_t>(std::max_element(short_.begin(), short_.end()) - short_.begin());
+    double left = 0;
+    for (std::size_t i = loudest; i < power.size(); ++i)
+        left += power[i];
+    const double threshold = left / 100;
+    std::size_t end = loudest;
+    for (; end < power.size() && left > threshold; ++end)
+        left -= power[end];
+    return 1000 * static_cast<double>(end - loudest) / sound.sampleRate;
 }
 
 Fingerprint::Fingerprint(const WavSound& sound)

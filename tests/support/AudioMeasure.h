@@ -38,6 +38,14 @@ struct Envelope {
 // `sound` must be stereo and at least 10 ms long.
 Envelope measureEnvelope(const WavSound& sound);
 
+// Of the middle of a stereo sound: the mean frequency of the power spectrum of its first 150 ms,
+// Hz.
+double spectralCentroidHz(const WavSound& sound);
+
+// How long after the loudest half millisecond of the middle begins the energy still to come has
+// fallen by 20 dB, ms.
+double decay20Ms(const WavSound& sound);
+
 // The middle channel of a sound, ready to be compared with others.
 class Fingerprint {
 public:

@@ -1,9 +1,14 @@
 #include "tests/support/AudioMeasure.h"
+#include "tools/themeforge/Bell.h"
+#include "tools/themeforge/Exciter.h"
 #include "tools/themeforge/Filter.h"
+#include "tools/themeforge/Housing.h"
 #include "tools/themeforge/Loudness.h"
 #include "tools/themeforge/Modal.h"
 #include "tools/themeforge/Parameters.h"
+#include "tools/themeforge/ProgressBar.h"
 #include "tools/themeforge/Random.h"
+#include "tools/themeforge/Scrape.h"
 #include "tools/themeforge/ThemeFolder.h"
 
 #include <gtest/gtest.h>
@@ -82,11 +87,16 @@ std::string errorAfter(const std::function<void(nlohmann::json&)>& change) {
     return error ? error->description() : "";
 }
 
+// Every theme, rendered once for the whole program.
+const fs::path& renderedThemes() {
+    static const TemporaryFolder folder;
+    static const Outcome outcome = runThemeForge(parameterFolder, folder.path());
+    EXPECT_EQ(outcome.exitCode, 0) << outcome.output;
+    return folder.path();
+}
+
 TEST(ThemeForge, RegeneratesTheShippedThemesWithinOneStepOfTheSampleFormat) {
-    const TemporaryFolder folder;
-    const Outcome outcome = runThemeForge(parameterFolder, folder.path());
-    ASSERT_EQ(outcome.exitCode, 0) << outcome.output;
-    const auto made = filesUnder(folder.path());
+    const auto made = filesUnder(renderedThemes());
     const auto shipped = filesUnder(shippedFolder);
     ASSERT_GT(shipped.size(), 100u);
     for (const auto& [name, bytes] : shipped)
@@ -97,7 +107,7 @@ TEST(ThemeForge, RegeneratesTheShippedThemesWithinOneStepOfTheSampleFormat) {
             EXPECT_EQ(bytes, shipped.at(name)) << name;
             continue;
         }
-        const auto now = readWav(folder.path() / name);
+        const auto now = readWav(renderedThemes() / name);
         const auto then = readWav(shippedFolder / name);
         ASSERT_TRUE(now && then) << name;
         ASSERT_EQ(now->samples.size(), then->samples.size()) << name;
@@ -108,13 +118,64 @@ TEST(ThemeForge, RegeneratesTheShippedThemesWithinOneStepOfTheSampleFormat) {
     }
 }
 
+TEST(ThemeForge, GeneratesTheSameBytesWhateverTheNumberOfThreads) {
+    const auto theme = std::get<Theme>(readTheme(parameterFolder / "default.json"));
+    const TemporaryFolder alone;
+    const TemporaryFolder together;
+    std::size_t written = 0;
+    ASSERT_EQ(writeThemeFolder(theme, alone.path()), std::nullopt);
+    ASSERT_EQ(writeThemeFolder(theme, together.path(), 5, [&] { ++written; }), std::nullopt);
+    EXPECT_EQ(written, soundCount(theme));
+    EXPECT_TRUE(filesUnder(alone.path()) == filesUnder(together.path()));
+}
+
+TEST(ThemeForge, NamesTheFirstSoundThatCannotBeWritten) {
+    const auto theme = std::get<Theme>(readTheme(parameterFolder / "default.json"));
+    const TemporaryFolder folder;
+    const auto inTheWay = folder.path() / "default" / fileName(SoundCategory::keyDown, 2);
+    fs::create_directories(inTheWay);
+    fs::create_directories(folder.path() / "default" / fileName(SoundCategory::pop, 1));
+    EXPECT_EQ(writeThemeFolder(theme, folder.path(), 4), inTheWay.string() + " cannot be written");
+}
+
+TEST(ThemeForge, TellsALineAThemeWhereThereIsNoTerminal) {
+    const TemporaryFolder folder;
+    const Outcome outcome = runThemeForge(parameterFolder / "default.json", folder.path());
+    EXPECT_EQ(outcome.output, "default: 18 categories, 60 sounds\n");
+}
+
+TEST(ThemeForge, ReadsAllParametersBeforeItWritesASound) {
+    const TemporaryFolder folder;
+    fs::copy_file(parameterFolder / "default.json", folder.path() / "a.json");
+    std::ofstream(folder.path() / "b.json") << "{}";
+    const Outcome outcome = runThemeForge(folder.path(), folder.path() / "out");
+    EXPECT_EQ(outcome.exitCode, 1);
+    EXPECT_FALSE(fs::exists(folder.path() / "out"));
+}
+
+TEST(ThemeForge, DrawsItsBarOverItselfOnATerminalAndOnlyLinesElsewhere) {
+    EXPECT_EQ(progressBar(5, 20, "deep"), "[##########                              ]  5/20 deep");
+    EXPECT_EQ(progressBar(20, 20, "deep"), "[########################################] 20/20 deep");
+    const TemporaryFolder folder;
+    const auto shown = [&](bool isTerminal) {
+        const auto file = folder.path() / "shown";
+        std::FILE* stream = std::fopen(file.c_str(), "w");
+        ProgressDisplay display(stream, isTerminal, 2);
+        display.step("deep");
+        display.step("deep");
+        display.line("deep: done");
+        std::fclose(stream);
+        return readBytes(file);
+    };
+    EXPECT_EQ(shown(false), "deep: done\n");
+    EXPECT_EQ(shown(true), "\r\x1b[K" + progressBar(1, 2, "deep") + "\r\x1b[K" +
+                               progressBar(2, 2, "deep") + "\r\x1b[Kdeep: done\n");
+}
+
 TEST(ThemeForge, GeneratesTheSameBytesTwice) {
-    const TemporaryFolder first;
-    const TemporaryFolder second;
-    const auto theme = parameterFolder / "default.json";
-    ASSERT_EQ(runThemeForge(theme, first.path()).exitCode, 0);
-    ASSERT_EQ(runThemeForge(theme, second.path()).exitCode, 0);
-    EXPECT_EQ(filesUnder(first.path()), filesUnder(second.path()));
+    const TemporaryFolder again;
+    ASSERT_EQ(runThemeForge(parameterFolder, again.path()).exitCode, 0);
+    EXPECT_TRUE(filesUnder(again.path()) == filesUnder(renderedThemes()));
 }
 
 TEST(ThemeForge, AnotherSeedIsAnotherTake) {
@@ -271,6 +332,80 @@ TEST(ForgeModal, AModeRingsAtItsFrequencyAndDecaysByItsQuality) {
     };
     const auto timeConstant = static_cast<std::size_t>(q / (std::numbers::pi * hz) * sampleRate);
     EXPECT_NEAR(highest(timeConstant) / highest(0), std::exp(-1), 0.02);
+}
+
+TEST(ForgeBell, RingsFromItsMomentOnAtItsPitchAndFadesByItsDecay) {
+    const Bell bell{50, 2000, 1, 100, 0, {{1, 0}}};
+    Random take(1, 1);
+    const Signal sound = strike(bell, 22050, take);
+    const auto energyOf = [&](std::size_t fromMs, std::size_t toMs) {
+        double sum = 0;
+        for (std::size_t i = fromMs * 441 / 10; i < toMs * 441 / 10; ++i)
+            sum += sound[i] * sound[i];
+        return sum;
+    };
+    EXPECT_EQ(energyOf(0, 49), 0);
+    EXPECT_NEAR(10 * std::log10(energyOf(160, 180) / energyOf(60, 80)), -8.7, 4);
+    int crossings = 0;
+    for (std::size_t i = 4410; i < 8820; ++i)
+        crossings += sound[i - 1] < 0 && sound[i] >= 0;
+    EXPECT_NEAR(crossings, 200, 2);
+}
+
+TEST(ForgeScrape, LastsItsSpanAndHasItsTeeth) {
+    const Scrape even{20, 200, 500, 8000, 50, 0, 0};
+    Scrape toothed = even;
+    toothed.grainShare = 1;
+    const auto unevenness = [](const Scrape& scrape_) {
+        Random take(3, 1);
+        const Signal sound = scrape(scrape_, 22050, take);
+        double before = 0;
+        double atTooth = 0;
+        for (std::size_t tooth = 3; tooth < 8; ++tooth) {
+            const std::size_t at = 882 + tooth * 882;
+            for (std::size_t i = 0; i < 200; ++i) {
+                atTooth += sound[at + i] * sound[at + i];
+                before += sound[at - 200 + i] * sound[at - 200 + i];
+            }
+        }
+        return 10 * std::log10(atTooth / before);
+    };
+    EXPECT_NEAR(unevenness(even), 0, 2);
+    EXPECT_GT(unevenness(toothed), 20);
+    Random take(3, 1);
+    const Signal sound = scrape(even, 22050, take);
+    EXPECT_EQ(energy(Signal(sound.begin(), sound.begin() + 882)), 0);
+    EXPECT_LT(energy(Signal(sound.begin() + 11025, sound.end())), 1e-6 * energy(sound));
+}
+
+TEST(ForgeExciter, AHarderImpactIsBrighter) {
+    const Exciter exciter{0.5, 3, 0.5, 4000};
+    const auto brightness = [&](double octaves) {
+        Random random(1, 1);
+        Signal sound = excitation(exciter, {{0, 0, octaves}}, Variation{}, 4410, random);
+        const double whole = energy(sound);
+        Biquad::highPass(4000).process(sound);
+        return energy(sound) / whole;
+    };
+    EXPECT_GT(brightness(1), 2 * brightness(0));
+    EXPECT_LT(brightness(-1), brightness(0) / 2);
+}
+
+TEST(ForgeHousing, TheRoomIsTheSameForAllSoundsOfATheme) {
+    Housing housing{-120, 5, -120, 100, 500, 5000, Room{6, 2, 12, -12, 6000}};
+    Signal dry(4410);
+    dry[0] = 1;
+    const auto housed = [&](std::uint64_t sound, std::uint64_t room) {
+        Draws draws{Random(sound, 1), Random(sound, 2), Random(room, 3)};
+        return house(dry, housing, draws);
+    };
+    const auto difference = [](const StereoSignal& a, const StereoSignal& b) {
+        Signal d = a.left;
+        add(d, b.left, -1);
+        return energy(d);
+    };
+    EXPECT_LT(difference(housed(1, 7), housed(2, 7)), 1e-6);
+    EXPECT_GT(difference(housed(1, 7), housed(1, 8)), 0.01);
 }
 
 TEST(ForgeLoudness, AFullScaleToneAtOneKilohertzMeasuresItsPlainLevel) {

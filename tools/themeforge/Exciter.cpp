@@ -32,6 +32,14 @@ Signal noise(const Exciter& exciter, Random& random) {
     return result;
 }
 
+Exciter toned(Exciter exciter, double octaves) {
+    const double factor = std::exp2(octaves);
+    exciter.contactMs /= factor;
+    exciter.decayMs /= factor;
+    exciter.lowPassHz *= factor;
+    return exciter;
+}
+
 } // namespace
 
 Signal blow(const Exciter& exciter, Random& random) {
@@ -53,7 +61,8 @@ Signal excitation(const Exciter& exciter, const std::vector<Impact>& impacts,
         const double stray = 1 + variation.timePercent / 100 * random.bipolar();
         const double level = impacts[i].levelDb + variation.levelDb / 2 * random.bipolar();
         const double at = i == 0 ? impacts[i].atMs : impacts[i].atMs * stray;
-        add(result, blow(exciter, random), fromDb(level), frames(at));
+        add(result, blow(toned(exciter, impacts[i].toneOctaves), random), fromDb(level),
+            frames(at));
     }
     return result;
 }

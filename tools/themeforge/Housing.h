@@ -7,9 +7,9 @@
 
 namespace morvel::forge {
 
-// Puts a dry sound into its housing. The reflections are the category's own (`design`), the noise
-// of the tail belongs to the variant (`take`).
-StereoSignal house(const Signal& dry, const Housing& housing, Random& design, Random& take);
+// Puts a dry sound into its housing. The reflections of the case are the category's own (`design`),
+// those of the room the theme's (`room`), and the noise of the tail is the variant's (`take`).
+StereoSignal house(const Signal& dry, const Housing& housing, Draws& draws);
 
 // Filters, fades and levels: what is left is a finished sound of `output.lengthMs`. `loudnessDb`
 // stands in for the output's own, so that variants may differ.

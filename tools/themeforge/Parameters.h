@@ -45,7 +45,8 @@ struct Exciter {
 // "impacts": when parts meet. The first sets the beginning of the sound and belongs at 0.
 struct Impact {
     double atMs;
-    double levelDb; // relative to an impact at 0 dB
+    double levelDb;     // relative to an impact at 0 dB
+    double toneOctaves; // optional, 0: how much harder (above 0) or softer the parts are that meet
 };
 
 // "bodies", by name (case, plate, cap, air ...): a group of damped modes spread evenly over the
@@ -77,6 +78,42 @@ struct Spring {
     double levelDb; // energy, as for a body
 };
 
+// "scrape" (optional): parts that slide past each other: a breath of noise, or a ratchet.
+struct Scrape {
+    double startMs; // after the beginning of the sound
+    double spanMs;  // it swells and fades within this
+    double lowHz;   // the noise lies between these
+    double highHz;
+    double grainHz;    // teeth a second
+    double grainShare; // 0 to 1: 0 an even breath, 1 nothing between the teeth
+    double levelDb;    // energy, as for a body
+};
+
+// "bell" (optional): struck once, each partial a pair that beats slowly. Higher partials fade
+// sooner.
+struct BellPartial {
+    double ratio; // to "hz"
+    double levelDb;
+};
+
+struct Bell {
+    double atMs;
+    double hz;
+    double attackMs;
+    double decayMs; // of a partial at "hz": time to fall to 1/e
+    double levelDb; // energy, as for a body
+    std::vector<BellPartial> partials;
+};
+
+// "room" within a housing (optional): the desk and the walls, the same for every sound of a theme.
+struct Room {
+    int reflections;
+    double firstMs; // the reflections lie between these, later ones softer
+    double lastMs;
+    double levelDb;   // energy of them all, against the dry sound
+    double lowPassHz; // of the first; later ones are duller, the last by an octave
+};
+
 // "housing": what the case of the keyboard makes of the sound: early reflections, opposite in the
 // two channels so that a mono listener loses nothing, and a diffuse tail.
 struct Housing {
@@ -84,8 +121,9 @@ struct Housing {
     double earlySpreadMs; // the reflections lie between 0.5 ms and this
     double tailLevelDb;   // beginning of the tail against the peak of the dry sound
     double tailRt60Ms;    // time in which the tail falls by 60 dB
-    double tailLowHz;     // the tail's noise lies between these
+    double tailLowHz;     // the tail's noise lies between these; its upper half fades sooner
     double tailHighHz;
+    std::optional<Room> room;
 };
 
 // "output": the finished file.
@@ -114,6 +152,8 @@ struct Strike {
     std::map<std::string, Body> bodies;
     std::optional<Rattle> rattle;
     std::optional<Spring> spring;
+    std::optional<Scrape> scrape;
+    std::optional<Bell> bell;
     Housing housing;
     Output output;
     Variation variation;

@@ -48,7 +48,8 @@ Signal bubble(const Pop& voice, std::size_t length, double pitch, Random& take) 
 
 } // namespace
 
-StereoSignal render(const Pop& given, Random design, Random take) {
+StereoSignal render(const Pop& given, Draws draws) {
+    Random& take = draws.take;
     Pop voice = given;
     const Variation& variation = voice.variation;
     const auto strayed = [&](double ms) {
@@ -70,7 +71,7 @@ StereoSignal render(const Pop& given, Random design, Random take) {
         add(dry, bubble(voice, length, pitch, take), fromDb(level), frames(at));
     }
     const double loudness = voice.output.loudnessDb + variation.loudnessDb * take.bipolar();
-    StereoSignal result = house(dry, voice.housing, design, take);
+    StereoSignal result = house(dry, voice.housing, draws);
     finish(result, voice.output, loudness);
     return result;
 }

@@ -29,4 +29,12 @@ private:
     std::uint64_t m_increment;
 };
 
+// What one sound draws from. `room` is the same stream for all sounds of a theme, `design` for all
+// variants of a category; `take` is one of each variant's own.
+struct Draws {
+    Random design;
+    Random take;
+    Random room;
+};
+
 } // namespace morvel::forge

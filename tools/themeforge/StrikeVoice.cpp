@@ -1,6 +1,8 @@
+#include "tools/themeforge/Bell.h"
 #include "tools/themeforge/Exciter.h"
 #include "tools/themeforge/Housing.h"
 #include "tools/themeforge/Modal.h"
+#include "tools/themeforge/Scrape.h"
 #include "tools/themeforge/Voices.h"
 
 namespace morvel::forge {
@@ -28,7 +30,9 @@ Signal rattleOf(const Strike& voice, std::size_t length, Random& design, Random&
 
 } // namespace
 
-StereoSignal render(const Strike& voice, Random design, Random take) {
+StereoSignal render(const Strike& voice, Draws draws) {
+    Random& design = draws.design;
+    Random& take = draws.take;
     const std::size_t length = frames(voice.output.lengthMs);
     const Variation& variation = voice.variation;
     const Signal blows = excitation(voice.exciter, voice.impacts, variation, length, take);
@@ -48,9 +52,13 @@ StereoSignal render(const Strike& voice, Random design, Random take) {
         const auto partials = designPartials(*voice.spring, variation, design, take);
         addPart(dry, ring(blows, partials), strayed(voice.spring->levelDb));
     }
+    if (voice.scrape)
+        addPart(dry, scrape(*voice.scrape, length, take), strayed(voice.scrape->levelDb));
+    if (voice.bell)
+        addPart(dry, strike(*voice.bell, length, take), strayed(voice.bell->levelDb));
 
     const double loudness = voice.output.loudnessDb + variation.loudnessDb * take.bipolar();
-    StereoSignal result = house(dry, voice.housing, design, take);
+    StereoSignal result = house(dry, voice.housing, draws);
     finish(result, voice.output, loudness);
     return result;
 }

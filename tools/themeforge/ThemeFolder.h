@@ -4,6 +4,7 @@
 #include "tools/themeforge/Parameters.h"
 
 #include <filesystem>
+#include <functional>
 #include <optional>
 #include <string>
 #include <vector>
@@ -19,9 +20,15 @@ std::string renderFile(const Theme& theme, const CategorySound& sound, int varia
 // The text of manifest.json.
 std::string manifestText(const Theme& theme);
 
+// How many sounds the theme has.
+std::size_t soundCount(const Theme& theme);
+
 // Writes <parent>/<id>/ with the manifest and every sound, replacing files of the same names.
-// Returns a description of what failed, or nothing.
-std::optional<std::string> writeThemeFolder(const Theme& theme,
-                                            const std::filesystem::path& parent);
+// Sounds are rendered on `threads` threads (at least 1), which changes nothing in the files;
+// `written` is called once for each, by one thread at a time. Returns a description of the first
+// failure in the order of the files, or nothing.
+std::optional<std::string> writeThemeFolder(const Theme& theme, const std::filesystem::path& parent,
+                                            unsigned threads = 1,
+                                            const std::function<void()>& written = {});
 
 } // namespace morvel::forge

@@ -68,6 +68,52 @@ Spring spring(ParameterReader in) {
     return s;
 }
 
+Scrape scrape(ParameterReader in) {
+    Scrape s{};
+    s.startMs = time(in, "startMs");
+    s.spanMs = in.number("spanMs", 1, longestMs);
+    s.lowHz = frequency(in, "lowHz");
+    s.highHz = frequency(in, "highHz");
+    s.grainHz = in.number("grainHz", 0, 1000);
+    s.grainShare = in.number("grainShare", 0, 1);
+    s.levelDb = level(in, "levelDb");
+    in.finish();
+    return s;
+}
+
+Bell bell(ParameterReader in, ErrorSlot& error) {
+    Bell b{};
+    b.atMs = time(in, "atMs");
+    b.hz = frequency(in, "hz");
+    b.attackMs = in.number("attackMs", 0.05, 100);
+    b.decayMs = in.number("decayMs", 1, longestMs);
+    b.levelDb = level(in, "levelDb");
+    const auto& list = in.array("partials");
+    for (std::size_t i = 0; i < list.size(); ++i) {
+        ParameterReader item(list[i], in.pathOf(fmt::format("partials[{}]", i)), error);
+        BellPartial partial{};
+        partial.ratio = item.number("ratio", 0.1, 20);
+        partial.levelDb = level(item, "levelDb");
+        item.finish();
+        b.partials.push_back(partial);
+    }
+    in.finish();
+    return b;
+}
+
+Room room(ParameterReader in) {
+    Room r{};
+    r.reflections = in.integer("reflections", 1, 64);
+    r.firstMs = in.number("firstMs", 0.1, 100);
+    r.lastMs = in.number("lastMs", 0.1, 200);
+    r.levelDb = level(in, "levelDb");
+    r.lowPassHz = frequency(in, "lowPassHz");
+    if (r.lastMs < r.firstMs)
+        in.fail("lastMs", "must not lie before firstMs");
+    in.finish();
+    return r;
+}
+
 Housing housing(ParameterReader in) {
     Housing h{};
     h.earlyLevelDb = level(in, "earlyLevelDb");
@@ -76,6 +122,8 @@ Housing housing(ParameterReader in) {
     h.tailRt60Ms = in.number("tailRt60Ms", 1, longestMs);
     h.tailLowHz = frequency(in, "tailLowHz");
     h.tailHighHz = frequency(in, "tailHighHz");
+    if (in.has("room"))
+        h.room = room(in.child("room"));
     in.finish();
     return h;
 }
@@ -110,6 +158,8 @@ std::vector<Impact> impacts(ParameterReader& in, ErrorSlot& error) {
         Impact impact{};
         impact.atMs = time(item, "atMs");
         impact.levelDb = level(item, "levelDb");
+        if (item.has("toneOctaves"))
+            impact.toneOctaves = item.number("toneOctaves", -4, 4);
         item.finish();
         result.push_back(impact);
     }
@@ -131,6 +181,10 @@ Strike strike(ParameterReader& in, ErrorSlot& error) {
         s.rattle = rattle(in.child("rattle"));
     if (in.has("spring"))
         s.spring = spring(in.child("spring"));
+    if (in.has("scrape"))
+        s.scrape = scrape(in.child("scrape"));
+    if (in.has("bell"))
+        s.bell = bell(in.child("bell"), error);
     s.housing = housing(in.child("housing"));
     s.output = output(in.child("output"));
     s.variation = variation(in.child("variation"));

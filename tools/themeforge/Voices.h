@@ -7,10 +7,8 @@
 
 namespace morvel::forge {
 
-// `design` must be the same stream for all variants of a category, `take` one of each variant's
-// own.
-StereoSignal render(const Strike& voice, Random design, Random take);
-StereoSignal render(const Pop& voice, Random design, Random take);
-StereoSignal render(const Whir& voice, Random design, Random take);
+StereoSignal render(const Strike& voice, Draws draws);
+StereoSignal render(const Pop& voice, Draws draws);
+StereoSignal render(const Whir& voice, Draws draws);
 
 } // namespace morvel::forge

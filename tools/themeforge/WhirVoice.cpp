@@ -49,17 +49,21 @@ Signal grains(const Whir& voice, std::size_t length, Random& design, Random& tak
             fromDb(grainLevelDb * take.bipolar());
     }
     const auto modes = designModes(voice.grain, 1, Variation{}, design, take);
-    Signal result = periodic(hits, [&](Signal& s) { s = ring(s, modes); });
+    Signal result = periodic(hits, [&](Signal& s) {
+        s = ring(s, modes);
+        Biquad::highPass(voice.lowHz / 2).process(s); // all hits push the same way
+    });
     normaliseEnergy(result, std::pow(10.0, voice.grainDb / 10));
     return result;
 }
 
 } // namespace
 
-StereoSignal render(const Whir& voice, Random design, Random take) {
+StereoSignal render(const Whir& voice, Draws draws) {
+    Random& take = draws.take;
     const std::size_t length = frames(voice.lengthMs);
     Signal middle = bearing(voice, length, take);
-    add(middle, grains(voice, length, design, take));
+    add(middle, grains(voice, length, draws.design, take));
     const Signal side = bearing(voice, length, take);
     StereoSignal result{middle, middle};
     add(result.left, side, voice.width);
