@@ -289,7 +289,7 @@ void Composition::terminate() {
 void Composition::displayLost() {
     objects_->log.line("The X server has gone away — quitting");
     objects_->keyboard.stop();
-    objects_->selfTests.stop();
+    objects_->selfTests.displayLost();
     objects_->defaults.flush();
 }
 

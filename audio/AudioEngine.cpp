@@ -182,7 +182,7 @@ void AudioEngine::simulateConfigurationChange() {
     // Started again at once, output would not have stopped at all.
     constexpr double stopSeconds = 0.1;
     state_->simulatedChange =
-        state_->services.scheduler.after(stopSeconds, [this] { handleConfigurationChange(); });
+        state_->services.scheduler.after(stopSeconds, [this] { outputConfigurationChanged(); });
 }
 
 void AudioEngine::quiesceForThemeSwap() {

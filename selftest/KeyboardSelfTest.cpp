@@ -54,8 +54,10 @@ constexpr Row rows[] = {
 
 } // namespace
 
-KeyboardSelfTest::KeyboardSelfTest(const Services& services)
+KeyboardSelfTest::KeyboardSelfTest(const Services& services,
+                                   std::unique_ptr<FileAsItWas> settingsFile)
     : services_(services)
+    , settingsFile_(std::move(settingsFile))
     , timeline_(services.scheduler) {}
 
 KeyboardSelfTest::~KeyboardSelfTest() {
@@ -68,7 +70,7 @@ KeyboardSelfTest::~KeyboardSelfTest() {
 void KeyboardSelfTest::run() {
     running_ = true;
     wasEnabled_ = services_.settings.keyboardEnabled();
-    wasStored_ = services_.defaults.contains(storedAs);
+    wasStored_ = services_.storage.store.contains(storedAs);
     services_.settings.setKeyboardEnabled(true); // some steps are to be heard
     pressAndRelease();
     repeats();
@@ -77,8 +79,8 @@ void KeyboardSelfTest::run() {
     classificationTable();
     latencyStatistics();
     then(apart, [this] {
-        announce("complete");
         finish();
+        announce("complete");
     });
     next();
 }
@@ -87,7 +89,9 @@ void KeyboardSelfTest::finish() {
     running_ = false;
     services_.settings.setKeyboardEnabled(wasEnabled_);
     if (!wasStored_)
-        services_.defaults.remove(storedAs);
+        services_.storage.store.remove(storedAs);
+    services_.storage.flush();
+    settingsFile_.reset();
 }
 
 void KeyboardSelfTest::pressAndRelease() {

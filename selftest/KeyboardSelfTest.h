@@ -6,15 +6,17 @@
 #pragma once
 
 #include "app/settings/AppSettings.h"
-#include "app/settings/DefaultsStore.h"
 #include "platform/Environment.h"
 #include "platform/KeyEventPoster.h"
 #include "platform/Log.h"
 #include "platform/Scheduler.h"
+#include "selftest/FileAsItWas.h"
+#include "selftest/SettingsStorage.h"
 #include "selftest/Timeline.h"
 
 #include <deque>
 #include <functional>
+#include <memory>
 
 namespace morvel {
 
@@ -23,16 +25,17 @@ public:
     static constexpr const char* variable = "MORVEL_KEYBOARD_SELFTEST";
     static bool isEnabled(const Environment& environment) { return environment(variable) == "1"; }
 
-    // All must outlive the test. `defaults` is where `settings` are kept.
+    // All must outlive the test. `storage` is where `settings` are kept.
     struct Services {
         KeyEventPoster& poster;
         AppSettings& settings;
-        DefaultsStore& defaults;
+        const SettingsStorage& storage;
         Scheduler& scheduler;
         Log& log;
     };
 
-    explicit KeyboardSelfTest(const Services& services);
+    // `settingsFile` is put back at the end; it is remembered from before any self-test.
+    KeyboardSelfTest(const Services& services, std::unique_ptr<FileAsItWas> settingsFile);
     // Lets go of the key and puts the settings back, where it is in the middle.
     ~KeyboardSelfTest();
     KeyboardSelfTest(const KeyboardSelfTest&) = delete;
@@ -67,6 +70,7 @@ private:
     };
 
     const Services services_;
+    std::unique_ptr<FileAsItWas> settingsFile_;
     Timeline timeline_;
     std::deque<Step> steps_;
     bool running_ = false;

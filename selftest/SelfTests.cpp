@@ -19,6 +19,8 @@ struct SelfTests::Running {
     std::optional<ThemeSelfTest> theme;
     std::optional<SettingsSelfTest> settings;
     std::optional<PolishSelfTest> polish;
+    // Until the keyboard test takes it, which begins while others may have changed settings.
+    std::unique_ptr<FileAsItWas> settingsFile;
     std::optional<KeyboardSelfTest> keyboard;
     std::optional<FidgetSelfTest> fidget;
 };
@@ -29,15 +31,19 @@ SelfTests::SelfTests(Services services)
 
 SelfTests::~SelfTests() = default;
 
-void SelfTests::stop() {
+void SelfTests::displayLost() {
+    if (running_ && running_->settings)
+        running_->settings->displayLost();
     running_.reset();
 }
 
 std::vector<AppDelegate::TestMode> SelfTests::modes() {
     const auto unlessStopped = [this](auto start) {
         return [this, start](AppDelegate& delegate) {
-            if (running_)
-                start(delegate);
+            if (!running_)
+                return;
+            rememberSettings();
+            start(delegate);
         };
     };
     return {
@@ -50,6 +56,14 @@ std::vector<AppDelegate::TestMode> SelfTests::modes() {
         {KeyboardSelfTest::variable, unlessStopped([this](AppDelegate&) { startKeyboard(); })},
         {FidgetSelfTest::variable, unlessStopped([this](AppDelegate&) { startFidget(); })},
     };
+}
+
+void SelfTests::rememberSettings() {
+    if (running_->settingsFile || running_->keyboard ||
+        !KeyboardSelfTest::isEnabled(services_.environment))
+        return;
+    services_.storage.flush();
+    running_->settingsFile = std::make_unique<FileAsItWas>(services_.storage.file);
 }
 
 void SelfTests::startAudio() {
@@ -94,8 +108,9 @@ void SelfTests::startPolish(const AppDelegate& delegate) {
 
 void SelfTests::startKeyboard() {
     running_->keyboard.emplace(KeyboardSelfTest::Services{services_.keys, services_.settings,
-                                                          services_.storage.store,
-                                                          services_.scheduler, services_.log});
+                                                          services_.storage, services_.scheduler,
+                                                          services_.log},
+                               std::move(running_->settingsFile));
     running_->keyboard->run();
 }
 

@@ -67,11 +67,13 @@ public:
     std::vector<AppDelegate::TestMode> modes();
 
     // Ends what still runs, and puts back what it has changed for its time; none starts any more.
-    void stop();
+    // Windows are left alone: there is nobody to close them with.
+    void displayLost();
 
 private:
     struct Running;
 
+    void rememberSettings();
     void startAudio();
     void startTheme();
     void startSettings();

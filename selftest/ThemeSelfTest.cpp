@@ -88,10 +88,10 @@ double ThemeSelfTest::playLoop(double time) {
 }
 
 void ThemeSelfTest::complete() {
-    services_.log.line(fmt::format("{} complete", prefix));
     // Without one of its own, what is recorded is somebody else's.
     if (records_)
         services_.audio.stopRecording();
+    services_.log.line(fmt::format("{} complete", prefix));
 }
 
 } // namespace morvel

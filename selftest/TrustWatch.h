@@ -19,21 +19,29 @@ public:
         const AccessibilityPermission& permission, Scheduler& scheduler,
         std::function<void(bool)> changed = [](bool) {})
         : changed_(std::move(changed))
+        , observation_(QObject::connect(&permission, &AccessibilityPermission::isTrustedChanged,
+                                        [this, &permission](bool trusted) {
+                                            committed_ &= permission.isTrusted() == trusted;
+                                        }))
         , subscription_(permission, &AccessibilityPermission::isTrusted,
                         &AccessibilityPermission::isTrustedChanged, scheduler,
                         [this, &permission](bool trusted) {
                             told(trusted, permission.isTrusted() == trusted);
                         }) {}
 
-    // Whether the monitor, when it was last heard of, had the value that it told.
-    bool sawCommittedState() const { return committed_; }
+    ~TrustWatch() { QObject::disconnect(observation_); }
+    TrustWatch(const TrustWatch&) = delete;
+    TrustWatch& operator=(const TrustWatch&) = delete;
+
+    // Whether the monitor, whenever it was heard of, had the value that it told.
+    bool sawCommittedState() const { return last_ && committed_; }
 
     // Whether trust came, or went, since the watch began.
     bool sawChangeTo(bool trusted) const { return trusted ? came_ : went_; }
 
 private:
     void told(bool trusted, bool committed) {
-        committed_ = committed;
+        committed_ &= committed;
         const bool isChange = last_ && *last_ != trusted;
         last_ = trusted;
         if (!isChange)
@@ -44,9 +52,10 @@ private:
 
     const std::function<void(bool)> changed_;
     std::optional<bool> last_;
-    bool committed_ = false;
+    bool committed_ = true;
     bool came_ = false;
     bool went_ = false;
+    QMetaObject::Connection observation_;
     Subscription<bool> subscription_;
 };
 

@@ -1,5 +1,6 @@
 #include "selftest/polish/TrustScenario.h"
 
+#include "fidget/FidgetSound.h"
 #include "selftest/OpenWindows.h"
 
 #include <algorithm>
@@ -9,9 +10,12 @@ namespace morvel {
 
 namespace {
 
+bool isPermissionWindowShown() {
+    return isWindowShown(QStringLiteral("Morvel"));
+}
+
 constexpr float loopGain = 0.8F;
 constexpr float loopRate = 1.0F;
-constexpr float toyVolume = 0.5F;
 
 } // namespace
 
@@ -59,6 +63,9 @@ void TrustScenario::awaitLoss(std::function<void()> done) {
     tested_.checks.check("input modules running while trusted", tested_.keyboard.isRunning());
     unmuted_.emplace(tested_.audio, tested_.settings);
     tested_.audio.startLoop(SoundCategory::dialLoop, loopGain, loopRate);
+    beforeLoss_ = {tested_.keyboard.isRunning(),
+                   tested_.audio.loopCategory() == SoundCategory::dialLoop,
+                   isPermissionWindowShown()};
     timeline_.in(patienceForLoss, [this, done = std::move(done)] {
         checkLoss();
         tested_.audio.stopLoop(0);
@@ -71,10 +78,12 @@ void TrustScenario::checkLoss() {
     CheckList& checks = tested_.checks;
     checks.check("revocation observed live without user action",
                  watch_.sawChangeTo(false) && !tested_.permission.isTrusted());
-    checks.check("input modules stopped on revocation", !tested_.keyboard.isRunning());
-    checks.check("sounding loop torn down rather than left hanging", !tested_.audio.loopCategory());
+    checks.check("input modules stopped on revocation",
+                 beforeLoss_.modulesRan && !tested_.keyboard.isRunning());
+    checks.check("sounding loop torn down rather than left hanging",
+                 beforeLoss_.loopSounded && !tested_.audio.loopCategory());
     checks.check("permission window re-prompted on revocation",
-                 isWindowShown(QStringLiteral("Morvel")));
+                 !beforeLoss_.windowShown && isPermissionWindowShown());
     checks.check("audio engine still running after revocation", tested_.audio.isRunning());
     checks.check("fidget drawer still has samples to play", drawerHasSamples());
 }
@@ -87,9 +96,11 @@ bool TrustScenario::drawerHasSamples() const {
 }
 
 bool TrustScenario::drawerSounds() const {
+    if (!tested_.settings.fidgetEnabled()) // as the user wants it
+        return drawerHasSamples();
     const UnmutedEngine unmuted(tested_.audio, tested_.settings);
     const int before = tested_.audio.activeVoiceCount();
-    tested_.audio.play(SoundCategory::pop, toyVolume, false);
+    FidgetSound(tested_.settings, tested_.audio).play(SoundCategory::pop);
     return drawerHasSamples() && tested_.audio.activeVoiceCount() > before;
 }
 

@@ -24,6 +24,13 @@ public:
     void start(std::function<void()> done);
 
 private:
+    // What the loss must have changed to be seen to do so.
+    struct BeforeLoss {
+        bool modulesRan = false;
+        bool loopSounded = false;
+        bool windowShown = false;
+    };
+
     void awaitReturn(std::function<void()> done);
     void awaitLoss(std::function<void()> done);
     void checkLoss();
@@ -34,6 +41,7 @@ private:
     const bool startedTrusted_;
     Timeline timeline_;
     std::optional<UnmutedEngine> unmuted_;
+    BeforeLoss beforeLoss_;
     TrustWatch watch_;
 };
 

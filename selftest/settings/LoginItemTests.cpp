@@ -33,6 +33,8 @@ void testLoginItemRegistration(const SettingsUnderTest& tested) {
     if (!tested.loginItemFile.empty())
         file.emplace(tested.loginItemFile);
     tested.log.line(fmt::format("SETTINGSTEST login item status before: {}", logName(before)));
+    if (before == LoginItemStatus::enabled)
+        settings.setLaunchAtLogin(false); // else switching on would have nothing to do
     settings.setLaunchAtLogin(true);
     checks.check("toggling on registers the login item",
                  settings.launchAtLogin() && tested.loginItem.status() == LoginItemStatus::enabled);

@@ -38,11 +38,11 @@ void LoopSwitchTest::switchTheme() {
     const std::string active = before.id().value_or("none");
     const std::string other = otherTheme(active);
     tested_.log.line(fmt::format("SETTINGSTEST switching '{}' -> '{}' mid-loop", active, other));
-    checks.check("loop is sounding before the switch",
-                 audio.loopCategory() == SoundCategory::dialLoop);
+    const bool sounded = audio.loopCategory() == SoundCategory::dialLoop;
+    checks.check("loop is sounding before the switch", sounded);
     checks.check("theme switch during an active loop succeeded",
                  other != active && themes.activate(other) && themes.activeThemeID() == other);
-    checks.check("loop torn down by the switch, not orphaned", !audio.loopCategory());
+    checks.check("loop torn down by the switch, not orphaned", sounded && !audio.loopCategory());
     const int soundsBefore = audio.activeVoiceCount();
     audio.play(SoundCategory::keyDown, playedVolume, false);
     checks.check("engine still plays after the swap", audio.activeVoiceCount() > soundsBefore);

@@ -30,6 +30,11 @@ SettingsSelfTest::SettingsSelfTest(const Services& services)
 
 SettingsSelfTest::~SettingsSelfTest() = default;
 
+void SettingsSelfTest::displayLost() {
+    if (running_)
+        running_->window.displayLost();
+}
+
 void SettingsSelfTest::run(AppSettings& settings, ThemeController& themes) {
     checks_.start();
     running_ = std::make_unique<Running>(SettingsUnderTest{

@@ -42,6 +42,9 @@ public:
     // The tests one after another; the last of them run on after this has returned.
     void run(AppSettings& settings, ThemeController& themes);
 
+    // What has a window leaves it where it is; only to be destroyed after this.
+    void displayLost();
+
 private:
     struct Running;
 

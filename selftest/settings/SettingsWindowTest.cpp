@@ -29,6 +29,10 @@ void SettingsWindowTest::start(std::function<void()> done) {
     });
 }
 
+void SettingsWindowTest::displayLost() {
+    [[maybe_unused]] const SettingsWindow* const left = window_.release();
+}
+
 void SettingsWindowTest::check() {
     constexpr int sliver = 100;
     constexpr int tolerance = 2;

@@ -7,6 +7,7 @@
 #include <QPointer>
 #include <QWindow>
 #include <functional>
+#include <memory>
 
 namespace morvel {
 
@@ -20,6 +21,9 @@ public:
 
     // Calls `done` when the window is closed again. A settings window that is open stays as it is.
     void start(std::function<void()> done);
+
+    // Lets go of the window, which cannot be destroyed without its display.
+    void displayLost();
 
 private:
     void check();

@@ -280,11 +280,13 @@ TEST_F(SelfTestAudioDesktopTest, ARecordingThatCannotStartEndsTheAudioTestsProgr
 }
 
 TEST_F(SelfTestAudioDesktopTest, SeveralSwitchesStartTheTestsInTheirOrder) {
+    const auto before = userState(home);
     MorvelProcess& morvel = desktop.start(
         {}, {"MORVEL_FIDGET_SELFTEST=1", "MORVEL_KEYBOARD_SELFTEST=1", "MORVEL_POLISH_SELFTEST=1",
              "MORVEL_KEYGROUP_SELFTEST=1", "MORVEL_SETTINGS_SELFTEST=1", "MORVEL_THEME_SELFTEST=1",
              "MORVEL_AUDIO_SELFTEST=1"});
     EXPECT_EQ(morvel.process().wait(20s), 0);
+    EXPECT_EQ(userState(home), before) << "although most were cut off in the middle";
     EXPECT_THAT(
         linesOf({"SELFTEST recording", "THEMETEST theme", "SETTINGSTEST starting",
                  "KEYGROUPTEST starting", "POLISHTEST starting", "FDTEST 1", "FDTEST complete"}),
@@ -311,6 +313,9 @@ TEST_F(SelfTestAudioDesktopTest, AnyOtherValueThanOneStartsNothing) {
              "MORVEL_POLISH_SELFTEST=on", "MORVEL_KEYBOARD_SELFTEST=1 "});
     ASSERT_TRUE(morvel.awaitLine("event tap installed"));
     ASSERT_TRUE(morvel.awaitLine("Audio output"));
+    morvel.process().signal(SIGTERM);
+    ASSERT_EQ(morvel.process().wait(20s), 0);
+    morvel.drain();
     EXPECT_THAT(linesOf({"SELFTEST", "THEMETEST", "SETTINGSTEST", "KEYGROUPTEST", "POLISHTEST",
                          "KBTEST", "FDTEST"}),
                 IsEmpty());

@@ -3,6 +3,7 @@
 #include "platform/linux/SystemRandom.h"
 #include "platform/simulated/SimulatedLog.h"
 #include "tests/desktop/MorvelDesktop.h"
+#include "tests/desktop/UserState.h"
 #include "tests/themes/ThemeFolder.h"
 #include "tools/audition/Audition.h"
 
@@ -63,21 +64,14 @@ protected:
         writeBlip(installed / "up.wav", 2300);
         writeText(configuration() / "autostart" / "other.desktop", "[Desktop Entry]\n");
         writeText(configuration() / "Morvel" / "settings.json",
-                  "{\n    \"theme.id\": \"blips\"\n}\n");
+                  "{ \"theme.id\":   \"blips\" }"); // written by hand
     }
     fs::path configuration() const { return fs::path(desktop->session.home()) / ".config"; }
     fs::path themes() const {
         return fs::path(desktop->session.home()) / ".local/share/Morvel/Themes";
     }
-    // The user's files, with what is in them.
     std::map<std::string, std::string> userFiles() const {
-        std::map<std::string, std::string> content;
-        for (const fs::path& folder :
-             {configuration() / "Morvel", configuration() / "autostart", themes()})
-            for (const auto& entry : fs::recursive_directory_iterator(folder))
-                content[entry.path().string()] =
-                    entry.is_regular_file() ? readText(entry.path()) : "";
-        return content;
+        return userState(desktop->session.home());
     }
     void endPolitely() {
         desktop->morvel->process().signal(SIGTERM);
@@ -229,7 +223,7 @@ TEST_F(SelfTestKeysDesktopTest, TheKeyGroupTestFindsNoFailureAndLeavesTheThemesA
     ASSERT_TRUE(desktop->morvel->awaitLine("KEYGROUPTEST complete"));
     const auto lines = linesOf(*desktop->morvel, "KEYGROUPTEST");
     const std::string passed = "\\[Morvel\\] KEYGROUPTEST   \\[PASS\\] [^—]+( — .+)?";
-    ASSERT_EQ(lines.size(), 1u + 9 + 5 + 38 + 2 * 3 + 3 + 7 + 7 + 1);
+    ASSERT_EQ(lines.size(), 1u + 9 + 5 + 38 + 2 * 7 + 3 + 7 + 7 + 1);
     EXPECT_EQ(lines.front(), "[Morvel] KEYGROUPTEST starting");
     EXPECT_EQ(lines.back(), "[Morvel] KEYGROUPTEST complete — 0 failure(s)");
     std::vector<std::string> breakdowns;
@@ -241,7 +235,11 @@ TEST_F(SelfTestKeysDesktopTest, TheKeyGroupTestFindsNoFailureAndLeavesTheThemesA
     EXPECT_THAT(
         breakdowns,
         ElementsAre(
+            "[Morvel] KEYGROUPTEST   Carriage: exact=32 viaRoot=0 inherited=0 unresolved=0",
+            "[Morvel] KEYGROUPTEST   Cellar: exact=32 viaRoot=0 inherited=0 unresolved=0",
             "[Morvel] KEYGROUPTEST   Default: exact=18 viaRoot=14 inherited=0 unresolved=0",
+            "[Morvel] KEYGROUPTEST   Galosh: exact=32 viaRoot=0 inherited=0 unresolved=0",
+            "[Morvel] KEYGROUPTEST   Hailstone: exact=32 viaRoot=0 inherited=0 unresolved=0",
             "[Morvel] KEYGROUPTEST   Mechanical: exact=32 viaRoot=0 inherited=0 unresolved=0",
             "[Morvel] KEYGROUPTEST   Blips: exact=2 viaRoot=22 inherited=8 unresolved=0"));
     const auto catalogues = linesOf(*desktop->morvel, "Theme catalogue");

@@ -2,6 +2,7 @@
 
 #include "platform/ApplicationBundle.h"
 #include "tests/desktop/UserDesktop.h"
+#include "tests/desktop/UserState.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -9,7 +10,6 @@
 #include <unistd.h>
 
 #include <csignal>
-#include <map>
 
 namespace morvel::test {
 namespace {
@@ -157,30 +157,17 @@ protected:
         desktop.addTheme("default", "selftest-drop");
     }
 
-    // Everything of the user's that a self-test changes, byte for byte.
-    std::map<std::string, std::string> userFiles() const {
-        std::map<std::string, std::string> files;
-        const fs::path home = desktop.session.home();
-        for (const fs::path& root :
-             {home / ".config/Morvel", home / ".config/autostart", desktop.userThemes()})
-            if (fs::exists(root))
-                for (const auto& entry : fs::recursive_directory_iterator(root))
-                    files[entry.path().string()] =
-                        entry.is_regular_file() ? readText(entry.path()) : "";
-        return files;
-    }
-
     // Runs the program with the switch of the self-test `prefix` on, until that has come to its
     // end, and ends it; answers the self-test's own lines.
     Lines run(const std::string& prefix, std::vector<std::string> environment = {}) {
-        const auto before = userFiles();
+        const auto before = userState(desktop.session.home());
         const std::string name = prefix.substr(0, prefix.size() - 4);
         environment.push_back("MORVEL_" + name + "_SELFTEST=1");
         MorvelProcess& morvel = desktop.start({}, environment);
         EXPECT_TRUE(morvel.awaitLine(prefix + " complete", 60s));
-        EXPECT_EQ(userFiles(), before);
+        EXPECT_EQ(userState(desktop.session.home()), before);
         EXPECT_EQ(desktop.end(SIGTERM), 0);
-        EXPECT_EQ(userFiles(), before);
+        EXPECT_EQ(userState(desktop.session.home()), before);
         Lines lines;
         for (const std::string& line : morvel.lines())
             if (const auto at = line.find("[Morvel] " + prefix); at != std::string::npos)
@@ -208,7 +195,7 @@ protected:
         return expected.passed(windowChecks)
             .passed({live})
             .said("starting dial loop before theme switch")
-            .said("switching 'default' -> 'mechanical' mid-loop")
+            .said("switching 'default' -> 'carriage' mid-loop")
             .passed(loopChecks)
             .complete();
     }
@@ -228,7 +215,7 @@ TEST_F(SelfTestSettingsDesktopTest, SettingsObservesTrustThatComes) {
 }
 
 TEST_F(SelfTestSettingsDesktopTest, AnInstalledCopyBecomesTheLoginItemAndIsItNoMore) {
-    desktop.install({"default", "mechanical"});
+    desktop.install({"carriage", "default", "mechanical"});
     const fs::path folder = fs::path(desktop.session.home()) / ".config/autostart";
     fs::create_directories(folder);
     writeText(folder / "other.desktop", "[Desktop Entry]\n");
@@ -241,6 +228,16 @@ TEST_F(SelfTestSettingsDesktopTest, AnInstalledCopyBecomesTheLoginItemAndIsItNoM
                                              polled)));
     const std::string entry = std::string(applicationIdentifier) + ".desktop";
     EXPECT_THAT(watch.changesOf(entry), testing::ElementsAre("came", "went"));
+}
+
+TEST_F(SelfTestSettingsDesktopTest, AnXServerThatDiesUnderTheTestsWindowEndsMorvelInOrder) {
+    const auto before = userState(desktop.session.home());
+    MorvelProcess& morvel = desktop.start({}, {"MORVEL_SETTINGS_SELFTEST=1"});
+    ASSERT_TRUE(morvel.awaitLine("permission observer sees committed state", 60s));
+    ASSERT_TRUE(desktop.windows.await(titled(settingsTitle)));
+    desktop.session.server().process().signal(SIGKILL);
+    EXPECT_EQ(morvel.process().wait(20s), 0);
+    EXPECT_EQ(userState(desktop.session.home()), before);
 }
 
 TEST_F(SelfTestSettingsDesktopTest, ALooseCopySaysWhyItCannotRegister) {

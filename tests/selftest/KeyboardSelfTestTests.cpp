@@ -64,7 +64,8 @@ protected:
         keyboard.emplace(KeyboardEngine::Services{tap, *settings, *permission, *engine, time, log},
                          trace);
         ASSERT_TRUE(keyboard->start());
-        selfTest.emplace(KeyboardSelfTest::Services{poster, *settings, store, time, log});
+        selfTest.emplace(KeyboardSelfTest::Services{poster, *settings, storage, time, log},
+                         std::make_unique<FileAsItWas>(file));
         log.clear();
         selfTest->run();
     }
@@ -87,6 +88,9 @@ protected:
     SimulatedLoginItem loginItem;
     LaunchAtLogin login{loginItem, ApplicationBundle{}, InstallationPaths{}, log};
     JsonDefaultsStore store{file, time, log};
+    SettingsStorage storage{
+        store, file, [this] { store.flush(); },
+        [this] { return std::make_unique<JsonDefaultsStore>(file, time, log); }};
     std::optional<AppSettings> settings;
     SimulatedTrustSource trust{true};
     SimulatedProcessTable processes{1, {}};
@@ -97,6 +101,23 @@ protected:
     std::optional<KeyboardEngine> keyboard;
     std::optional<KeyboardSelfTest> selfTest;
 };
+
+TEST_F(KeyboardSelfTestTest, ASettingsFileOfTheUsersOwnHandIsAsItWas) {
+    const std::string written = "{ \"theme.id\":   \"mechanical\" }";
+    writeText(file, written);
+    begin();
+    time.advance(wholeRun);
+    ASSERT_EQ(log.lines().back(), "[Morvel] KBTEST complete");
+    EXPECT_EQ(stored(), written);
+}
+
+TEST_F(KeyboardSelfTestTest, WithoutASettingsFileThereIsNoneAfterwards) {
+    begin();
+    time.advance(wholeRun);
+    ASSERT_EQ(log.lines().back(), "[Morvel] KBTEST complete");
+    store.flush();
+    EXPECT_FALSE(std::filesystem::exists(file));
+}
 
 TEST_F(KeyboardSelfTestTest, TheWholeRunIsAnnouncedStepByStepAndPlaysWhatItSays) {
     begin();

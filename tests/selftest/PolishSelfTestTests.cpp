@@ -306,6 +306,28 @@ TEST_F(PolishSelfTestTest, AStartWithoutTrustOrToysFails) {
     EXPECT_THAT(failures(), ElementsAre("started trusted, before the simulated revocation",
                                         "input modules running while trusted",
                                         "revocation observed live without user action",
+                                        "input modules stopped on revocation",
+                                        "sounding loop torn down rather than left hanging",
+                                        "permission window re-prompted on revocation",
+                                        "fidget drawer still has samples to play"));
+}
+
+TEST_F(PolishSelfTestTest, AWindowThatWasOpenBeforeTheLossIsNoPromptOfIt) {
+    variables["MORVEL_SIMULATE_REVOKE_AFTER_SECONDS"] = "2";
+    QWindow open;
+    open.setTitle(QStringLiteral("Morvel"));
+    open.show();
+    run();
+    EXPECT_THAT(failures(), ElementsAre("permission window re-prompted on revocation"));
+}
+
+TEST_F(PolishSelfTestTest, ALoopThatNeverStartedIsNotTornDown) {
+    variables["MORVEL_SIMULATE_REVOKE_AFTER_SECONDS"] = "2";
+    writeText(settingsFile, R"({"theme.id": "silent"})");
+    makeMinimalTheme(builtIn, "silent");
+    std::filesystem::remove_all(builtIn / "default");
+    run();
+    EXPECT_THAT(failures(), ElementsAre("sounding loop torn down rather than left hanging",
                                         "fidget drawer still has samples to play"));
 }
 

@@ -23,14 +23,27 @@ struct Row {
     int failures = 0;
 };
 
+std::string repeated(const std::string& text, int times) {
+    std::string all;
+    for (int i = 0; i < times; ++i)
+        all += text;
+    return all;
+}
+
+// As many passed checks as a harness has, and its last line.
+std::string checklist(const std::string& prefix, int checks) {
+    return repeated(prefix + "   [PASS] one\n", checks) + prefix + " complete — 0 failure(s)\n";
+}
+
 class SelfTestScript : public testing::Test {
 protected:
     // Runs the script; answers its table by harness.
     std::map<std::string, Row> run() {
         std::string program = "#!/bin/sh\n";
         program += "[ -z \"$MORVEL_THEME_SELFTEST$MORVEL_AUDIO_SELFTEST\" ] || "
-                   "head -c " +
-                   std::to_string(recordedBytes) + " /dev/zero > \"$MORVEL_SELFTEST_OUT\"\n";
+                   "tr '\\0' '" +
+                   recordedByte + "' < /dev/zero | head -c " + std::to_string(recordedBytes) +
+                   " > \"$MORVEL_SELFTEST_OUT\"\n";
         for (const auto& [variable, log] : logs)
             program +=
                 "[ \"$MORVEL_" + variable + "_SELFTEST\" != 1 ] || cat <<'END'\n" + log + "END\n";
@@ -58,33 +71,36 @@ protected:
 
     TemporaryFolder folder;
     std::map<std::string, std::string> logs = {
-        {"AUDIO", "SELFTEST section 1: single popReset\n"
-                  "SELFTEST   engine running after restart: true\nSELFTEST complete\n"},
-        {"THEME", "THEMETEST   keyboard.down             exact\n"
-                  "THEMETEST   fidget.pop                inherited from Default\n"
-                  "THEMETEST complete\n"},
-        {"SETTINGS", "SETTINGSTEST   [PASS] one\nSETTINGSTEST complete — 0 failure(s)\n"},
-        {"KEYGROUP", "KEYGROUPTEST   [PASS] one\nKEYGROUPTEST complete — 0 failure(s)\n"},
-        {"POLISH", "POLISHTEST   [PASS] one\nPOLISHTEST complete — 0 failure(s)\n"},
+        {"AUDIO", repeated("SELFTEST section 1: single popReset\n", 5) +
+                      "SELFTEST   engine running after restart: true\nSELFTEST complete\n"},
+        {"THEME", repeated("THEMETEST   keyboard.down             exact\n", 31) +
+                      "THEMETEST   fidget.pop                inherited from Default\n"
+                      "THEMETEST complete\n"},
+        {"SETTINGS", checklist("SETTINGSTEST", 45)},
+        {"KEYGROUP", checklist("KEYGROUPTEST", 79)},
+        {"POLISH", checklist("POLISHTEST", 24)},
         {"KEYBOARD", "KBTEST complete\n"},
-        {"FIDGET", "FDTEST   10.0° -> 20.0°  delta 10.0°  expected 10.0°  ok\n"
-                   "FDTEST   360° over 120 events -> 24 ticks (expect 24)\n"
-                   "FDTEST   +180° then -180° -> 12 then 12 ticks (expect 12 and 12)\n"
-                   "FDTEST   single 3600° jump -> 4 ticks (clamped at 4)\n"
-                   "FDTEST   after stopLoop(dialLoop): looping=none (must be none)\n"
-                   "FDTEST complete\n"},
+        {"FIDGET", repeated("FDTEST   10.0° -> 20.0°  delta 10.0°  expected 10.0°  ok\n", 10) +
+                       "FDTEST   360° over 120 events -> 24 ticks (expect 24)\n"
+                       "FDTEST   +180° then -180° -> 12 then 12 ticks (expect 12 and 12)\n"
+                       "FDTEST   single 3600° jump -> 4 ticks (clamped at 4)\n"
+                       "FDTEST   after startLoop(dialLoop): looping=fidget.dialLoop\n"
+                       "FDTEST   after stopLoop(pop): looping=fidget.dialLoop (dial must survive)\n"
+                       "FDTEST   after stopLoop(dialLoop): looping=none (must be none)\n"
+                       "FDTEST complete\n"},
     };
-    std::size_t recordedBytes = std::size_t{20} * 44100 * 4;
+    std::size_t recordedBytes = std::size_t{20} * 44100 * 8;
+    std::string recordedByte = "x";
     std::string said;
     int exitStatus = -1;
 };
 
 TEST_F(SelfTestScript, CountsChecksAndFindsNoFailureWhereThereIsNone) {
     auto table = run();
-    EXPECT_EQ(table["audio"].checks, 2);
-    EXPECT_EQ(table["theme"].checks, 2);
-    EXPECT_EQ(table["settings"].checks, 1);
-    EXPECT_EQ(table["fidget"].checks, 5);
+    EXPECT_EQ(table["audio"].checks, 1 + 2); // the restart, and that there are all of them
+    EXPECT_EQ(table["theme"].checks, 32 + 1);
+    EXPECT_EQ(table["settings"].checks, 45 + 2);
+    EXPECT_EQ(table["fidget"].checks, 16 + 1);
     for (const auto& [harness, row] : table)
         if (harness != "keyboard") {
             EXPECT_EQ(row.failures, 0) << harness;
@@ -95,15 +111,20 @@ TEST_F(SelfTestScript, CountsChecksAndFindsNoFailureWhereThereIsNone) {
 }
 
 TEST_F(SelfTestScript, EveryKindOfFailureIsCountedAndShown) {
-    logs["AUDIO"] = "SELFTEST   engine running after restart: false\nSELFTEST complete\n";
-    logs["THEME"] = "THEMETEST   fidget.pop                UNRESOLVED\nTHEMETEST complete\n";
-    logs["SETTINGS"] = "SETTINGSTEST   [FAIL] one\nSETTINGSTEST complete — 1 failure(s): one\n";
+    logs["AUDIO"] = repeated("SELFTEST section 1: single popReset\n", 5) +
+                    "SELFTEST   engine running after restart: false\nSELFTEST complete\n";
+    logs["THEME"] = repeated("THEMETEST   keyboard.down             exact\n", 31) +
+                    "THEMETEST   fidget.pop                UNRESOLVED\nTHEMETEST complete\n";
+    logs["SETTINGS"] = repeated("SETTINGSTEST   [PASS] one\n", 45) +
+                       "SETTINGSTEST   [FAIL] one\nSETTINGSTEST complete — 1 failure(s): one\n";
     logs["KEYBOARD"] = "KBTEST 2: 5x F13 down\nTRACE play keyboard.alpha.down\n"
                        "KBTEST   a     -> keyboard.space.down\nKBTEST complete\n";
-    logs["FIDGET"] = "FDTEST   10.0° -> 20.0°  delta 30.0°  expected 10.0°  WRONG\n"
+    logs["FIDGET"] = repeated("FDTEST   10.0° -> 20.0°  delta 30.0°  expected 10.0°  WRONG\n", 10) +
                      "FDTEST   360° over 120 events -> 23 ticks (expect 24)\n"
                      "FDTEST   +180° then -180° -> 12 then 11 ticks (expect 12 and 12)\n"
                      "FDTEST   single 3600° jump -> 5 ticks (clamped at 4)\n"
+                     "FDTEST   after startLoop(dialLoop): looping=none\n"
+                     "FDTEST   after stopLoop(pop): looping=none (dial must survive)\n"
                      "FDTEST   after stopLoop(dialLoop): looping=fidget.dialLoop (must be none)\n"
                      "FDTEST complete\n";
     recordedBytes = 1000;
@@ -111,19 +132,39 @@ TEST_F(SelfTestScript, EveryKindOfFailureIsCountedAndShown) {
     EXPECT_EQ(table["audio"].failures, 1);
     EXPECT_EQ(table["audio (recording)"].failures, 1);
     EXPECT_EQ(table["theme"].failures, 1);
-    EXPECT_EQ(table["settings"].failures, 1);
+    EXPECT_EQ(table["settings"].failures, 1 + 1); // the check, and the count in the last line
     EXPECT_EQ(table["keyboard"].failures, 1 + 1 + 1 + 3); // row, count of rows, steps 2, 1, 4, 6
-    EXPECT_EQ(table["fidget"].failures, 5);
+    EXPECT_EQ(table["fidget"].failures, 16);
     EXPECT_THAT(said, HasSubstr("[FAIL] one"));
 }
 
 TEST_F(SelfTestScript, AHarnessThatDoesNotComeToItsEndHasFailed) {
-    logs["KEYGROUP"] = "KEYGROUPTEST   [PASS] one\n";
+    logs["KEYGROUP"] = repeated("KEYGROUPTEST   [PASS] one\n", 79);
     logs["POLISH"] = "";
     auto table = run();
     EXPECT_EQ(table["key-groups"].failures, 1);
-    EXPECT_EQ(table["polish"].failures, 1);
+    EXPECT_GE(table["polish"].failures, 1);
     EXPECT_THAT(said, HasSubstr("did not come to its end"));
+}
+
+TEST_F(SelfTestScript, AHarnessThatLeavesChecksOutHasFailed) {
+    logs["AUDIO"] = "SELFTEST complete\n";
+    logs["THEME"] = "THEMETEST complete\n";
+    logs["SETTINGS"] = checklist("SETTINGSTEST", 40);
+    logs["FIDGET"] = "FDTEST complete\n";
+    auto table = run();
+    EXPECT_EQ(table["audio"].failures, 2); // no section, no restart
+    EXPECT_EQ(table["theme"].failures, 1);
+    EXPECT_EQ(table["settings"].failures, 1);
+    EXPECT_EQ(table["fidget"].failures, 1);
+}
+
+TEST_F(SelfTestScript, ASilentRecordingIsNone) {
+    recordedByte = "\\0";
+    auto table = run();
+    EXPECT_EQ(table["audio (recording)"].failures, 1);
+    EXPECT_EQ(table["theme (recording)"].failures, 1);
+    EXPECT_THAT(said, HasSubstr("is silent"));
 }
 
 } // namespace

@@ -268,7 +268,8 @@ TEST_F(SettingsSelfTestTest, AThemeThatCoversLessAndNoDefaultToInheritFromFail) 
                 testing::IsSupersetOf({"mechanical reports full coverage",
                                        "unauthored category inherits rather than going silent",
                                        "the inherited category really does inherit",
-                                       "loop is sounding before the switch"}));
+                                       "loop is sounding before the switch",
+                                       "loop torn down by the switch, not orphaned"}));
     EXPECT_THAT(lines(), Contains(passed("partial theme activates")));
 }
 
@@ -341,6 +342,7 @@ TEST_F(SettingsSelfTestTest, ALoginItemThatWasThereIsThereAgain) {
     EXPECT_THAT(failures(), IsEmpty());
     EXPECT_THAT(lines(), Contains("SETTINGSTEST login item status before: enabled"));
     EXPECT_EQ(loginService.current, LoginItemStatus::enabled);
+    EXPECT_EQ(loginService.registrations, 2) << "once to prove it, once to restore it";
     EXPECT_EQ(readText(loginItemFile), "the user's own lines\n");
     EXPECT_TRUE(settings->launchAtLogin());
 }

@@ -76,8 +76,9 @@ DesktopSession::DesktopSession(const Setup& setup)
         sound_.start();
 }
 
+// Its server may be gone already.
 DesktopSession::~DesktopSession() {
-    stopPanel();
+    panel_.reset();
 }
 
 std::vector<std::string> DesktopSession::environment() const {
