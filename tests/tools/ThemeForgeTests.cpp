@@ -228,6 +228,51 @@ TEST(ThemeParameters, RefuseValuesOfTheWrongTypeOrOutOfRange) {
               "voices.press.kind must be \"strike\", \"pop\" or \"whir\"");
 }
 
+TEST(ThemeParameters, RefuseALevelOfAWireOrAGrainWhichWouldChangeNothing) {
+    EXPECT_EQ(errorAfter(
+                  [](auto& json) { json["voices"]["stabPress"]["rattle"]["wire"]["levelDb"] = 0; }),
+              "voices.stabPress.rattle.wire.levelDb is not a field known here");
+    EXPECT_EQ(errorAfter([](auto& json) { json["voices"]["bearing"]["grain"]["levelDb"] = 0; }),
+              "voices.bearing.grain.levelDb is not a field known here");
+}
+
+TEST(ThemeParameters, RefuseABandWhoseUpperEndLiesBelowItsLower) {
+    const std::string wrong = " must not lie below lowHz";
+    EXPECT_EQ(
+        errorAfter([](auto& json) { json["voices"]["press"]["bodies"]["cap"]["highHz"] = 1899; }),
+        "voices.press.bodies.cap.highHz" + wrong);
+    EXPECT_EQ(errorAfter([](auto& json) { json["voices"]["bearing"]["lowHz"] = 1901; }),
+              "voices.bearing.highHz" + wrong);
+    EXPECT_EQ(errorAfter([](auto& json) {
+                  json["voices"]["press"]["spring"] = {
+                      {"partials", 2}, {"lowHz", 500}, {"highHz", 400}, {"q", 9}, {"levelDb", 0}};
+              }),
+              "voices.press.spring.highHz" + wrong);
+    EXPECT_EQ(
+        errorAfter([](auto& json) { json["voices"]["press"]["housing"]["tailLowHz"] = 7001; }),
+        "voices.press.housing.tailHighHz must not lie below tailLowHz");
+    EXPECT_EQ(errorAfter([](auto& json) { json["voices"]["press"]["output"]["lowPassHz"] = 99; }),
+              "voices.press.output.lowPassHz must not lie below highPassHz");
+}
+
+TEST(ThemeParameters, TheRoomIsStatedOnceAndSharedByTheSoundsThatAreInIt) {
+    const auto theme = std::get<Theme>(readTheme(parameterFolder / "default.json"));
+    std::map<SoundCategory, Housing> housings;
+    for (const auto& sound : theme.categories)
+        if (const auto* strike = std::get_if<Strike>(&sound.voice))
+            housings.emplace(sound.category, strike->housing);
+    const auto& ofKeys = housings.at(SoundCategory::keyDown).room;
+    const auto& ofSwitches = housings.at(SoundCategory::toggleOn).room;
+    ASSERT_TRUE(ofKeys && ofSwitches);
+    EXPECT_EQ(ofKeys->lastMs, 15);
+    EXPECT_EQ(ofSwitches->lastMs, 15);
+    EXPECT_FALSE(housings.at(SoundCategory::dialTick).room);
+    EXPECT_EQ(errorAfter([](auto& json) { json.erase("room"); }),
+              "voices.button.housing.inRoom needs a room of the theme");
+    EXPECT_EQ(errorAfter([](auto& json) { json["room"]["lastMs"] = 1; }),
+              "room.lastMs must not lie before firstMs");
+}
+
 TEST(ThemeParameters, RefuseCategoriesAndVoicesThatDoNotExist) {
     EXPECT_EQ(errorAfter([](auto& json) {
                   json["categories"]["keyboard.sideways"] = {{"voice", "press"}, {"variants", 1}};
