@@ -138,12 +138,24 @@ TEST(ThemeForge, DrawsItsBarOverItselfOnATerminalAndOnlyLinesElsewhere) {
         display.step("deep");
         display.step("deep");
         display.line("deep: done");
+        display.end();
         std::fclose(stream);
         return readBytes(file);
     };
     EXPECT_EQ(shown(false), "deep: done\n");
     EXPECT_EQ(shown(true), "\r\x1b[K" + progressBar(1, 2, "deep") + "\r\x1b[K" +
                                progressBar(2, 2, "deep") + "\r\x1b[Kdeep: done\n");
+}
+
+TEST(ThemeForge, LeavesTheLineOfABarThatIsNotFullBeforeAMessage) {
+    const TemporaryFolder folder;
+    std::FILE* stream = std::fopen((folder / "shown").c_str(), "w");
+    ProgressDisplay display(stream, true, 2);
+    display.step("deep");
+    display.end();
+    display.end();
+    std::fclose(stream);
+    EXPECT_EQ(readBytes(folder / "shown"), "\r\x1b[K" + progressBar(1, 2, "deep") + "\n");
 }
 
 TEST(ThemeForge, GeneratesTheSameBytesTwice) {
