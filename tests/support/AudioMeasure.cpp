@@ -210,6 +210,34 @@ double decay20Ms(const WavSound& sound) {
     return 1000 * static_cast<double>(end - loudest) / sound.sampleRate;
 }
 
+LoopSeam measureSeam(const WavSound& loop) {
+    LoopSeam worst{};
+    const std::size_t near = loop.sampleRate / 200;
+    for (const auto& channel : {channelMix(loop, 1, 0), channelMix(loop, 0, 1)}) {
+        std::vector<double> around(channel.end() - static_cast<std::ptrdiff_t>(near),
+                                   channel.end());
+        around.insert(around.end(), channel.begin(),
+                      channel.begin() + static_cast<std::ptrdiff_t>(near));
+        double largestStep = 0;
+        double largestBend = 0;
+        double seamStep = 0;
+        double seamBend = 0;
+        double before = 0;
+        for (std::size_t i = 1; i < around.size(); ++i) {
+            const double step = around[i] - around[i - 1];
+            const double bend = i > 1 ? std::fabs(step - before) : 0;
+            auto& stepsHere = i == near ? seamStep : largestStep;
+            auto& bendsHere = i == near || i == near + 1 ? seamBend : largestBend;
+            stepsHere = std::max(stepsHere, std::fabs(step));
+            bendsHere = std::max(bendsHere, bend);
+            before = step;
+        }
+        worst.step = std::max(worst.step, seamStep / largestStep);
+        worst.bend = std::max(worst.bend, seamBend / largestBend);
+    }
+    return worst;
+}
+
 Fingerprint::Fingerprint(const WavSound& sound)
     : m_spectrum(transformSize) {
     auto middle = channelMix(sound, 0.5, 0.5);

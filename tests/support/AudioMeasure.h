@@ -46,6 +46,17 @@ double spectralCentroidHz(const WavSound& sound);
 // fallen by 20 dB, ms.
 double decay20Ms(const WavSound& sound);
 
+// What happens where a loop of two channels begins anew, against the roughest place within 5 ms
+// before and after: above 1 the seam is rougher. A step is from one sample to the next, a bend from
+// one step to the next.
+struct LoopSeam {
+    double step;
+    double bend;
+};
+
+// `loop` must be at least 10 ms long, and not constant about the seam.
+LoopSeam measureSeam(const WavSound& loop);
+
 // The middle channel of a sound, ready to be compared with others.
 class Fingerprint {
 public:

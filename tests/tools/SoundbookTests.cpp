@@ -281,6 +281,49 @@ TEST_F(ContactSheetTest, ASoundThatLastsLongerThanTheKeysHasATimeAxisOfItsOwn) {
     EXPECT_NEAR(sheet.panels()[2].seconds, 1.5, 1e-9);
 }
 
+TEST_F(ContactSheetTest, OneKeyThatRingsOnHasAMarkedTimeAxisOfItsOwnAndLeavesTheOthersTheirs) {
+    folder.file("theme/manifest.json", R"({"schemaVersion": 1, "id": "theme", "name": "Theme",
+        "categories": {"keyboard.down": {"variants": ["short.wav"]},
+                       "keyboard.enter.down": {"variants": ["long.wav"]},
+                       "fidget.pop": {"variants": ["short.wav"]}}})");
+    writeWav(folder / "theme/short.wav", canonicalFormat, sine(canonicalFormat, 8820));
+    writeWav(folder / "theme/long.wav", canonicalFormat, sine(canonicalFormat, 39690));
+    ThemeDescriptor descriptor;
+    descriptor.id = "theme";
+    descriptor.directory = folder / "theme";
+    const auto loaded = SoundTheme::load(descriptor, nullptr, log, random);
+    ASSERT_TRUE(loaded);
+    const ContactSheet sheet(*loaded.value(), {});
+    const QImage picture = sheet.draw();
+    ASSERT_THAT(sheet.panels(), SizeIs(3));
+    for (const auto& panel : sheet.panels()) {
+        const bool rings = panel.category == SoundCategory::enterDown;
+        EXPECT_NEAR(panel.seconds, rings ? 0.9 : 0.3, 1e-9) << rawValue(panel.category);
+        EXPECT_EQ(panel.hasOwnTime, rings) << rawValue(panel.category);
+        int brightest = 0;
+        for (const QRgb colour : colours(picture, panel.timeAxis()))
+            brightest = std::max(brightest, qGray(colour));
+        EXPECT_EQ(brightest > 200, rings) << rawValue(panel.category) << " " << brightest;
+    }
+}
+
+TEST(SoundbookCheck, TheRepositorysPageShowsEveryBuiltInTheme) {
+    test::ChildProcess script({{MORVEL_SOURCE_DIR "/scripts/soundbook", "check"}, {}, {}, {}});
+    EXPECT_EQ(script.wait(std::chrono::seconds(20)), 0);
+}
+
+TEST(SoundbookCheck, TheRepositorysPageDescribesEveryThemeInTwoSentences) {
+    const std::string page = readText(MORVEL_SOURCE_DIR "/docs/sounds.md");
+    int themes = 0;
+    for (auto at = page.find("\n## "); at != std::string::npos; at = page.find("\n## ", at + 1)) {
+        const auto from = page.find("\n\n", at);
+        const std::string words = page.substr(from, page.find("\n\n", from + 2) - from);
+        EXPECT_EQ(std::ranges::count(words, '.'), 2) << words;
+        ++themes;
+    }
+    EXPECT_EQ(themes, 6);
+}
+
 // Runs the script's check on a page of ours and themes of ours.
 class SoundbookCheckTest : public testing::Test {
 protected:

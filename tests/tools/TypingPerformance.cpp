@@ -1,6 +1,7 @@
 #include "tests/tools/TypingPerformance.h"
 
 #include "platform/simulated/OfflineAudioOutput.h"
+#include "platform/simulated/SeededRandom.h"
 #include "platform/simulated/SimulatedLog.h"
 #include "platform/simulated/VirtualTime.h"
 
@@ -15,19 +16,8 @@ namespace {
 constexpr std::uint32_t blockFrames = 128;
 constexpr double sampleRate = 44100;
 
-class SeededRandom : public RandomSource {
-public:
-    std::uint32_t uniform(std::uint32_t upperBound) override {
-        return static_cast<std::uint32_t>(m_generator() % (std::uint64_t{upperBound} + 1));
-    }
-    void restart() { m_generator.seed(); }
-
-private:
-    std::mt19937 m_generator;
-};
-
 SeededRandom& sharedRandom() {
-    static SeededRandom random;
+    static SeededRandom random(1);
     return random;
 }
 
@@ -91,7 +81,7 @@ std::shared_ptr<const SoundTheme> builtInTheme(const std::string& id) {
 
 Performance perform(const std::shared_ptr<const SoundTheme>& theme, const Typing& typing,
                     bool pitchJitter, float limiterPreGainDb) {
-    sharedRandom().restart();
+    sharedRandom() = SeededRandom(1);
     VirtualTime time;
     SimulatedLog log;
     OfflineAudioOutput output;

@@ -27,8 +27,9 @@ constexpr int headerHeight = 122;
 constexpr int width = 2 * margin + gutter + columns * panelWidth + (columns - 1) * columnGap;
 
 constexpr double frameSeconds = 1 / canonicalFormat.sampleRate;
-constexpr double timeStep = 0.05; // seconds: axes end on a multiple of it
-constexpr float audible = 0.001F; // of a sound's peak: what is quieter needs no room
+constexpr double timeStep = 0.05;     // seconds: axes end on a multiple of it
+constexpr double longestCommon = 0.3; // seconds: no key but the odd one takes longer
+constexpr float audible = 0.001F;     // of a sound's peak: what is quieter needs no room
 
 std::vector<float> firstVariant(const SoundTheme::LoadedCategory& category) {
     const PcmBuffer& buffer = *category.buffers.front();
@@ -52,13 +53,14 @@ double audibleSeconds(const SoundTheme::LoadedCategory& category) {
     return roundedUp(static_cast<double>(frames) * frameSeconds);
 }
 
-// The keys share one time axis, to be compared; what takes longer has one of its own.
+// The keys share one time axis, to be compared; what takes longer has one of its own. A single key
+// that rings on does not press all others together at their beginning.
 double commonSeconds(const SoundTheme& theme) {
     double longest = timeStep;
     for (const auto& [category, loaded] : theme.categories())
         if (module(category) == SoundModule::keyboard)
             longest = std::max(longest, audibleSeconds(loaded));
-    return longest;
+    return std::min(longest, longestCommon);
 }
 
 } // namespace
@@ -94,10 +96,12 @@ ContactSheet::ContactSheet(const SoundTheme& theme, QString description)
             column = 0;
             ++row;
         }
+        const double own = audibleSeconds(loaded);
         panels_.push_back(
             {category,
              {margin + gutter + column * (panelWidth + columnGap), headerHeight + row * rowHeight},
-             std::max(common, audibleSeconds(loaded))});
+             std::max(common, own),
+             own > common});
         ++column;
     }
 }
@@ -142,7 +146,7 @@ void ContactSheet::paint(QImage& image) const {
                       theme_.categories().at(panel.category).buffers.size());
         painter.waveform(panel.waveform(), measured[i].sound, panel.seconds);
         painter.spectrogram(panel.spectrogram(), measured[i].spectrogram, panel.seconds);
-        painter.timeAxis(panel.timeAxis(), panel.seconds);
+        painter.timeAxis(panel.timeAxis(), panel.seconds, panel.hasOwnTime);
         if (panel.position.x() == margin + gutter)
             painter.frequencyAxis(panel.spectrogram());
     }

@@ -21,7 +21,8 @@ public:
     struct Panel {
         SoundCategory category;
         QPoint position;
-        double seconds; // that the time axis shows, from just before the sound
+        double seconds;  // that the time axis shows, from just before the sound
+        bool hasOwnTime; // longer than the axis that most share; marked by brighter figures
 
         QRect title() const;
         QRect waveform() const;

@@ -224,16 +224,18 @@ void SheetPainter::spectrogram(const QRect& area, const Spectrogram& spectrogram
             gridLine);
 }
 
-void SheetPainter::timeAxis(const QRect& area, double seconds) {
+void SheetPainter::timeAxis(const QRect& area, double seconds, bool ofItsOwn) {
     const double begin = start(seconds);
+    const QColor& colour = ofItsOwn ? bright : dim;
+    const QFont::Weight weight = ofItsOwn ? QFont::DemiBold : QFont::Normal;
     const QRectF line(area.x(), area.y() + 2, area.width(), area.height());
     for (const double time : lines(seconds)) {
         const double x = area.x() + (time - begin) / (seconds - begin) * area.width();
         if (time > 0)
             text(QRectF(x - 30, line.y(), 60, line.height()), Qt::AlignHCenter,
-                 QString::number(std::lround(time * 1000)), dim, 10);
+                 QString::number(std::lround(time * 1000)), colour, 10, weight);
         else
-            text(line, Qt::AlignLeft, QStringLiteral("0 ms"), dim, 10);
+            text(line, Qt::AlignLeft, QStringLiteral("0 ms"), colour, 10, weight);
     }
 }
 

@@ -38,7 +38,8 @@ public:
     void waveform(const QRect& area, std::span<const float> sound, double seconds);
     // One row of the spectrogram is a point high, and one column a point wide.
     void spectrogram(const QRect& area, const Spectrogram& spectrogram, double seconds);
-    void timeAxis(const QRect& area, double seconds);
+    // Brighter where it is not the axis that most panels share.
+    void timeAxis(const QRect& area, double seconds, bool ofItsOwn);
     // To the left of a spectrogram's `area`.
     void frequencyAxis(const QRect& area);
 

@@ -8,24 +8,24 @@ namespace morvel::forge {
 
 namespace {
 
-constexpr double designLevelDb = 2.5; // how far the modes of one body differ from each other
+constexpr double designLevelDb = 2.5; // how far the modes of a group differ from each other
 constexpr double designSpread = 0.8;  // of a mode's share of the range
 constexpr double qSpread = 0.25;
 constexpr double highestModeHz = 0.45 * sampleRate;
 
 } // namespace
 
-std::vector<Mode> designModes(const Body& body, double tuning, const Variation& variation,
+std::vector<Mode> designModes(const ModeGroup& group, double tuning, const Variation& variation,
                               Random& design, Random& take) {
     std::vector<Mode> modes;
-    const double octaves = std::log2(body.highHz / body.lowHz);
-    for (int i = 0; i < body.modes; ++i) {
-        const double place = (i + 0.5 + designSpread / 2 * design.bipolar()) / body.modes;
-        const double q = body.q * (1 + qSpread * design.bipolar());
+    const double octaves = std::log2(group.highHz / group.lowHz);
+    for (int i = 0; i < group.modes; ++i) {
+        const double place = (i + 0.5 + designSpread / 2 * design.bipolar()) / group.modes;
+        const double q = group.q * (1 + qSpread * design.bipolar());
         const double level = designLevelDb * design.bipolar() + variation.levelDb * take.bipolar();
         const double sign = design.bipolar() < 0 ? -1 : 1;
         const double detune = 1 + variation.pitchPercent / 100 * take.bipolar();
-        const double hz = body.lowHz * std::exp2(octaves * place) * tuning * detune;
+        const double hz = group.lowHz * std::exp2(octaves * place) * tuning * detune;
         modes.push_back({std::min(hz, highestModeHz), q, sign * fromDb(level)});
     }
     return modes;
@@ -33,9 +33,9 @@ std::vector<Mode> designModes(const Body& body, double tuning, const Variation& 
 
 std::vector<Mode> designPartials(const Spring& spring, const Variation& variation, Random& design,
                                  Random& take) {
-    const Body body{spring.partials, spring.lowHz, spring.highHz, spring.q, 0};
+    const ModeGroup group{spring.partials, spring.lowHz, spring.highHz, spring.q};
     const Variation levelsOnly{variation.pitchPercent / 4, variation.levelDb, 0, 0};
-    return designModes(body, 1, levelsOnly, design, take);
+    return designModes(group, 1, levelsOnly, design, take);
 }
 
 Signal ring(const Signal& excitation, const std::vector<Mode>& modes) {

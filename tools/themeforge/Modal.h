@@ -15,9 +15,9 @@ struct Mode {
     double gain; // amplitude, and sign, of its response to a unit impulse
 };
 
-// The modes of a body: evenly spread over the octaves of its range, each displaced at random within
-// its share. `design` is drawn alike for every variant of a category, `take` anew for each.
-std::vector<Mode> designModes(const Body& body, double tuning, const Variation& variation,
+// The modes of a group: evenly spread over the octaves of its range, each displaced at random
+// within its share. `design` is drawn alike for every variant of a category, `take` anew for each.
+std::vector<Mode> designModes(const ModeGroup& group, double tuning, const Variation& variation,
                               Random& design, Random& take);
 
 // Partials of a spring: thin, unevenly spaced, and alike in every variant but for their levels.

@@ -44,7 +44,7 @@ json mergedVoice(const json& voices, const std::string& name, const std::string&
 }
 
 CategorySound categorySound(SoundCategory category, ParameterReader in, const json& voices,
-                            ErrorSlot& error) {
+                            const std::optional<Room>& room, ErrorSlot& error) {
     CategorySound sound{};
     sound.category = category;
     const std::string voiceName = in.text("voice");
@@ -55,7 +55,7 @@ CategorySound categorySound(SoundCategory category, ParameterReader in, const js
         voice.merge_patch(in.object("with"));
     if (error)
         return sound;
-    sound.voice = readVoice(voice, in.pathOf(fmt::format("voice({})", voiceName)), error);
+    sound.voice = readVoice(voice, in.pathOf(fmt::format("voice({})", voiceName)), room, error);
     sound.variants = in.integer("variants", 1, 99);
     if (in.has("take"))
         sound.take = in.text("take");
@@ -76,7 +76,8 @@ bool isFolderName(const std::string& id) {
     });
 }
 
-void readCategories(Theme& theme, const json& categories, const json& voices, ErrorSlot& error) {
+void readCategories(Theme& theme, const json& categories, const json& voices,
+                    const std::optional<Room>& room, ErrorSlot& error) {
     for (const auto& [key, value] : categories.items()) {
         if (!soundCategoryFromRawValue(key)) {
             error = ParameterError{"categories." + key, "is not a sound category"};
@@ -88,16 +89,16 @@ void readCategories(Theme& theme, const json& categories, const json& voices, Er
         if (error || !categories.contains(key))
             continue;
         theme.categories.push_back(categorySound(
-            category, {categories.at(key), "categories." + key, error}, voices, error));
+            category, {categories.at(key), "categories." + key, error}, voices, room, error));
     }
 }
 
 // A voice that no category uses is read too, so that a mistake in it is found today.
-void checkVoices(const json& voices, ErrorSlot& error) {
+void checkVoices(const json& voices, const std::optional<Room>& room, ErrorSlot& error) {
     for (const auto& [name, value] : voices.items()) {
         const json merged = mergedVoice(voices, name, "voices", 0, error);
         if (!error)
-            readVoice(merged, "voices." + name, error);
+            readVoice(merged, "voices." + name, room, error);
     }
 }
 
@@ -115,13 +116,16 @@ Theme readRoot(const json& root, ErrorSlot& error) {
     theme.gain = defaults.number("gain", 0, 4);
     theme.pitchJitterCents = defaults.number("pitchJitterCents", 0, 1200);
     defaults.finish();
+    std::optional<Room> room;
+    if (in.has("room"))
+        room = readRoom(in.child("room"));
     const json& voices = in.object("voices");
     const json& categories = in.object("categories");
     in.finish();
     if (!error)
-        checkVoices(voices, error);
+        checkVoices(voices, room, error);
     if (!error)
-        readCategories(theme, categories, voices, error);
+        readCategories(theme, categories, voices, room, error);
     return theme;
 }
 

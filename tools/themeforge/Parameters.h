@@ -5,12 +5,13 @@
 //   id, name, author, description   the manifest's own texts; the id also names the folder
 //   seed                            whole number; another seed is another take of the whole theme
 //   defaults                        {"gain", "pitchJitterCents"}: the manifest's theme-wide values
+//   room                            optional: the desk and the walls around every "housing" that
+//                                   says "inRoom"
 //   voices                          sounds by name; a voice may start from another with "like" and
 //                                   state only what differs (null removes what it inherited)
 //   categories                      by manifest key ("keyboard.space.down"): {"voice", "variants"},
 //                                   optionally "with" (what differs from the voice), "gain",
 //                                   "pitchJitterCents" and "loop" as in the manifest, and "take"
-//                                   (any word: another word draws other random numbers)
 //
 // The kind of a voice ("kind") says which record below describes it: "strike" (keys, switches,
 // ticks), "pop" (bubbles) or "whir" (the turning dial). Every field is required unless marked
@@ -20,6 +21,13 @@
 // of a category (which frequencies its bodies ring at) is drawn once and shared by its variants, as
 // one key keeps its voice; what differs between two presses (noise, timing, small detunings within
 // `variation`) is drawn for each variant.
+//
+// "take" is any word, empty if left out, and its letters mean nothing: together with the seed and
+// the category's key it names the numbers that are drawn. Another word is another throw of the same
+// dice for this category alone, as if its sounds were recorded once more. So a designer rejects
+// what chance made of good parameters (modes that fall together and ring, a variant too like its
+// neighbour or like another key) without turning a parameter; words are tried until the sounds keep
+// the ranges of their role, stay apart from the theme's others, and please.
 #pragma once
 
 #include "sound/SoundCategory.h"
@@ -49,13 +57,16 @@ struct Impact {
     double toneOctaves; // optional, 0: how much harder (above 0) or softer the parts are that meet
 };
 
-// "bodies", by name (case, plate, cap, air ...): a group of damped modes spread evenly over the
-// octaves between two frequencies.
-struct Body {
+// Damped modes spread evenly over the octaves between two frequencies.
+struct ModeGroup {
     int modes;
     double lowHz;
     double highHz;
-    double q;       // pi x frequency x time to fall to 1/e: 8 is dull, 25 rings
+    double q; // pi x frequency x time to fall to 1/e: 8 is dull, 25 rings
+};
+
+// "bodies", by name (case, plate, cap, air ...): what rings when it is struck.
+struct Body : ModeGroup {
     double levelDb; // energy of the whole group, comparable with those of the other parts
 };
 
@@ -64,8 +75,8 @@ struct Rattle {
     int hits;       // spread at random over the span
     double startMs; // after the beginning of the sound
     double spanMs;  // later hits are softer, by 12 dB at the end of the span
-    double levelDb; // energy, as for a body
-    Body wire;      // "wire"; its level counts within the rattle only
+    double levelDb; // energy of all hits, as for a body
+    ModeGroup wire; // "wire"
 };
 
 // "spring" (optional): a few thin partials that ring on; heard as a steel spring when 34 dB or more
@@ -105,7 +116,7 @@ struct Bell {
     std::vector<BellPartial> partials;
 };
 
-// "room" within a housing (optional): the desk and the walls, the same for every sound of a theme.
+// "room" of the theme: the reflections of the desk and the walls, the same for every sound in it.
 struct Room {
     int reflections;
     double firstMs; // the reflections lie between these, later ones softer
@@ -123,7 +134,7 @@ struct Housing {
     double tailRt60Ms;    // time in which the tail falls by 60 dB
     double tailLowHz;     // the tail's noise lies between these; its upper half fades sooner
     double tailHighHz;
-    std::optional<Room> room;
+    std::optional<Room> room; // "inRoom" (optional, false): the theme's
 };
 
 // "output": the finished file.
@@ -183,12 +194,12 @@ struct Pop {
 struct Whir {
     double lowHz; // band of the noise
     double highHz;
-    double swellHz; // times a second that the noise swells
-    double swellDb; // between softest and loudest
-    double grainHz; // grains a second
-    double grainDb; // energy of the grains against that of the noise
-    Body grain;     // "grain"; its level counts for nothing
-    double width;   // 0 to 1: share of the noise that differs between the channels, by amplitude
+    double swellHz;  // times a second that the noise swells
+    double swellDb;  // between softest and loudest
+    double grainHz;  // grains a second
+    double grainDb;  // energy of the grains against that of the noise
+    ModeGroup grain; // "grain"
+    double width;    // 0 to 1: share of the noise that differs between the channels, by amplitude
     double lengthMs;
     double loudnessDb;
 };

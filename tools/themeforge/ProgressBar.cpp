@@ -30,11 +30,21 @@ void ProgressDisplay::step(const std::string& name) {
         return;
     fmt::print(m_stream, "{}{}", overTheBar, progressBar(m_done, m_total, name));
     std::fflush(m_stream);
+    m_isBarShown = true;
 }
 
 void ProgressDisplay::line(const std::string& text) {
     fmt::print(m_stream, "{}{}\n", m_isTerminal ? overTheBar : "", text);
     std::fflush(m_stream);
+    m_isBarShown = false;
+}
+
+void ProgressDisplay::end() {
+    if (!m_isBarShown)
+        return;
+    fmt::print(m_stream, "\n");
+    std::fflush(m_stream);
+    m_isBarShown = false;
 }
 
 } // namespace morvel::forge

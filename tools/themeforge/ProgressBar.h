@@ -18,10 +18,12 @@ public:
 
     void step(const std::string& name); // one more is done
     void line(const std::string& text); // in place of the bar, which comes back with the next step
+    void end(); // leaves a bar as it stands; what is printed next, by whomever, has its own line
 
 private:
     std::FILE* m_stream;
     bool m_isTerminal;
+    bool m_isBarShown = false;
     std::size_t m_done = 0;
     std::size_t m_total;
 };

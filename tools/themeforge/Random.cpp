@@ -52,8 +52,4 @@ double Random::bipolar() {
     return 2 * uniform() - 1;
 }
 
-double Random::between(double lowest, double highest) {
-    return lowest + (highest - lowest) * uniform();
-}
-
 } // namespace morvel::forge

@@ -20,9 +20,8 @@ public:
 
     std::uint32_t next();
 
-    double uniform();                              // 0 to 1, 1 excluded
-    double bipolar();                              // -1 to 1, 1 excluded
-    double between(double lowest, double highest); // highest excluded
+    double uniform(); // 0 to 1, 1 excluded
+    double bipolar(); // -1 to 1, 1 excluded
 
 private:
     std::uint64_t m_state = 0;

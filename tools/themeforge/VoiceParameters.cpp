@@ -2,6 +2,9 @@
 
 #include <fmt/format.h>
 
+#include <tuple>
+#include <utility>
+
 namespace morvel::forge {
 
 namespace {
@@ -23,6 +26,15 @@ double time(ParameterReader& in, const char* key) {
     return in.number(key, 0, longestMs);
 }
 
+// The two ends of a band, the higher not below the lower.
+std::pair<double, double> band(ParameterReader& in, const char* lowKey, const char* highKey) {
+    const double low = frequency(in, lowKey);
+    const double high = frequency(in, highKey);
+    if (high < low)
+        in.fail(highKey, fmt::format("must not lie below {}", lowKey));
+    return {low, high};
+}
+
 Exciter exciter(ParameterReader in) {
     Exciter e{};
     e.contactMs = in.number("contactMs", 0.05, 10);
@@ -33,15 +45,23 @@ Exciter exciter(ParameterReader in) {
     return e;
 }
 
+void readModes(ParameterReader& in, ModeGroup& group) {
+    group.modes = in.integer("modes", 1, 64);
+    std::tie(group.lowHz, group.highHz) = band(in, "lowHz", "highHz");
+    group.q = in.number("q", 0.5, 2000);
+}
+
+ModeGroup modeGroup(ParameterReader in) {
+    ModeGroup group{};
+    readModes(in, group);
+    in.finish();
+    return group;
+}
+
 Body body(ParameterReader in) {
     Body b{};
-    b.modes = in.integer("modes", 1, 64);
-    b.lowHz = frequency(in, "lowHz");
-    b.highHz = frequency(in, "highHz");
-    b.q = in.number("q", 0.5, 2000);
+    readModes(in, b);
     b.levelDb = level(in, "levelDb");
-    if (b.highHz < b.lowHz)
-        in.fail("highHz", "must not lie below lowHz");
     in.finish();
     return b;
 }
@@ -52,7 +72,7 @@ Rattle rattle(ParameterReader in) {
     r.startMs = time(in, "startMs");
     r.spanMs = time(in, "spanMs");
     r.levelDb = level(in, "levelDb");
-    r.wire = body(in.child("wire"));
+    r.wire = modeGroup(in.child("wire"));
     in.finish();
     return r;
 }
@@ -60,8 +80,7 @@ Rattle rattle(ParameterReader in) {
 Spring spring(ParameterReader in) {
     Spring s{};
     s.partials = in.integer("partials", 1, 32);
-    s.lowHz = frequency(in, "lowHz");
-    s.highHz = frequency(in, "highHz");
+    std::tie(s.lowHz, s.highHz) = band(in, "lowHz", "highHz");
     s.q = in.number("q", 0.5, 2000);
     s.levelDb = level(in, "levelDb");
     in.finish();
@@ -72,8 +91,7 @@ Scrape scrape(ParameterReader in) {
     Scrape s{};
     s.startMs = time(in, "startMs");
     s.spanMs = in.number("spanMs", 1, longestMs);
-    s.lowHz = frequency(in, "lowHz");
-    s.highHz = frequency(in, "highHz");
+    std::tie(s.lowHz, s.highHz) = band(in, "lowHz", "highHz");
     s.grainHz = in.number("grainHz", 0, 1000);
     s.grainShare = in.number("grainShare", 0, 1);
     s.levelDb = level(in, "levelDb");
@@ -101,29 +119,18 @@ Bell bell(ParameterReader in, ErrorSlot& error) {
     return b;
 }
 
-Room room(ParameterReader in) {
-    Room r{};
-    r.reflections = in.integer("reflections", 1, 64);
-    r.firstMs = in.number("firstMs", 0.1, 100);
-    r.lastMs = in.number("lastMs", 0.1, 200);
-    r.levelDb = level(in, "levelDb");
-    r.lowPassHz = frequency(in, "lowPassHz");
-    if (r.lastMs < r.firstMs)
-        in.fail("lastMs", "must not lie before firstMs");
-    in.finish();
-    return r;
-}
-
-Housing housing(ParameterReader in) {
+Housing housing(ParameterReader in, const std::optional<Room>& room) {
     Housing h{};
     h.earlyLevelDb = level(in, "earlyLevelDb");
     h.earlySpreadMs = in.number("earlySpreadMs", 0.6, 50);
     h.tailLevelDb = level(in, "tailLevelDb");
     h.tailRt60Ms = in.number("tailRt60Ms", 1, longestMs);
-    h.tailLowHz = frequency(in, "tailLowHz");
-    h.tailHighHz = frequency(in, "tailHighHz");
-    if (in.has("room"))
-        h.room = room(in.child("room"));
+    std::tie(h.tailLowHz, h.tailHighHz) = band(in, "tailLowHz", "tailHighHz");
+    if (in.has("inRoom") && in.boolean("inRoom")) {
+        h.room = room;
+        if (!room)
+            in.fail("inRoom", "needs a room of the theme");
+    }
     in.finish();
     return h;
 }
@@ -132,8 +139,7 @@ Output output(ParameterReader in) {
     Output o{};
     o.lengthMs = in.number("lengthMs", 20, longestMs);
     o.fadeMs = time(in, "fadeMs");
-    o.highPassHz = frequency(in, "highPassHz");
-    o.lowPassHz = frequency(in, "lowPassHz");
+    std::tie(o.highPassHz, o.lowPassHz) = band(in, "highPassHz", "lowPassHz");
     o.loudnessDb = in.number("loudnessDb", lowestDb, 0);
     o.peakCeilingDb = in.number("peakCeilingDb", lowestDb, -1);
     in.finish();
@@ -168,7 +174,7 @@ std::vector<Impact> impacts(ParameterReader& in, ErrorSlot& error) {
     return result;
 }
 
-Strike strike(ParameterReader& in, ErrorSlot& error) {
+Strike strike(ParameterReader& in, const std::optional<Room>& room, ErrorSlot& error) {
     Strike s{};
     s.tuning = in.number("tuning", 0.1, 10);
     s.exciter = exciter(in.child("exciter"));
@@ -185,13 +191,13 @@ Strike strike(ParameterReader& in, ErrorSlot& error) {
         s.scrape = scrape(in.child("scrape"));
     if (in.has("bell"))
         s.bell = bell(in.child("bell"), error);
-    s.housing = housing(in.child("housing"));
+    s.housing = housing(in.child("housing"), room);
     s.output = output(in.child("output"));
     s.variation = variation(in.child("variation"));
     return s;
 }
 
-Pop pop(ParameterReader& in) {
+Pop pop(ParameterReader& in, const std::optional<Room>& room) {
     Pop p{};
     p.count = in.integer("count", 1, 100);
     p.spacingMs = time(in, "spacingMs");
@@ -205,7 +211,7 @@ Pop pop(ParameterReader& in) {
     p.breathDb = level(in, "breathDb");
     p.breathHz = frequency(in, "breathHz");
     p.breathDecayMs = in.number("breathDecayMs", 0.1, 1000);
-    p.housing = housing(in.child("housing"));
+    p.housing = housing(in.child("housing"), room);
     p.output = output(in.child("output"));
     p.variation = variation(in.child("variation"));
     return p;
@@ -213,13 +219,12 @@ Pop pop(ParameterReader& in) {
 
 Whir whir(ParameterReader& in) {
     Whir w{};
-    w.lowHz = frequency(in, "lowHz");
-    w.highHz = frequency(in, "highHz");
+    std::tie(w.lowHz, w.highHz) = band(in, "lowHz", "highHz");
     w.swellHz = in.number("swellHz", 0, 100);
     w.swellDb = in.number("swellDb", 0, 40);
     w.grainHz = in.number("grainHz", 0, 1000);
     w.grainDb = level(in, "grainDb");
-    w.grain = body(in.child("grain"));
+    w.grain = modeGroup(in.child("grain"));
     w.width = in.number("width", 0, 1);
     w.lengthMs = in.number("lengthMs", 100, longestMs);
     w.loudnessDb = in.number("loudnessDb", lowestDb, 0);
@@ -228,14 +233,28 @@ Whir whir(ParameterReader& in) {
 
 } // namespace
 
-Voice readVoice(const nlohmann::json& object, const std::string& path, ErrorSlot& error) {
+Room readRoom(ParameterReader in) {
+    Room r{};
+    r.reflections = in.integer("reflections", 1, 64);
+    r.firstMs = in.number("firstMs", 0.1, 100);
+    r.lastMs = in.number("lastMs", 0.1, 200);
+    r.levelDb = level(in, "levelDb");
+    r.lowPassHz = frequency(in, "lowPassHz");
+    if (r.lastMs < r.firstMs)
+        in.fail("lastMs", "must not lie before firstMs");
+    in.finish();
+    return r;
+}
+
+Voice readVoice(const nlohmann::json& object, const std::string& path,
+                const std::optional<Room>& room, ErrorSlot& error) {
     ParameterReader in(object, path, error);
     const std::string kind = in.text("kind");
     Voice voice;
     if (kind == "strike")
-        voice = strike(in, error);
+        voice = strike(in, room, error);
     else if (kind == "pop")
-        voice = pop(in);
+        voice = pop(in, room);
     else if (kind == "whir")
         voice = whir(in);
     else

@@ -57,6 +57,7 @@ bool forge(const std::vector<Theme>& themes, const fs::path& output) {
         const auto error =
             writeThemeFolder(theme, output, threads, [&] { display.step(theme.id); });
         if (error) {
+            display.end();
             fmt::print(stderr, "themeforge: {}\n", *error);
             return false;
         }
