@@ -2,6 +2,7 @@
 
 #include <gmock/gmock.h>
 
+#include <algorithm>
 #include <cmath>
 #include <set>
 #include <string>
@@ -89,6 +90,29 @@ TEST(MonitorRecording, ALaterOneIsAddedWithTheTimesOfItsFrames) {
     EXPECT_EQ(first.interleaved[882], 0.5F);
     EXPECT_EQ(first.hostNanos(440), 20'000'000U);
     EXPECT_EQ(first.hostNanos(540), 90'000'000U);
+}
+
+TEST(Stalls, AreWhereNothingArrivedForMuchLongerThanTheFramesLast) {
+    MonitorRecording recording;
+    recording.arrivals = {{256, 10'000'000}, {512, 16'000'000}, {768, 40'000'000}};
+    EXPECT_EQ(stalls(recording), 0U); // 24 ms for 6 ms of sound
+    recording.arrivals.push_back({1024, 70'000'000});
+    EXPECT_EQ(stalls(recording), 1U);
+    recording.arrivals.push_back({3670, 130'000'000}); // 60 ms, and as much sound
+    EXPECT_EQ(stalls(recording), 1U);
+    EXPECT_EQ(stalls({}), 0U);
+}
+
+TEST(TypingScript, NoSectionEndsWhileCapsLockIsOn) {
+    const auto script = typingScript("be ⇪loud for a while⇪ and quiet again, for as long as that.");
+    const auto parts = sections(script, 0.5);
+    EXPECT_GT(parts.size(), 2U);
+    for (const auto& part : parts) {
+        const auto motions = [&](SoundCategory motion) {
+            return std::ranges::count(part, std::optional(motion), &KeyStroke::sound);
+        };
+        EXPECT_EQ(motions(SoundCategory::capsLockDown), motions(SoundCategory::capsLockUp));
+    }
 }
 
 TEST(TypingScript, ItsSectionsAreTheWholeAndEndWithNoKeyDown) {

@@ -104,6 +104,19 @@ std::vector<std::size_t> dropOuts(std::span<const float> interleaved) {
     return holes;
 }
 
+std::size_t stalls(const MonitorRecording& recording) {
+    constexpr double longest = 0.02; // seconds beyond what the frames last
+    std::size_t count = 0;
+    for (std::size_t i = 1; i < recording.arrivals.size(); ++i) {
+        const auto& before = recording.arrivals[i - 1];
+        const auto& arrival = recording.arrivals[i];
+        const double lasts = static_cast<double>(arrival.endFrame - before.endFrame) / 44100;
+        const double waited = static_cast<double>(arrival.hostNanos - before.hostNanos) / 1e9;
+        count += waited > lasts + longest ? 1U : 0U;
+    }
+    return count;
+}
+
 Take takeTyping(KeyInjector& keys, const std::vector<KeyStroke>& script, const std::string& source,
                 const std::string& server, const std::function<void(std::size_t)>& spoilt) {
     constexpr double sectionSeconds = 4;
@@ -116,14 +129,14 @@ Take takeTyping(KeyInjector& keys, const std::vector<KeyStroke>& script, const s
             const auto strokes = perform(keys, section);
             recorder.await(recorder.frameLength() + ringing);
             const MonitorRecording recording = recorder.finish();
-            const std::size_t holes = dropOuts(recording.interleaved).size();
-            if (holes == 0 || take == mostTakes) {
+            const std::size_t faults = dropOuts(recording.interleaved).size() + stalls(recording);
+            if (faults == 0 || take == mostTakes) {
                 whole.strokes.insert(whole.strokes.end(), strokes.begin(), strokes.end());
                 whole.recording.append(recording);
                 break;
             }
             if (spoilt)
-                spoilt(holes);
+                spoilt(faults);
         }
     }
     return whole;

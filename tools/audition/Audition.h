@@ -44,15 +44,19 @@ Comparison compare(const std::vector<MadeStroke>& strokes, const std::vector<Hea
 // such hole. A recording with holes says how busy the machine was, not what Morvel played.
 std::vector<std::size_t> dropOuts(std::span<const float> interleaved);
 
+// How often nothing arrived for much longer than the frames that then came last: the machine or the
+// sound server stood still, and when the sounds around that were made cannot be told.
+std::size_t stalls(const MonitorRecording& recording);
+
 struct Take {
     std::vector<MadeStroke> strokes;
     MonitorRecording recording;
 };
 
 // Types the script in short sections and records what `source` of the sound server plays. A section
-// in which the server dropped out is told to `spoilt` and typed again, a few times.
+// with drop-outs or stalls is told to `spoilt`, with their number, and typed again, a few times.
 Take takeTyping(KeyInjector& keys, const std::vector<KeyStroke>& script, const std::string& source,
                 const std::string& server,
-                const std::function<void(std::size_t holes)>& spoilt = {});
+                const std::function<void(std::size_t count)>& spoilt = {});
 
 } // namespace morvel::audition

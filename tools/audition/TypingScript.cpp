@@ -154,10 +154,15 @@ std::vector<std::vector<KeyStroke>> sections(const std::vector<KeyStroke>& scrip
     std::vector<std::vector<KeyStroke>> result;
     std::vector<KeyStroke> section;
     int down = 0;
+    bool locked = false;
     for (const KeyStroke& stroke : script) {
         section.push_back(stroke);
         down += stroke.pressed ? 1 : -1;
-        if (down == 0 && stroke.at - section.front().at >= seconds)
+        if (stroke.sound == SoundCategory::capsLockDown)
+            locked = true;
+        else if (stroke.sound == SoundCategory::capsLockUp)
+            locked = false;
+        if (down == 0 && !locked && stroke.at - section.front().at >= seconds)
             result.push_back(std::exchange(section, {}));
     }
     if (!section.empty())

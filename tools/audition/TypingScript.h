@@ -31,7 +31,8 @@ inline constexpr double closestStrokes = 0.03;
 std::vector<KeyStroke> typingScript(std::string_view text, double closest = closestStrokes);
 
 // The strokes in sections that can be typed each by itself: each of at least `seconds`, but for the
-// last, and ending when no key is down.
+// last, and ending when no key is down and Caps Lock is off: a section typed twice ends as it does
+// typed once.
 std::vector<std::vector<KeyStroke>> sections(const std::vector<KeyStroke>& script, double seconds);
 
 } // namespace morvel::audition

@@ -51,9 +51,10 @@ int runAudition(const std::string& text, const std::string& themesFolder,
     }
     KeyInjector keys;
     const auto [strokes, recording] =
-        takeTyping(keys, typingScript(text), "@DEFAULT_MONITOR@", {}, [](std::size_t holes) {
-            std::cerr << fmt::format("audition: the sound server dropped out {} times; once more\n",
-                                     holes);
+        takeTyping(keys, typingScript(text), "@DEFAULT_MONITOR@", {}, [](std::size_t count) {
+            std::cerr << fmt::format(
+                "audition: the sound server dropped out or stood still {} times; once more\n",
+                count);
         });
 
     auto file = AudioFileWriter::create(wav, AudioFileWriter::Encoding::pcm24);
