@@ -43,6 +43,14 @@ bool isOn(const Environment& environment, const std::string& name) {
     return environment(name) == "1";
 }
 
+AudioEngine::Options engineOptions(const Environment& environment) {
+    AudioEngine::Options options;
+    if (const auto seconds = decimalNumber(environment, "MORVEL_KEEP_WARM_SECONDS");
+        seconds && *seconds > 0)
+        options.keepWarmSeconds = *seconds;
+    return options;
+}
+
 // A tap for a session that has no keyboards to listen to.
 class NoKeyTap : public KeyTap {
 public:
@@ -232,7 +240,8 @@ struct Composition::Objects {
     XdgLoginItem loginItem;
     LaunchAtLogin launchAtLogin;
     CubebAudioOutput output{scheduler, log};
-    AudioEngine audio{{output, clock, scheduler, random, log}, audioTrace};
+    AudioEngine audio{
+        {output, clock, scheduler, random, log}, audioTrace, engineOptions(environment)};
     JsonDefaultsStore defaults{settingsFile(), scheduler, log};
     AppSettings settings{defaults, audio, launchAtLogin, log};
     X11TrustSource trust;

@@ -5,7 +5,7 @@
 // else, construction and destruction included, is the main thread's unless it says otherwise.
 // Master volume and mute act at the submix, on everything at once.
 //
-// Output is kept running while sounds are played and for some minutes after, then paused until the
+// Output is kept running while sounds are played and for five minutes after, then paused until the
 // next sound. While the sound server is gone plays are counted as usual but make no sound, neither
 // then nor later; a loop that runs is heard as soon as there is output for it.
 #pragma once
@@ -48,7 +48,7 @@ public:
 
     struct Options {
         // Output runs on for this long after the last sound, in seconds.
-        double keepWarmSeconds = 180;
+        double keepWarmSeconds = 300;
         // A sound that output has not begun to play this many seconds after it was asked for is
         // forgotten rather than played late.
         double startPatienceSeconds = 0.3;

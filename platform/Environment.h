@@ -11,4 +11,7 @@ namespace morvel {
 // Answers the variable's value, or nothing when it is not set. Main thread.
 using Environment = std::function<std::optional<std::string>(const std::string& name)>;
 
+// The variable's value as a number; nothing where the whole of it is not one finite decimal number.
+std::optional<double> decimalNumber(const Environment& environment, const std::string& name);
+
 } // namespace morvel

@@ -5,11 +5,8 @@
 #include <fmt/format.h>
 
 #include <array>
-#include <charconv>
-#include <cmath>
 #include <limits>
 #include <string_view>
-#include <system_error>
 #include <utility>
 
 namespace morvel {
@@ -29,21 +26,6 @@ constexpr std::array<std::string_view, 6> looseExecutableNote = {
 
 std::string_view textOf(bool value) {
     return value ? "true" : "false";
-}
-
-// The whole text must be one finite decimal number.
-std::optional<double> decimalNumber(const std::optional<std::string>& text) {
-    if (!text)
-        return std::nullopt;
-    const char* begin = text->data();
-    const char* const end = begin + text->size();
-    if (text->starts_with('+') && !text->starts_with("+-"))
-        ++begin;
-    double number = 0;
-    const auto parsed = std::from_chars(begin, end, number);
-    if (parsed.ec != std::errc{} || parsed.ptr != end || !std::isfinite(number))
-        return std::nullopt;
-    return number;
 }
 
 } // namespace
@@ -66,8 +48,8 @@ void AccessibilityPermission::readEnvironment(const Environment& environment) {
     if (environment("MORVEL_SIMULATE_UNTRUSTED") == "1")
         simulatedUntrustedFor_ = std::numeric_limits<double>::infinity();
     else
-        simulatedUntrustedFor_ = decimalNumber(environment("MORVEL_SIMULATE_UNTRUSTED_SECONDS"));
-    simulatedRevokeAfter_ = decimalNumber(environment("MORVEL_SIMULATE_REVOKE_AFTER_SECONDS"));
+        simulatedUntrustedFor_ = decimalNumber(environment, "MORVEL_SIMULATE_UNTRUSTED_SECONDS");
+    simulatedRevokeAfter_ = decimalNumber(environment, "MORVEL_SIMULATE_REVOKE_AFTER_SECONDS");
 }
 
 void AccessibilityPermission::logSimulations() {

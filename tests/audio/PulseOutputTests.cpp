@@ -289,6 +289,36 @@ TEST_F(PulseOutput, APausedOutputRendersNothingAndTheNextSoundResumesIt) {
     EXPECT_EQ(lineCount("failed"), 0);
 }
 
+TEST_F(PulseOutput, TheFirstSoundAfterAPauseIsWholeFromItsFirstSample) {
+    server.start();
+    const auto sound = test::noise(2205, 0.5F); // the first sample is as loud as any
+    theme->set(SoundCategory::keyDown, sound);
+    AudioEngine::Options options;
+    options.keepWarmSeconds = 0.4;
+    build(options);
+    for (int pause = 0; pause < 3; ++pause) {
+        ASSERT_TRUE(awaitState(AudioOutputState::paused));
+        record();
+        press();
+        ASSERT_TRUE(heard());
+        recorder->await(recorder->frameLength() + 2 * sound->frameLength());
+        const auto left = test::channel(recorder->finish().interleaved, 0);
+        recorder.reset();
+        const auto first = static_cast<std::size_t>(
+            std::ranges::find_if(left, [](float sample) { return std::abs(sample) > 1e-3F; }) -
+            left.begin());
+        const std::vector<float>& wanted = sound->channels[0];
+        const auto begin = static_cast<std::size_t>(
+            std::ranges::find_if(wanted, [](float sample) { return std::abs(sample) > 1e-3F; }) -
+            wanted.begin());
+        ASSERT_LE(first + wanted.size(), left.size());
+        float worst = 0;
+        for (std::size_t i = begin; i < wanted.size(); ++i)
+            worst = std::max(worst, std::abs(left[first + i - begin] - wanted[i]));
+        EXPECT_LT(worst, 1e-3F) << "after pause " << pause;
+    }
+}
+
 TEST_F(PulseOutput, ItEndsQuicklyWhileTheServerIsMissing) {
     build();
     ASSERT_TRUE(awaitState(AudioOutputState::lost));

@@ -3,6 +3,7 @@
 #include "platform/linux/SystemRandom.h"
 #include "platform/simulated/SimulatedLog.h"
 #include "tests/desktop/MorvelProcess.h"
+#include "tests/support/ProcessWakeUps.h"
 #include "tests/support/PulseServer.h"
 #include "tests/support/TemporaryFolder.h"
 #include "tests/support/XServer.h"
@@ -12,7 +13,9 @@
 #include <gtest/gtest.h>
 
 #include <csignal>
+#include <cstdio>
 #include <fstream>
+#include <thread>
 
 namespace morvel {
 namespace {
@@ -162,6 +165,31 @@ TEST_F(WholeProgramTest, TrustThatIsRevokedAndReturnsStopsAndStartsTheTap) {
     ASSERT_TRUE(revoked.awaitLine(installed));
     ASSERT_TRUE(revoked.awaitLine("Accessibility trust changed -> NOT TRUSTED"));
     ASSERT_TRUE(revoked.awaitLine("event tap removed"));
+}
+
+TEST_F(WholeProgramTest, OnceOutputSleepsItWakesAtMostOnceASecondUntilTheNextKeySounds) {
+    sound.start();
+    test::MorvelProcess morvel(home("user"), environment({"MORVEL_KEEP_WARM_SECONDS=1"}));
+    ASSERT_TRUE(morvel.awaitLine(installed));
+    ASSERT_TRUE(morvel.awaitLine("Audio output"));
+    const auto wakeUps = [&](std::chrono::seconds length) {
+        const auto before = test::wakeUpsOf(morvel.process().pid());
+        std::this_thread::sleep_for(length); // the time itself is what is measured
+        return test::wakeUpsOf(morvel.process().pid()) - before;
+    };
+    std::uint64_t inOneSecond = 0;
+    for (int second = 0; second < 20 && (inOneSecond = wakeUps(1s)) > 5; ++second) {
+    }
+    ASSERT_LE(inOneSecond, 5u) << "output runs on";
+    const auto inAMinute = wakeUps(60s);
+    std::printf("%llu wake-ups in a minute\n", static_cast<unsigned long long>(inAMinute));
+    EXPECT_LE(inAMinute, 60u);
+
+    KeyInjector keys(x.display());
+    const audition::MonitorRecorder recorder(test::PulseServer::monitor, sound.address());
+    keys.press(XKB_KEY_a);
+    EXPECT_TRUE(recorder.awaitSound(0.02F, 2s));
+    keys.release(XKB_KEY_a);
 }
 
 } // namespace
