@@ -8,6 +8,7 @@
 #include "app/settings/JsonDefaultsStore.h"
 #include "platform/linux/CubebAudioOutput.h"
 #include "platform/linux/DesktopAppearance.h"
+#include "platform/linux/EvdevKeyTap.h"
 #include "platform/linux/FreeMemory.h"
 #include "platform/linux/LinuxApplicationBundle.h"
 #include "platform/linux/LinuxDesktopPlaces.h"
@@ -32,6 +33,7 @@
 #include <fmt/format.h>
 
 #include <QDBusConnection>
+#include <optional>
 #include <utility>
 #include <vector>
 
@@ -50,14 +52,6 @@ AudioEngine::Options engineOptions(const Environment& environment) {
         options.keepWarmSeconds = *seconds;
     return options;
 }
-
-// A tap for a session that has no keyboards to listen to.
-class NoKeyTap : public KeyTap {
-public:
-    bool install(Listener&) override { return false; }
-    void enable() override {}
-    void remove() override {}
-};
 
 // For a session that lets no program claim a key.
 class NoHotKeyService : public HotKeyService {
@@ -100,15 +94,21 @@ struct Places {
     ApplicationBundle bundle;
 };
 
-// What the X server gives, and what stands in for it in a session without one.
-struct DisplayServer {
-    DisplayServer(const Environment& environment, const Clock& clock, Scheduler& scheduler)
+// Where keys come from, and what the X server gives besides; what stands in for it in a session
+// that is not its own. There the keyboards are read themselves, also where a server of old programs
+// answers.
+struct Session {
+    Session(const Environment& environment, const Clock& clock, Scheduler& scheduler)
         : keyboard(isX11Session(environment) ? X11Connection::open() : nullptr)
         , desktop(keyboard ? X11Connection::open() : nullptr) {
-        if (keyboard)
+        if (keyboard) {
             tap = std::make_unique<X11KeyTap>(*keyboard, clock);
-        else
-            tap = std::make_unique<NoKeyTap>();
+            trust = std::make_unique<X11TrustSource>(keyboard.get());
+        } else {
+            keyboards.emplace(environment("XDG_SEAT").value_or("seat0"));
+            tap = std::make_unique<EvdevKeyTap>(*keyboards);
+            trust = std::make_unique<EvdevTrustSource>(*keyboards, nullptr);
+        }
         if (desktop) {
             hotKeys = std::make_unique<X11HotKeyService>(*desktop, scheduler);
             poster = std::make_unique<X11KeyEventPoster>(*desktop);
@@ -122,11 +122,13 @@ struct DisplayServer {
 
     std::unique_ptr<X11Connection> keyboard; // the tap's own: keys wait for nothing else
     std::unique_ptr<X11Connection> desktop;
+    std::optional<KeyboardNodes> keyboards;
     std::unique_ptr<KeyTap> tap;
+    std::unique_ptr<TrustSource> trust;
     std::unique_ptr<HotKeyService> hotKeys;
     std::unique_ptr<KeyEventPoster> poster;
     std::unique_ptr<TransientWindows> transients;
-    X11FloatingWindows floating;
+    X11FloatingWindows floating; // leaves windows of another window system alone
 };
 
 } // namespace
@@ -140,24 +142,23 @@ struct Composition::Objects {
         , places(environment)
         , audioTrace(isOn(environment, "MORVEL_AUDIO_TRACE"))
         , latencyTrace(isOn(environment, "MORVEL_LATENCY_TRACE"))
-        , server(environment, clock, scheduler)
+        , session(environment, clock, scheduler)
         , loginItem({places.configuration / "autostart", std::string(applicationIdentifier),
                      places.bundle.executable.value_or(std::filesystem::path()),
                      searchPath(environment)})
         , launchAtLogin(loginItem, places.bundle, installationPaths(environment, places.home), log)
-        , trust(server.keyboard.get())
-        , permission({trust, processes, clock, scheduler, activation, log}, places.bundle,
+        , permission({*session.trust, processes, clock, scheduler, activation, log}, places.bundle,
                      environment)
         , catalog(places.bundle.themes, places.data / "Morvel" / "Themes", log)
         , desktopPlaces({environment("XDG_CURRENT_DESKTOP").value_or(""), searchPath(environment),
-                         server.keyboard != nullptr, places.autostartEntry()},
+                         session.keyboard != nullptr, places.autostartEntry()},
                         QDBusConnection::sessionBus())
-        , trayWatch(server.desktop.get(), QDBusConnection::sessionBus())
+        , trayWatch(session.desktop.get(), QDBusConnection::sessionBus())
         , delegate(delegateServices(), environment) {
         QObject::connect(&themes, &ThemeController::activeThemeIDChanged, &themes,
                          [this] { returnFreeMemorySoon(); });
-        if (server.keyboard)
-            server.keyboard->setLostHandler(std::move(endProcess));
+        if (session.keyboard)
+            session.keyboard->setLostHandler(std::move(endProcess));
     }
 
     AppDelegate::Services delegateServices() {
@@ -198,7 +199,7 @@ struct Composition::Objects {
                     return !symbolIcon(QString::fromStdString(symbol), Qt::black).isNull();
                 },
                 random,
-                *server.poster,
+                *session.poster,
                 [this] { scheduler.async(quit); }};
     }
 
@@ -216,7 +217,7 @@ struct Composition::Objects {
         auto made = loadWindowsModule(windowsModules(places.bundle), MORVEL_VERSION,
                                       {settings, themes, permission, catalog, launchAtLogin,
                                        places.bundle, desktopPlaces, audio, clock, log,
-                                       *server.transients, &server.floating});
+                                       *session.transients, &session.floating});
         if (made)
             return std::move(made).value();
         log.line(fmt::format("Cannot show windows — {}", made.error()));
@@ -236,7 +237,7 @@ struct Composition::Objects {
     SystemRandom random;
     QtScheduler scheduler;
     QtApplicationActivation activation;
-    DisplayServer server;
+    Session session;
     XdgLoginItem loginItem;
     LaunchAtLogin launchAtLogin;
     CubebAudioOutput output{scheduler, log};
@@ -244,16 +245,15 @@ struct Composition::Objects {
         {output, clock, scheduler, random, log}, audioTrace, engineOptions(environment)};
     JsonDefaultsStore defaults{settingsFile(), scheduler, log};
     AppSettings settings{defaults, audio, launchAtLogin, log};
-    X11TrustSource trust;
     ProcfsProcessTable processes;
     AccessibilityPermission permission;
-    KeyboardEngine keyboard{{*server.tap, settings, permission, audio, clock, log}, latencyTrace};
+    KeyboardEngine keyboard{{*session.tap, settings, permission, audio, clock, log}, latencyTrace};
     ThemeCatalog catalog;
     ThemeController themes{{catalog, audio, random, log}};
     DesktopAppearance appearance{QDBusConnection::sessionBus()};
     LateWindows windows{[this] { return makeWindows(); }};
     LinuxDesktopPlaces desktopPlaces; // tells the windows what could not be opened
-    GlobalHotKeyRegistry hotKeys{*server.hotKeys, scheduler, log};
+    GlobalHotKeyRegistry hotKeys{*session.hotKeys, scheduler, log};
     LinuxTrayWatch trayWatch;
     QtStatusBar statusBar{trayWatch, symbolIcon};
     SelfTests selfTests{selfTestServices()};
@@ -296,7 +296,8 @@ void Composition::terminate() {
 }
 
 void Composition::displayLost() {
-    objects_->log.line("The X server has gone away — quitting");
+    objects_->log.line(objects_->session.keyboard ? "The X server has gone away — quitting"
+                                                  : "The compositor has gone away — quitting");
     objects_->keyboard.stop();
     objects_->selfTests.displayLost();
     objects_->defaults.flush();
