@@ -6,12 +6,14 @@
 #include "app/applicationwindows/WindowsModule.h"
 #include "app/login/LaunchAtLogin.h"
 #include "app/settings/JsonDefaultsStore.h"
+#include "platform/PreferredAudioOutput.h"
 #include "platform/linux/CubebAudioOutput.h"
 #include "platform/linux/DesktopAppearance.h"
 #include "platform/linux/FreeMemory.h"
 #include "platform/linux/LinuxApplicationBundle.h"
 #include "platform/linux/LinuxDesktopPlaces.h"
 #include "platform/linux/LinuxTrayWatch.h"
+#include "platform/linux/PipeWireAudioOutput.h"
 #include "platform/linux/ProcfsProcessTable.h"
 #include "platform/linux/SessionType.h"
 #include "platform/linux/SystemClock.h"
@@ -207,7 +209,7 @@ struct Composition::Objects {
     std::unique_ptr<ApplicationWindows> makeWindows() {
         auto made = loadWindowsModule(windowsModules(places.bundle), MORVEL_VERSION,
                                       {settings, themes, permission, catalog, launchAtLogin,
-                                       places.bundle, desktopPlaces, audio, clock, log,
+                                       places.bundle, desktopPlaces, audio, output, clock, log,
                                        *server.transients, &server.floating});
         if (made)
             return std::move(made).value();
@@ -231,7 +233,8 @@ struct Composition::Objects {
     DisplayServer server;
     XdgLoginItem loginItem;
     LaunchAtLogin launchAtLogin;
-    CubebAudioOutput output{scheduler, log};
+    PreferredAudioOutput output{std::make_unique<PipeWireAudioOutput>(scheduler, log),
+                                std::make_unique<CubebAudioOutput>(scheduler, log), scheduler};
     AudioEngine audio{{output, clock, scheduler, random, log}, audioTrace};
     JsonDefaultsStore defaults{settingsFile(), scheduler, log};
     AppSettings settings{defaults, audio, launchAtLogin, log};
