@@ -154,6 +154,12 @@ void PipeWireRecorder::await(std::size_t frames) const {
     });
 }
 
+bool PipeWireRecorder::awaitSound(float level, std::chrono::milliseconds limit) const {
+    std::unique_lock lock(state_->mutex);
+    state_->more.wait_for(lock, limit, [&] { return state_->lost || state_->loudest > level; });
+    return state_->loudest > level;
+}
+
 audition::MonitorRecording PipeWireRecorder::finish() {
     pw_thread_loop_lock(state_->loop);
     pw_stream_set_active(state_->stream, false);

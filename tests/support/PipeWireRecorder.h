@@ -3,6 +3,7 @@
 
 #include "tools/audition/MonitorRecorder.h"
 
+#include <chrono>
 #include <memory>
 #include <string>
 
@@ -22,6 +23,9 @@ public:
     float loudest() const;
     // Returns once there are `frames` of them, or the server has gone away.
     void await(std::size_t frames) const;
+
+    // Waits for a sample above `level`; answers whether one came within `limit`.
+    bool awaitSound(float level, std::chrono::milliseconds limit) const;
 
     // Ends the recording and hands it over.
     audition::MonitorRecording finish();
