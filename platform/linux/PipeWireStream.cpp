@@ -8,6 +8,7 @@
 #include <cerrno>
 #include <mutex>
 #include <system_error>
+#include <utility>
 
 namespace morvel {
 
@@ -56,8 +57,11 @@ std::optional<std::string> PipeWireStream::open(const std::string& application,
             return "PipeWire's library does not start: " + describe(errno);
     }
     core_ = pw_context_connect(context_, properties({{PW_KEY_APP_NAME, application}}), 0);
-    if (core_ == nullptr)
+    if (core_ == nullptr) {
+        // Where there is no server its library must not take the memory it would.
+        pw_context_destroy(std::exchange(context_, nullptr));
         return "no sound server";
+    }
     pw_proxy_add_object_listener(reinterpret_cast<pw_proxy*>(core_), &coreHook_, &coreEvents(),
                                  this);
     stream_ = pw_stream_new(
