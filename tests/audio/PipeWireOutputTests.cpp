@@ -14,15 +14,18 @@
 #include "tests/support/TemporaryFolder.h"
 
 #include <gtest/gtest.h>
+#include <unistd.h>
 
 #include <atomic>
 #include <chrono>
 #include <cmath>
 #include <csignal>
 #include <cstdlib>
+#include <filesystem>
 #include <memory>
 #include <numbers>
 #include <string>
+#include <string_view>
 #include <vector>
 
 namespace morvel {
@@ -66,6 +69,20 @@ private:
     }
     std::uint64_t frame_ = 0;
 };
+
+// How often the threads of this process but the main one have gone to sleep so far.
+std::uint64_t sleepsBesidesMain() {
+    constexpr std::string_view label = "voluntary_ctxt_switches:";
+    std::uint64_t sum = 0;
+    for (const auto& entry : std::filesystem::directory_iterator("/proc/self/task")) {
+        if (entry.path().filename() == std::to_string(getpid()))
+            continue;
+        const std::string status = readText(entry.path() / "status");
+        sum +=
+            std::stoull(status.substr(status.find('\n' + std::string(label)) + 1 + label.size()));
+    }
+    return sum;
+}
 
 class PipeWireOutput : public testing::Test {
 protected:
@@ -163,7 +180,7 @@ TEST_F(PipeWireOutput, SoundMovesToTheNewDefaultSinkWithinASecond) {
     EXPECT_EQ(output->state(), AudioOutputState::running);
 }
 
-TEST_F(PipeWireOutput, NothingIsRenderedWhilePaused) {
+TEST_F(PipeWireOutput, NothingIsRenderedAndNobodyWakesWhilePaused) {
     server.start();
     build();
     output->start();
@@ -173,8 +190,10 @@ TEST_F(PipeWireOutput, NothingIsRenderedWhilePaused) {
     EXPECT_EQ(output->state(), AudioOutputState::paused);
     wait(0.3);
     const int calls = watch.calls;
+    const std::uint64_t sleeps = sleepsBesidesMain();
     wait(0.5);
     EXPECT_EQ(watch.calls, calls);
+    EXPECT_EQ(sleepsBesidesMain(), sleeps);
     output->start();
     ASSERT_TRUE(awaitState(AudioOutputState::running));
     EXPECT_TRUE(until([&] { return watch.calls > calls + 10; }));
