@@ -6,6 +6,7 @@
 #include "app/applicationwindows/WindowsModule.h"
 #include "app/login/LaunchAtLogin.h"
 #include "app/settings/JsonDefaultsStore.h"
+#include "platform/PreferredAudioOutput.h"
 #include "platform/linux/CubebAudioOutput.h"
 #include "platform/linux/DesktopAppearance.h"
 #include "platform/linux/EvdevKeyTap.h"
@@ -13,6 +14,7 @@
 #include "platform/linux/LinuxApplicationBundle.h"
 #include "platform/linux/LinuxDesktopPlaces.h"
 #include "platform/linux/LinuxTrayWatch.h"
+#include "platform/linux/PipeWireAudioOutput.h"
 #include "platform/linux/ProcfsProcessTable.h"
 #include "platform/linux/SessionType.h"
 #include "platform/linux/SystemClock.h"
@@ -216,7 +218,7 @@ struct Composition::Objects {
     std::unique_ptr<ApplicationWindows> makeWindows() {
         auto made = loadWindowsModule(windowsModules(places.bundle), MORVEL_VERSION,
                                       {settings, themes, permission, catalog, launchAtLogin,
-                                       places.bundle, desktopPlaces, audio, clock, log,
+                                       places.bundle, desktopPlaces, audio, output, clock, log,
                                        *session.transients, &session.floating});
         if (made)
             return std::move(made).value();
@@ -240,7 +242,8 @@ struct Composition::Objects {
     Session session;
     XdgLoginItem loginItem;
     LaunchAtLogin launchAtLogin;
-    CubebAudioOutput output{scheduler, log};
+    PreferredAudioOutput output{std::make_unique<PipeWireAudioOutput>(scheduler, log),
+                                std::make_unique<CubebAudioOutput>(scheduler, log), scheduler};
     AudioEngine audio{
         {output, clock, scheduler, random, log}, audioTrace, engineOptions(environment)};
     JsonDefaultsStore defaults{settingsFile(), scheduler, log};
