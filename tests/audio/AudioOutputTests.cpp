@@ -13,6 +13,7 @@
 #include <gtest/gtest.h>
 #include <sched.h>
 
+#include <algorithm>
 #include <chrono>
 #include <csignal>
 #include <cstdio>
@@ -286,8 +287,8 @@ TEST_P(AudioOutputTest, APausedOutputRendersNothingAndTheNextSoundResumesIt) {
 
 TEST_P(AudioOutputTest, TheFirstSoundAfterAPauseIsWholeFromItsFirstSample) {
     server->start();
-    const auto sound = test::noise(2205, 0.5F); // the first sample is as loud as any
-    theme->set(SoundCategory::keyDown, sound);
+    constexpr int frames = 2205;
+    theme->set(SoundCategory::keyDown, test::constant(0.5F, frames));
     AudioEngine::Options options;
     options.keepWarmSeconds = 0.4;
     build(options);
@@ -299,18 +300,12 @@ TEST_P(AudioOutputTest, TheFirstSoundAfterAPauseIsWholeFromItsFirstSample) {
         wait(0.2);
         const auto left = test::channel(recorder->finish().interleaved, 0);
         recorder.reset();
-        const auto first = static_cast<std::size_t>(
-            std::ranges::find_if(left, [](float sample) { return std::abs(sample) > 1e-3F; }) -
-            left.begin());
-        const std::vector<float>& wanted = sound->channels[0];
-        const auto begin = static_cast<std::size_t>(
-            std::ranges::find_if(wanted, [](float sample) { return std::abs(sample) > 1e-3F; }) -
-            wanted.begin());
-        ASSERT_LE(first + wanted.size(), left.size());
-        float worst = 0;
-        for (std::size_t i = begin; i < wanted.size(); ++i)
-            worst = std::max(worst, std::abs(left[first + i - begin] - wanted[i]));
-        EXPECT_LT(worst, 1e-3F) << "after pause " << pause;
+        const auto sounds = [](float sample) { return sample > 0.25F; };
+        const auto begin = std::ranges::find_if(left, sounds);
+        const auto end = std::find_if(left.rbegin(), left.rend(), sounds).base();
+        // A server that works at another rate rounds the corners.
+        EXPECT_NEAR(static_cast<int>(end - begin), frames, 4) << "after pause " << pause;
+        EXPECT_TRUE(std::all_of(begin, end, sounds)) << "after pause " << pause;
     }
 }
 
