@@ -2,6 +2,7 @@
 
 #include "platform/linux/CubebAudioOutput.h"
 #include "platform/linux/PipeWireAudioOutput.h"
+#include "tests/support/PipeWireClient.h"
 #include "tests/support/PipeWireRecorder.h"
 #include "tests/support/PipeWireServer.h"
 #include "tests/support/PulseServer.h"
@@ -17,7 +18,7 @@ namespace {
 template <typename Recorder>
 class SinkRecorderOf : public SinkRecorder {
 public:
-    SinkRecorderOf(const char* source, const std::string& address)
+    SinkRecorderOf(const std::string& source, const std::string& address)
         : recorder_(source, address) {}
     float loudest() const override { return recorder_.loudest(); }
     audition::MonitorRecording finish() override { return recorder_.finish(); }
@@ -49,10 +50,16 @@ public:
         : SoundServerOf(folder) {
         setenv("PULSE_SERVER", server_.address().c_str(), 1); // NOLINT(concurrency-mt-unsafe)
     }
-    std::unique_ptr<SinkRecorder> record() override {
-        return std::make_unique<SinkRecorderOf<audition::MonitorRecorder>>(PulseServer::monitor,
+    void start() override {
+        server_.start();
+        server_.addSink(headphones);
+    }
+    std::unique_ptr<SinkRecorder> record(const std::string& sink) override {
+        return std::make_unique<SinkRecorderOf<audition::MonitorRecorder>>(sink + ".monitor",
                                                                            server_.address());
     }
+    void setDefaultSink(const std::string& sink) override { server_.setDefaultSink(sink); }
+    void removeSink(const std::string& sink) override { server_.removeSink(sink); }
 };
 
 class PipeWire : public SoundServerOf<PipeWireServer, PipeWireAudioOutput> {
@@ -62,10 +69,20 @@ public:
         // NOLINTNEXTLINE(concurrency-mt-unsafe)
         setenv("PIPEWIRE_RUNTIME_DIR", server_.runtimeFolder().c_str(), 1);
     }
-    std::unique_ptr<SinkRecorder> record() override {
-        return std::make_unique<SinkRecorderOf<PipeWireRecorder>>(PipeWireServer::speaker,
-                                                                  server_.address());
+    std::unique_ptr<SinkRecorder> record(const std::string& sink) override {
+        return std::make_unique<SinkRecorderOf<PipeWireRecorder>>(sink, server_.address());
     }
+    void setDefaultSink(const std::string& sink) override { client().setDefaultSink(sink); }
+    void removeSink(const std::string& sink) override { client().removeSink(sink); }
+
+private:
+    PipeWireClient& client() {
+        if (!client_)
+            client_ = PipeWireClient::connect(server_.address());
+        return *client_;
+    }
+
+    std::unique_ptr<PipeWireClient> client_;
 };
 
 template <typename Server>

@@ -1,8 +1,10 @@
 // The program as a user has it: a real X server, a real sound server, real key presses.
 
+#include "platform/linux/SystemClock.h"
 #include "platform/linux/SystemRandom.h"
 #include "platform/simulated/SimulatedLog.h"
 #include "tests/desktop/MorvelProcess.h"
+#include "tests/support/PipeWireClient.h"
 #include "tests/support/PipeWireRecorder.h"
 #include "tests/support/PipeWireServer.h"
 #include "tests/support/ProcessWakeUps.h"
@@ -14,6 +16,8 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <cmath>
 #include <csignal>
 #include <cstdio>
 #include <fstream>
@@ -101,6 +105,35 @@ TEST_F(WholeProgramTest, WhereThereArePipeWireAndPulseAudioAKeySoundsThroughPipe
     EXPECT_TRUE(recorder.awaitSound(0.05F, 5s));
     morvel.drain();
     EXPECT_EQ(morvel.count("Audio output"), 1u);
+}
+
+TEST_F(WholeProgramTest, WhileSomebodyTypesSoundMovesToTheNewDefaultSinkWithinASecond) {
+    test::PipeWireServer server(folder.path() / "pipewire");
+    server.start();
+    test::MorvelProcess morvel(home("user"),
+                               environment({"PIPEWIRE_RUNTIME_DIR=" + server.runtimeFolder()}));
+    ASSERT_TRUE(morvel.awaitLine(installed));
+    ASSERT_TRUE(morvel.awaitLine("Audio output: PipeWire"));
+    const auto client = test::PipeWireClient::connect(server.address());
+    ASSERT_TRUE(client);
+    test::PipeWireRecorder first(test::PipeWireServer::speaker, server.address());
+    test::PipeWireRecorder second(test::PipeWireServer::headphones, server.address());
+    const std::jthread typist([display = x.display()](const std::stop_token& stop) {
+        KeyInjector keys(display);
+        while (!stop.stop_requested())
+            audition::perform(keys, audition::typingScript("a"));
+    });
+    ASSERT_TRUE(first.awaitSound(0.02F, 5s));
+    ASSERT_EQ(second.loudest(), 0);
+    const std::uint64_t switched = SystemClock().hostNanos();
+    client->setDefaultSink(test::PipeWireServer::headphones);
+    ASSERT_TRUE(second.awaitSound(0.02F, 10s));
+    const auto recording = second.finish();
+    const auto sample = std::ranges::find_if(recording.interleaved,
+                                             [](float value) { return std::abs(value) > 0.02F; });
+    const auto frame = static_cast<std::size_t>(sample - recording.interleaved.begin()) / 2;
+    EXPECT_LT(recording.hostNanos(frame) - switched, 1'000'000'000U);
+    EXPECT_TRUE(morvel.awaitLine("Audio engine restarted (running=true)"));
 }
 
 TEST_F(WholeProgramTest, TerminationReleasesTheTapAndExitsWithZero) {
