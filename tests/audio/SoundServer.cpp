@@ -1,7 +1,8 @@
 #include "tests/audio/SoundServer.h"
 
-#include "platform/linux/CubebAudioOutput.h"
-#include "platform/linux/PipeWireAudioOutput.h"
+#include "platform/linux/CubebStream.h"
+#include "platform/linux/PipeWireStream.h"
+#include "platform/linux/ServerAudioOutput.h"
 #include "tests/support/PipeWireClient.h"
 #include "tests/support/PipeWireRecorder.h"
 #include "tests/support/PipeWireServer.h"
@@ -27,7 +28,7 @@ private:
     Recorder recorder_;
 };
 
-template <typename Server, typename Output>
+template <typename Server, const OutputServer& reached>
 class SoundServerOf : public SoundServer {
 public:
     explicit SoundServerOf(const std::filesystem::path& folder)
@@ -37,14 +38,14 @@ public:
     void stop() override { server_.stop(); }
     void signal(int number) override { server_.signal(number); }
     std::unique_ptr<AudioOutput> makeOutput(Scheduler& scheduler, Log& log) override {
-        return std::make_unique<Output>(scheduler, log);
+        return std::make_unique<ServerAudioOutput>(reached, scheduler, log);
     }
 
 protected:
     Server server_;
 };
 
-class PulseAudio : public SoundServerOf<PulseServer, CubebAudioOutput> {
+class PulseAudio : public SoundServerOf<PulseServer, pulseAudioServer> {
 public:
     explicit PulseAudio(const std::filesystem::path& folder)
         : SoundServerOf(folder) {
@@ -62,7 +63,7 @@ public:
     void removeSink(const std::string& sink) override { server_.removeSink(sink); }
 };
 
-class PipeWire : public SoundServerOf<PipeWireServer, PipeWireAudioOutput> {
+class PipeWire : public SoundServerOf<PipeWireServer, pipeWireServer> {
 public:
     explicit PipeWire(const std::filesystem::path& folder)
         : SoundServerOf(folder) {
