@@ -140,12 +140,24 @@ void CubebStream::stateCallback(cubeb_stream*, void* user, cubeb_state state) {
     self.listener_.wake();
 }
 
+std::filesystem::path socketOf(const Environment& environment) {
+    if (const auto server = environment("PULSE_SERVER")) {
+        constexpr std::string_view scheme = "unix:";
+        return server->starts_with(scheme) ? server->substr(scheme.size()) : *server;
+    }
+    if (const auto folder = environment("PULSE_RUNTIME_PATH"))
+        return std::filesystem::path(*folder) / "native";
+    if (const auto folder = environment("XDG_RUNTIME_DIR"))
+        return std::filesystem::path(*folder) / "pulse" / "native";
+    return {};
+}
+
 std::unique_ptr<ServerStream> makeCubebStream(ServerStream::Listener& listener) {
     return std::make_unique<CubebStream>(listener);
 }
 
 } // namespace
 
-const OutputServer pulseAudioServer{"PulseAudio", makeCubebStream};
+const OutputServer pulseAudioServer{"PulseAudio", socketOf, makeCubebStream};
 
 } // namespace morvel

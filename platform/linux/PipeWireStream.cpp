@@ -261,12 +261,20 @@ void PipeWireStream::process() {
     pw_stream_queue_buffer(stream_, buffer);
 }
 
+std::filesystem::path socketOf(const Environment& environment) {
+    const std::string name = environment("PIPEWIRE_REMOTE").value_or("pipewire-0");
+    for (const char* const variable : {"PIPEWIRE_RUNTIME_DIR", "XDG_RUNTIME_DIR"})
+        if (const auto folder = environment(variable))
+            return std::filesystem::path(*folder) / name; // the name alone where that is a path
+    return {};
+}
+
 std::unique_ptr<ServerStream> makePipeWireStream(ServerStream::Listener& listener) {
     return std::make_unique<PipeWireStream>(listener);
 }
 
 } // namespace
 
-const OutputServer pipeWireServer{"PipeWire", makePipeWireStream};
+const OutputServer pipeWireServer{"PipeWire", socketOf, makePipeWireStream};
 
 } // namespace morvel

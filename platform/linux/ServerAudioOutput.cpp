@@ -2,6 +2,8 @@
 
 #include "platform/linux/Descriptor.h"
 #include "platform/linux/OutputOwner.h"
+#include "platform/linux/SocketWatch.h"
+#include "platform/linux/UserFolders.h"
 
 #include <fmt/format.h>
 #include <poll.h>
@@ -39,6 +41,7 @@ class ServerAudioOutput::Control : public ServerStream::Listener {
 public:
     Control(const OutputServer& server, Scheduler& scheduler, Log& log, Options options)
         : server_(server)
+        , socket_(server.socket(systemEnvironment()))
         , owner_(scheduler, log)
         , options_(std::move(options)) {}
 
@@ -82,6 +85,7 @@ private:
     void measure(ServerStream& stream);
 
     const OutputServer& server_;
+    const std::filesystem::path socket_;
     OutputOwner owner_;
     const Options options_;
     const Descriptor word_{eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK)};
@@ -106,6 +110,7 @@ private:
     std::optional<SteadyClock::time_point> measureAt_;
     std::optional<std::uint32_t> clock_; // that drives the stream, as last seen
     std::chrono::milliseconds retry_{0};
+    std::optional<SocketWatch> watch_; // during an outage
 };
 
 void ServerAudioOutput::Control::start() {
@@ -177,11 +182,18 @@ int ServerAudioOutput::Control::timeout(const ServerStream& stream, const Wishes
 }
 
 void ServerAudioOutput::Control::await(ServerStream& stream) {
-    pollfd sources[] = {{word_.get(), POLLIN, 0}, {stream.descriptor(), POLLIN, 0}};
+    pollfd sources[] = {{word_.get(), POLLIN, 0},
+                        {stream.descriptor(), POLLIN, 0},
+                        {watch_ ? watch_->descriptor() : -1, POLLIN, 0}};
     poll(sources, std::size(sources), timeout(stream, wishes()));
     eventfd_t words = 0;
     eventfd_read(word_.get(), &words);
     stream.serve();
+    if (watch_ && watch_->appeared()) {
+        const std::lock_guard lock(mutex_);
+        retry_ = {};
+        retryAt_ = {};
+    }
 }
 
 void ServerAudioOutput::Control::turn(ServerStream& stream, const Wishes& wishes) {
@@ -256,6 +268,7 @@ void ServerAudioOutput::Control::flows(const ServerStream& stream) {
     const bool moved = clock && clock_ && clock != clock_;
     clock_ = clock ? clock : clock_;
     retry_ = {};
+    watch_.reset();
     if (resumed || moved)
         measureAt_ = SteadyClock::now() + measuringTime;
     const bool back = std::exchange(outage_, false);
@@ -269,11 +282,14 @@ void ServerAudioOutput::Control::flows(const ServerStream& stream) {
 void ServerAudioOutput::Control::lose(const std::string& error) {
     answerBy_.reset();
     measureAt_.reset();
+    if (!watch_)
+        watch_.emplace(socket_);
+    const bool missing = watch_->missing();
     {
         const std::lock_guard lock(mutex_);
         retry_ =
             std::clamp(retry_ + options_.firstRetry, options_.firstRetry, options_.longestRetry);
-        retryAt_ = SteadyClock::now() + retry_;
+        retryAt_ = SteadyClock::now() + (missing ? options_.missingRetry : retry_);
         if (!wanted_)
             return;
         state_ = AudioOutputState::lost;

@@ -2,7 +2,8 @@
 //
 // A control thread of this adapter makes all calls into the server's library, since they may wait
 // for the server; the member functions leave word for it. When the server goes away, or has no
-// device, that thread tries again: soon at first, then once a second, asleep in between.
+// device, that thread tries again: soon at first, then once a second, asleep in between. While
+// there is not even a server's socket it sleeps until there is one.
 #pragma once
 
 #include "platform/AudioOutput.h"
@@ -22,6 +23,8 @@ public:
         ServerStream::Request stream = {};
         std::chrono::milliseconds firstRetry{100};
         std::chrono::milliseconds longestRetry{1000};
+        // While there is no socket: it may be another one than the environment tells.
+        std::chrono::milliseconds missingRetry{10000};
         // A server that takes no sound for this long counts as lost.
         std::chrono::milliseconds answerLimit{1000};
         // How long the destructor waits for a server that does not answer before it leaves the

@@ -2,7 +2,10 @@
 // thread, an output's control thread, uses all members and may have to wait for the server in them.
 #pragma once
 
+#include "platform/Environment.h"
+
 #include <cstdint>
+#include <filesystem>
 #include <memory>
 #include <optional>
 #include <string>
@@ -63,6 +66,8 @@ public:
 // A kind of server.
 struct OutputServer {
     std::string_view name; // as people call it
+    // Where it listens, as far as the environment tells; else empty.
+    std::filesystem::path (*socket)(const Environment& environment);
     std::unique_ptr<ServerStream> (*makeStream)(ServerStream::Listener& listener);
 };
 

@@ -1,8 +1,10 @@
 // The engine with real sound servers: what is heard, and what happens when the server goes.
 #include "tests/audio/OutputFixture.h"
+#include "tests/support/ProcessWakeUps.h"
 
 #include <gtest/gtest.h>
 #include <sched.h>
+#include <unistd.h>
 
 #include <algorithm>
 #include <chrono>
@@ -112,6 +114,22 @@ TEST_P(AudioOutputTest, WithoutAServerThereIsSilenceAndOneLineAndThenSoundWhenIt
     press();
     EXPECT_TRUE(heard());
     EXPECT_EQ(lineCount("AudioEngine failed to start: "), 1);
+}
+
+TEST_P(AudioOutputTest, WithoutAServerNobodyWakesAndOneThatAppearsIsHeardOfAtOnce) {
+    build();
+    ASSERT_TRUE(awaitState(AudioOutputState::lost));
+    wait(0.2);
+    const std::uint64_t before = test::wakeUpsOf(getpid());
+    wait(3);
+    EXPECT_LE(test::wakeUpsOf(getpid()) - before, 3U);
+    engine->startLoop(SoundCategory::dialLoop, 0.5F, 1);
+    server->start();
+    const Time returned = now();
+    ASSERT_TRUE(awaitState(AudioOutputState::running));
+    EXPECT_LT(now() - returned, 1s);
+    record();
+    EXPECT_TRUE(heard());
 }
 
 TEST_P(AudioOutputTest, ASecondOutageIsLoggedAnew) {
