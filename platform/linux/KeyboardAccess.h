@@ -15,8 +15,12 @@
 #include <memory>
 #include <optional>
 #include <string>
+#include <string_view>
 
 namespace morvel {
+
+// Where an installation for all users has the program, and where polkit's policy names it.
+inline constexpr std::string_view installedKeyboardAccess = "/usr/libexec/morvel-keyboard-access";
 
 struct KeyboardAccessAnswer {
     enum class Kind {
