@@ -10,7 +10,6 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
-#include <algorithm>
 #include <array>
 #include <cerrno>
 #include <csignal>
@@ -69,18 +68,15 @@ private:
     posix_spawnattr_t attributes_{};
 };
 
-// The last line that was written, which tells the outcome.
-std::string lastLine(int file) {
+// The first line that was written: the program that is run writes no other, and pkexec adds only a
+// warning to who has no right.
+std::string firstLine(int file) {
     std::array<char, longestProblem> buffer{};
-    const off_t size = ::lseek(file, 0, SEEK_END);
-    const off_t start = size - std::min(size, static_cast<off_t>(buffer.size()));
-    const ssize_t count = ::pread(file, buffer.data(), buffer.size(), start);
+    const ssize_t count = ::pread(file, buffer.data(), buffer.size(), 0);
     std::string_view text(buffer.data(), count < 0 ? 0 : static_cast<std::size_t>(count));
-    while (text.ends_with('\n'))
-        text.remove_suffix(1);
-    if (const std::size_t end = text.rfind('\n'); end != std::string_view::npos)
-        text.remove_prefix(end + 1);
-    return asValidUtf8(std::string(text));
+    while (text.starts_with('\n'))
+        text.remove_prefix(1);
+    return asValidUtf8(text.substr(0, text.find('\n')));
 }
 
 KeyboardAccessAnswer answerOf(int status, std::string said) {
@@ -168,7 +164,7 @@ void KeyboardAccess::ended() {
     notifier_->setEnabled(false);
     notifier_.release()->deleteLater(); // it is what calls
     process_.reset();
-    const KeyboardAccessAnswer answer = answerOf(status, lastLine(errors_.get()));
+    const KeyboardAccessAnswer answer = answerOf(status, firstLine(errors_.get()));
     errors_.reset();
     std::exchange(answered_, nullptr)(answer);
 }

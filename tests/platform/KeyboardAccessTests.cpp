@@ -55,10 +55,11 @@ TEST_F(KeyboardAccessTest, AsksForTheHelperWithOneArgumentAndForNoTextualQuestio
 TEST_F(KeyboardAccessTest, TellsTheAnswersApart) {
     EXPECT_EQ(answerTo("exit 0").problem, "");
     EXPECT_EQ(answerTo("exit 126").kind, Kind::dismissed);
-    EXPECT_EQ(answerTo("echo 'Not authorized' >&2; exit 127").kind, Kind::notAuthorised);
+    EXPECT_EQ(
+        answerTo("echo 'Not authorized' >&2; echo >&2; echo 'You are watched.' >&2; exit 127").kind,
+        Kind::notAuthorised);
     EXPECT_EQ(answers_.back().problem, "Not authorized");
-    EXPECT_EQ(answerTo("echo first >&2; echo 'the reason' >&2; echo >&2; exit 1").kind,
-              Kind::failed);
+    EXPECT_EQ(answerTo("echo >&2; echo 'the reason' >&2; exit 1").kind, Kind::failed);
     EXPECT_EQ(answers_.back().problem, "the reason");
     EXPECT_EQ(answerTo("exit 4").problem, "it ended with status 4");
     EXPECT_EQ(answerTo("kill -9 $$").kind, Kind::failed);

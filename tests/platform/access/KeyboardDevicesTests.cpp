@@ -8,6 +8,7 @@
 #include <gmock/gmock.h>
 #include <sys/acl.h>
 #include <sys/stat.h>
+#include <sys/sysmacros.h>
 
 #include <cerrno>
 #include <type_traits>
@@ -73,6 +74,19 @@ TEST_F(KeyboardDevicesTest, WhereNothingIsToBeTakenBackNothingChanges) {
             acl_to_any_text(wanted.get(), nullptr, ',', TEXT_ABBREVIATE));
         EXPECT_EQ(access(), text.get());
     }
+}
+
+TEST_F(KeyboardDevicesTest, ADeviceIsTakenBackOnlyUnderItsOwnNumber) {
+    const dev_t number = makedev(13, 4000); // no such keyboard
+    std::filesystem::remove(file_);
+    if (mknod(file_.c_str(), S_IFCHR | 0660, number) != 0)
+        GTEST_SKIP() << "only the superuser can make a device";
+    const char* const given = "u::rw-,u:12345:rw-,g::rw-,m::rw-,o::---";
+    set(given);
+    EXPECT_EQ(withdrawUsers(DeviceFile{file_, makedev(13, 4001), false}), std::nullopt);
+    EXPECT_EQ(access(), given);
+    EXPECT_EQ(withdrawUsers(DeviceFile{file_, number, false}), std::nullopt);
+    EXPECT_EQ(access(), "u::rw-,g::rw-,o::---");
 }
 
 TEST_F(KeyboardDevicesTest, ADeviceThatIsGoneOrHasMadeWayForAnotherFileIsPassedOver) {
