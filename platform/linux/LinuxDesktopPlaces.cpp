@@ -140,6 +140,10 @@ std::string LinuxDesktopPlaces::systemName() const {
     return "Linux";
 }
 
+bool LinuxDesktopPlaces::givesAccessToPerson() const {
+    return !setup_.hearsEveryProgram && !setup_.keyboardAccess.empty();
+}
+
 bool LinuxDesktopPlaces::startedFirst(const std::vector<QStringList>& commands) const {
     return std::any_of(commands.begin(), commands.end(), [this](const QStringList& command) {
         const auto program = locatedProgram(command.first().toStdString(), setup_.searchPath);
@@ -157,7 +161,7 @@ bool LinuxDesktopPlaces::startedFirst(const std::vector<QStringList>& commands) 
 
 void LinuxDesktopPlaces::openAccessibilitySettings(const Otherwise& otherwise) {
     // No desktop's own settings have anything to do with that access.
-    if (!setup_.hearsEveryProgram && !setup_.keyboardAccess.empty())
+    if (givesAccessToPerson())
         otherwise(keyboardAccessHelp(setup_.keyboardAccess));
     else if (!startedFirst(commands(setup_.currentDesktop, Place::accessibility)))
         otherwise(accessibilityHelp(setup_.hearsEveryProgram));

@@ -31,6 +31,7 @@ public:
     LinuxDesktopPlaces(Setup setup, QDBusConnection session);
 
     std::string systemName() const override;
+    bool givesAccessToPerson() const override;
     void openAccessibilitySettings(const Otherwise& otherwise) override;
     void openLoginItems(const Otherwise& otherwise) override;
     // Asks the desktop's file browser over D-Bus, and where none answers the program "xdg-open".

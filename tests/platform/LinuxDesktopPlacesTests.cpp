@@ -115,6 +115,7 @@ TEST_F(LinuxDesktopPlacesTest,
     ASSERT_EQ(pages_.size(), 1U);
     for (const char* words : {"password", "every program", "not only Morvel", "takes it back"})
         EXPECT_NE(pages_.back().text.find(words), std::string::npos) << words;
+    EXPECT_TRUE(places.givesAccessToPerson());
     EXPECT_EQ(pages_.back().detail, "pkexec /libexec/morvel-keyboard-access --revoke");
 }
 
@@ -125,6 +126,7 @@ TEST_F(LinuxDesktopPlacesTest, InAnX11SessionTheProgramThatGivesAccessChangesNot
     ASSERT_EQ(pages_.size(), 1U);
     EXPECT_NE(pages_.back().text.find("nothing to switch on"), std::string::npos);
     EXPECT_EQ(pages_.back().detail, "");
+    EXPECT_FALSE(places.givesAccessToPerson());
 }
 
 TEST_F(LinuxDesktopPlacesTest, AHostileEnvironmentStartsNothing) {
