@@ -6,13 +6,18 @@
 #include "app/applicationwindows/WindowsModule.h"
 #include "app/login/LaunchAtLogin.h"
 #include "app/settings/JsonDefaultsStore.h"
+#include "platform/PreferredAudioOutput.h"
 #include "platform/linux/CubebAudioOutput.h"
 #include "platform/linux/DesktopAppearance.h"
+#include "platform/linux/EvdevKeyTap.h"
 #include "platform/linux/FreeMemory.h"
+#include "platform/linux/KeyboardAccess.h"
 #include "platform/linux/LinuxApplicationBundle.h"
 #include "platform/linux/LinuxDesktopPlaces.h"
 #include "platform/linux/LinuxTrayWatch.h"
+#include "platform/linux/PipeWireAudioOutput.h"
 #include "platform/linux/ProcfsProcessTable.h"
+#include "platform/linux/SearchPath.h"
 #include "platform/linux/SessionType.h"
 #include "platform/linux/SystemClock.h"
 #include "platform/linux/SystemRandom.h"
@@ -32,6 +37,7 @@
 #include <fmt/format.h>
 
 #include <QDBusConnection>
+#include <optional>
 #include <utility>
 #include <vector>
 
@@ -50,14 +56,6 @@ AudioEngine::Options engineOptions(const Environment& environment) {
         options.keepWarmSeconds = *seconds;
     return options;
 }
-
-// A tap for a session that has no keyboards to listen to.
-class NoKeyTap : public KeyTap {
-public:
-    bool install(Listener&) override { return false; }
-    void enable() override {}
-    void remove() override {}
-};
 
 // For a session that lets no program claim a key.
 class NoHotKeyService : public HotKeyService {
@@ -82,13 +80,24 @@ std::vector<std::filesystem::path> windowsModules(const ApplicationBundle& bundl
     return {folder / "morvel-windows.so", folder.parent_path() / "lib/morvel/morvel-windows.so"};
 }
 
+// The program that gives access to keyboards: beside this one in a build, else where the system has
+// it. There it may be missing.
+std::filesystem::path keyboardAccessProgram(const ApplicationBundle& bundle) {
+    const std::filesystem::path installed(installedKeyboardAccess);
+    if (!bundle.executable)
+        return installed;
+    const auto built = bundle.executable->parent_path() / installed.filename();
+    return locatedProgram(built.string(), {}).value_or(installed);
+}
+
 // Where everything of the user's and of the program's is.
 struct Places {
     explicit Places(const Environment& environment)
         : home(homeFolder(environment))
         , configuration(configurationFolder(environment, home))
         , data(dataFolder(environment, home))
-        , bundle(applicationBundle(runningExecutable(), MORVEL_SOURCE_THEMES)) {}
+        , bundle(applicationBundle(runningExecutable(), MORVEL_SOURCE_THEMES))
+        , keyboardAccess(keyboardAccessProgram(bundle)) {}
 
     std::filesystem::path autostartEntry() const {
         return configuration / "autostart" / (std::string(applicationIdentifier) + ".desktop");
@@ -98,17 +107,32 @@ struct Places {
     std::filesystem::path configuration;
     std::filesystem::path data;
     ApplicationBundle bundle;
+    std::filesystem::path keyboardAccess;
 };
 
-// What the X server gives, and what stands in for it in a session without one.
-struct DisplayServer {
-    DisplayServer(const Environment& environment, const Clock& clock, Scheduler& scheduler)
+// Where keys come from, and what the X server gives besides; what stands in for it in a session
+// that is not its own. There the keyboards are read themselves, also where a server of old programs
+// answers.
+struct Session {
+    Session(const Environment& environment, const std::filesystem::path& accessProgram,
+            const Clock& clock, Scheduler& scheduler, Log& log)
         : keyboard(isX11Session(environment) ? X11Connection::open() : nullptr)
         , desktop(keyboard ? X11Connection::open() : nullptr) {
-        if (keyboard)
+        if (keyboard) {
             tap = std::make_unique<X11KeyTap>(*keyboard, clock);
-        else
-            tap = std::make_unique<NoKeyTap>();
+            trust = std::make_unique<X11TrustSource>(keyboard.get());
+        } else {
+            keyboards.emplace(environment("XDG_SEAT").value_or("seat0"));
+            tap = std::make_unique<EvdevKeyTap>(*keyboards);
+            keyboardAccess.emplace(KeyboardAccess::Setup{
+                locatedProgram("pkexec", searchPath(environment)), accessProgram});
+            trust = std::make_unique<EvdevTrustSource>(*keyboards, [this, &log] {
+                keyboardAccess->grant([&log](const KeyboardAccessAnswer& answer) {
+                    if (answer.kind != KeyboardAccessAnswer::Kind::done)
+                        log.line(fmt::format("No access to the keyboards — {}", answer.problem));
+                });
+            });
+        }
         if (desktop) {
             hotKeys = std::make_unique<X11HotKeyService>(*desktop, scheduler);
             poster = std::make_unique<X11KeyEventPoster>(*desktop);
@@ -122,11 +146,14 @@ struct DisplayServer {
 
     std::unique_ptr<X11Connection> keyboard; // the tap's own: keys wait for nothing else
     std::unique_ptr<X11Connection> desktop;
+    std::optional<KeyboardNodes> keyboards;
+    std::optional<KeyboardAccess> keyboardAccess;
     std::unique_ptr<KeyTap> tap;
+    std::unique_ptr<TrustSource> trust;
     std::unique_ptr<HotKeyService> hotKeys;
     std::unique_ptr<KeyEventPoster> poster;
     std::unique_ptr<TransientWindows> transients;
-    X11FloatingWindows floating;
+    X11FloatingWindows floating; // leaves windows of another window system alone
 };
 
 } // namespace
@@ -140,24 +167,25 @@ struct Composition::Objects {
         , places(environment)
         , audioTrace(isOn(environment, "MORVEL_AUDIO_TRACE"))
         , latencyTrace(isOn(environment, "MORVEL_LATENCY_TRACE"))
-        , server(environment, clock, scheduler)
+        , session(environment, places.keyboardAccess, clock, scheduler, log)
         , loginItem({places.configuration / "autostart", std::string(applicationIdentifier),
                      places.bundle.executable.value_or(std::filesystem::path()),
                      searchPath(environment)})
         , launchAtLogin(loginItem, places.bundle, installationPaths(environment, places.home), log)
-        , trust(server.keyboard.get())
-        , permission({trust, processes, clock, scheduler, activation, log}, places.bundle,
+        , permission({*session.trust, processes, clock, scheduler, activation, log}, places.bundle,
                      environment)
         , catalog(places.bundle.themes, places.data / "Morvel" / "Themes", log)
         , desktopPlaces({environment("XDG_CURRENT_DESKTOP").value_or(""), searchPath(environment),
-                         server.keyboard != nullptr, places.autostartEntry()},
+                         session.keyboard != nullptr, places.autostartEntry(),
+                         locatedProgram(places.keyboardAccess.string(), {})
+                             .value_or(std::filesystem::path())},
                         QDBusConnection::sessionBus())
-        , trayWatch(server.desktop.get(), QDBusConnection::sessionBus())
+        , trayWatch(session.desktop.get(), QDBusConnection::sessionBus())
         , delegate(delegateServices(), environment) {
         QObject::connect(&themes, &ThemeController::activeThemeIDChanged, &themes,
                          [this] { returnFreeMemorySoon(); });
-        if (server.keyboard)
-            server.keyboard->setLostHandler(std::move(endProcess));
+        if (session.keyboard)
+            session.keyboard->setLostHandler(std::move(endProcess));
     }
 
     AppDelegate::Services delegateServices() {
@@ -198,7 +226,7 @@ struct Composition::Objects {
                     return !symbolIcon(QString::fromStdString(symbol), Qt::black).isNull();
                 },
                 random,
-                *server.poster,
+                *session.poster,
                 [this] { scheduler.async(quit); }};
     }
 
@@ -215,8 +243,8 @@ struct Composition::Objects {
     std::unique_ptr<ApplicationWindows> makeWindows() {
         auto made = loadWindowsModule(windowsModules(places.bundle), MORVEL_VERSION,
                                       {settings, themes, permission, catalog, launchAtLogin,
-                                       places.bundle, desktopPlaces, audio, clock, log,
-                                       *server.transients, &server.floating});
+                                       places.bundle, desktopPlaces, audio, output, clock, log,
+                                       *session.transients, &session.floating});
         if (made)
             return std::move(made).value();
         log.line(fmt::format("Cannot show windows — {}", made.error()));
@@ -236,24 +264,24 @@ struct Composition::Objects {
     SystemRandom random;
     QtScheduler scheduler;
     QtApplicationActivation activation;
-    DisplayServer server;
+    Session session;
     XdgLoginItem loginItem;
     LaunchAtLogin launchAtLogin;
-    CubebAudioOutput output{scheduler, log};
+    PreferredAudioOutput output{std::make_unique<PipeWireAudioOutput>(scheduler, log),
+                                std::make_unique<CubebAudioOutput>(scheduler, log), scheduler};
     AudioEngine audio{
         {output, clock, scheduler, random, log}, audioTrace, engineOptions(environment)};
     JsonDefaultsStore defaults{settingsFile(), scheduler, log};
     AppSettings settings{defaults, audio, launchAtLogin, log};
-    X11TrustSource trust;
     ProcfsProcessTable processes;
     AccessibilityPermission permission;
-    KeyboardEngine keyboard{{*server.tap, settings, permission, audio, clock, log}, latencyTrace};
+    KeyboardEngine keyboard{{*session.tap, settings, permission, audio, clock, log}, latencyTrace};
     ThemeCatalog catalog;
     ThemeController themes{{catalog, audio, random, log}};
     DesktopAppearance appearance{QDBusConnection::sessionBus()};
     LateWindows windows{[this] { return makeWindows(); }};
     LinuxDesktopPlaces desktopPlaces; // tells the windows what could not be opened
-    GlobalHotKeyRegistry hotKeys{*server.hotKeys, scheduler, log};
+    GlobalHotKeyRegistry hotKeys{*session.hotKeys, scheduler, log};
     LinuxTrayWatch trayWatch;
     QtStatusBar statusBar{trayWatch, symbolIcon};
     SelfTests selfTests{selfTestServices()};
@@ -296,7 +324,8 @@ void Composition::terminate() {
 }
 
 void Composition::displayLost() {
-    objects_->log.line("The X server has gone away — quitting");
+    objects_->log.line(objects_->session.keyboard ? "The X server has gone away — quitting"
+                                                  : "The compositor has gone away — quitting");
     objects_->keyboard.stop();
     objects_->selfTests.displayLost();
     objects_->defaults.flush();

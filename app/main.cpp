@@ -2,6 +2,7 @@
 
 #include "app/Composition.h"
 #include "app/instance/SingleInstance.h"
+#include "platform/ApplicationIdentifier.h"
 #include "platform/linux/SessionType.h"
 #include "platform/linux/SystemLog.h"
 #include "platform/linux/TerminationSignals.h"
@@ -52,6 +53,7 @@ int runApplication(int argc, char** argv, const Environment& environment,
     QApplication application(argc, argv);
     QApplication::setApplicationName(QStringLiteral("Morvel"));
     QApplication::setApplicationVersion(QStringLiteral(MORVEL_VERSION));
+    QApplication::setDesktopFileName(QString::fromUtf8(applicationIdentifier));
     QApplication::setQuitOnLastWindowClosed(false);
     const TerminationSignals termination([] { QCoreApplication::quit(); });
 

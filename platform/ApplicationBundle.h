@@ -4,16 +4,14 @@
 // and its data (an application bundle); a copy run from a build folder is a loose executable.
 #pragma once
 
+#include "platform/ApplicationIdentifier.h"
+
 #include <filesystem>
 #include <optional>
 #include <string>
-#include <string_view>
 #include <vector>
 
 namespace morvel {
-
-// The application's name to the system: its desktop entry, its login item, its tray item.
-inline constexpr std::string_view applicationIdentifier = "app.morvel.Morvel";
 
 struct ApplicationBundle {
     std::optional<std::filesystem::path> executable;

@@ -1,10 +1,11 @@
-// The way out to the default output device. Adapters: platform/linux (cubeb),
-// platform/simulated (rendered when a test asks, with no device).
+// The way out to the default output device. Adapters: platform/linux (PipeWire; PulseAudio through
+// cubeb), platform/simulated (rendered when a test asks, with no device).
 #pragma once
 
 #include <cstdint>
 #include <functional>
 #include <string>
+#include <string_view>
 
 namespace morvel {
 
@@ -56,6 +57,10 @@ public:
     // What the server granted: frames per period and output latency in frames; 0 while not known.
     virtual std::uint32_t periodFrames() const = 0;
     virtual std::uint32_t latencyFrames() const = 0;
+
+    // The sound server as people call it: the one that plays, or that was last asked. The text
+    // lives for ever. Any thread; never blocks.
+    virtual std::string_view serverName() const = 0;
 };
 
 } // namespace morvel

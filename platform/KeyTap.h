@@ -1,4 +1,4 @@
-// A listen-only tap of the session's keyboards. Adapters: platform/linux (X11),
+// A listen-only tap of the session's keyboards. Adapters: platform/linux (X11, evdev),
 // platform/simulated (scripted keys).
 #pragma once
 

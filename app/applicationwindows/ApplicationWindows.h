@@ -13,6 +13,7 @@
 #include "app/windows/Popover.h"
 #include "audio/AudioEngine.h"
 #include "platform/ApplicationBundle.h"
+#include "platform/AudioOutput.h"
 #include "platform/Clock.h"
 #include "platform/DesktopPlaces.h"
 #include "platform/FloatingWindows.h"
@@ -38,6 +39,7 @@ public:
         const ApplicationBundle& bundle;
         DesktopPlaces& places;
         AudioEngine& audio;
+        const AudioOutput& output;
         const Clock& clock;
         Log& log;
         TransientWindows& transients;

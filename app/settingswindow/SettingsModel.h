@@ -9,12 +9,14 @@
 #include "app/settingswindow/ModuleSettings.h"
 #include "app/settingswindow/ThemeListModel.h"
 #include "app/trust/AccessibilityPermission.h"
+#include "platform/AudioOutput.h"
 #include "platform/DesktopPlaces.h"
 #include "themes/ThemeCatalog.h"
 #include "themes/controller/ThemeController.h"
 
 #include <QObject>
 #include <QString>
+#include <QTimer>
 #include <QVariant>
 
 namespace morvel {
@@ -25,6 +27,7 @@ class SettingsModel : public QObject {
     Q_PROPERTY(QString lastError READ lastError NOTIFY lastErrorChanged)
     Q_PROPERTY(bool canLaunchAtLogin READ canLaunchAtLogin NOTIFY launchAtLoginChanged)
     Q_PROPERTY(QString launchAtLoginStatus READ launchAtLoginStatus NOTIFY launchAtLoginChanged)
+    Q_PROPERTY(QString soundOutput READ soundOutput NOTIFY soundOutputChanged)
     Q_PROPERTY(bool loginItemNeedsUser READ loginItemNeedsUser NOTIFY launchAtLoginChanged)
 
 public:
@@ -35,6 +38,7 @@ public:
         AccessibilityPermission& permission;
         const ThemeCatalog& catalog;
         const LaunchAtLogin& login;
+        const AudioOutput& output;
         DesktopPlaces& places;
         HelpWindowController& help;
     };
@@ -44,9 +48,11 @@ public:
     ThemeListModel& themes() { return themes_; }
 
     // Takes the state of the world anew: before the window is brought to the front, and each time
-    // it has come on screen.
+    // it has come on screen; from then on what the sound goes to is kept up to date, until the
+    // window has left the screen.
     void refreshBeforeShowing();
     void refreshOnScreen();
+    void leaveScreen();
 
     // A module's settings each, in the modules' order.
     QVariant modules();
@@ -54,6 +60,8 @@ public:
     bool canLaunchAtLogin() const;
     QString launchAtLoginStatus() const;
     bool loginItemNeedsUser() const;
+    // What the sound goes to, and in how long periods.
+    QString soundOutput() const { return soundOutput_; }
 
     Q_INVOKABLE void activateTheme(int row);
     Q_INVOKABLE void rescan();
@@ -64,8 +72,10 @@ public:
 signals:
     void lastErrorChanged();
     void launchAtLoginChanged();
+    void soundOutputChanged();
 
 private:
+    void lookAtSoundOutput();
     void syncLaunchAtLogin();
     DesktopPlaces::Otherwise showHelp();
 
@@ -73,6 +83,8 @@ private:
     ThemeListModel themes_;
     ModuleSettings keyboard_;
     ModuleSettings fidget_;
+    QString soundOutput_;
+    QTimer soundWatch_;
 };
 
 } // namespace morvel

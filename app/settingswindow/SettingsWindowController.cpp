@@ -57,6 +57,8 @@ bool SettingsWindowController::makeWindow() {
     QObject::connect(window_.get(), &QWindow::visibleChanged, &model_, [this](bool visible) {
         if (visible)
             model_.refreshOnScreen();
+        else
+            model_.leaveScreen();
     });
     return true;
 }

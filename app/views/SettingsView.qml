@@ -81,6 +81,12 @@ Rectangle {
                         module: modelData
                     }
                 }
+                Caption {
+                    objectName: "soundOutput"
+                    width: parent.width
+                    text: view.model.soundOutput
+                    Accessible.name: "Sound output: " + text
+                }
             }
             Divider {}
             SettingsSection {

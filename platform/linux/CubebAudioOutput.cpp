@@ -1,6 +1,7 @@
 #include "platform/linux/CubebAudioOutput.h"
 
 #include "platform/linux/CubebStream.h"
+#include "platform/linux/OutputOwner.h"
 #include "platform/linux/RealtimeThread.h"
 
 #include <fmt/format.h>
@@ -31,13 +32,11 @@ constexpr std::chrono::milliseconds shortestRetry(400);
 class CubebAudioOutput::Control : public CubebStream::Listener {
 public:
     Control(Scheduler& scheduler, Log& log, Options options)
-        : scheduler_(&scheduler)
-        , log_(&log)
+        : owner_(scheduler, log)
         , options_(std::move(options)) {}
 
     void connect(Render render, Events events) {
-        render_ = std::move(render);
-        events_ = std::move(events);
+        owner_.connect(std::move(render), std::move(events));
     }
 
     void start();
@@ -63,18 +62,8 @@ private:
     void openStream(CubebStream& stream);
     void lose(const std::string& error);
     void measure();
-    void report(std::function<void(const Events&)> event);
-    void log(const std::string& line);
 
-    // The owner's, until it lets go.
-    std::mutex ownerMutex_;
-    Scheduler* scheduler_;
-    Log* log_;
-    Render render_;
-    Events events_;
-    // Events queued for the main thread look whether the owner is still there.
-    std::shared_ptr<int> alive_ = std::make_shared<int>();
-
+    OutputOwner owner_;
     Options options_;
     std::atomic<AudioOutputState> state_ = AudioOutputState::stopped;
     std::atomic<std::uint32_t> period_ = 0;
@@ -82,8 +71,6 @@ private:
     std::atomic<std::uint64_t> calls_ = 0;
     std::atomic<std::uint64_t> frames_ = 0;
     std::atomic<pthread_t> audioThread_ = 0; // 0: not seen yet, or hastened already
-    std::atomic<bool> released_ = false;
-    std::atomic<bool> rendering_ = false;
 
     std::mutex mutex_;
     std::condition_variable wake_;
@@ -124,11 +111,7 @@ void CubebAudioOutput::Control::pause() {
 }
 
 void CubebAudioOutput::Control::render(float* interleaved, std::uint32_t frames) {
-    rendering_ = true;
-    if (released_)
-        std::fill_n(interleaved, 2 * static_cast<std::size_t>(frames), 0.0F);
-    else
-        render_(interleaved, frames);
+    owner_.render(interleaved, frames);
     // The first call fills the server's buffer, the others keep it full.
     if (calls_ == 0) {
         latency_ = frames;
@@ -137,7 +120,6 @@ void CubebAudioOutput::Control::render(float* interleaved, std::uint32_t frames)
         frames_ += frames;
     }
     ++calls_;
-    rendering_ = false;
 }
 
 void CubebAudioOutput::Control::streamFailed() {
@@ -244,15 +226,9 @@ void CubebAudioOutput::Control::openStream(CubebStream& stream) {
         measureAt_ = SteadyClock::now() + measuringTime;
     }
     if (back)
-        report([](const Events& events) {
-            if (events.configurationChanged)
-                events.configurationChanged();
-        });
+        owner_.reportChange();
     else if (first)
-        report([](const Events& events) {
-            if (events.started)
-                events.started();
-        });
+        owner_.reportStart();
 }
 
 void CubebAudioOutput::Control::lose(const std::string& error) {
@@ -267,10 +243,7 @@ void CubebAudioOutput::Control::lose(const std::string& error) {
         if (std::exchange(outage_, true))
             return;
     }
-    report([error](const Events& events) {
-        if (events.failed)
-            events.failed(error);
-    });
+    owner_.reportFailure(error);
 }
 
 void CubebAudioOutput::Control::measure() {
@@ -289,36 +262,14 @@ void CubebAudioOutput::Control::measure() {
     if (calls < fewestCalls)
         return;
     period_ = static_cast<std::uint32_t>((frames + (calls - 1) / 2) / (calls - 1));
-    log(fmt::format("Audio output: PulseAudio, 44100 Hz stereo, period {} frames, buffer {} frames "
+    owner_.log(
+        fmt::format("Audio output: PulseAudio, 44100 Hz stereo, period {} frames, buffer {} frames "
                     "({:.1f} ms)",
                     period_.load(), latency_.load(), latency_.load() / 44.1));
 }
 
-void CubebAudioOutput::Control::report(std::function<void(const Events&)> event) {
-    const std::lock_guard lock(ownerMutex_);
-    if (scheduler_ != nullptr)
-        scheduler_->async([this, alive = std::weak_ptr<int>(alive_), event = std::move(event)] {
-            if (!alive.expired())
-                event(events_);
-        });
-}
-
-void CubebAudioOutput::Control::log(const std::string& line) {
-    const std::lock_guard lock(ownerMutex_);
-    if (log_ != nullptr)
-        log_->line(line);
-}
-
 bool CubebAudioOutput::Control::shutDown(std::chrono::milliseconds patience) {
-    {
-        const std::lock_guard lock(ownerMutex_);
-        scheduler_ = nullptr;
-        log_ = nullptr;
-        alive_.reset();
-    }
-    released_ = true;
-    while (rendering_)
-        std::this_thread::yield();
+    owner_.release();
     std::unique_lock lock(mutex_);
     quit_ = true;
     wake_.notify_all();

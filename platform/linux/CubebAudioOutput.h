@@ -43,6 +43,7 @@ public:
     AudioOutputState state() const override;
     std::uint32_t periodFrames() const override;
     std::uint32_t latencyFrames() const override;
+    std::string_view serverName() const override { return "PulseAudio"; }
 
 private:
     class Control;

@@ -67,6 +67,12 @@ std::optional<KeyEvent> KeyEventTranslator::capsLock(bool locked, std::uint64_t 
     return KeyEvent{flagsChangedEventType, capsLockKeyCode, flags(), 0, timestampNanos};
 }
 
+bool KeyEventTranslator::holds(std::uint32_t device, std::uint32_t hardware) const {
+    const auto found = std::find_if(devices_.begin(), devices_.end(),
+                                    [device](const Device& d) { return d.id == device; });
+    return found != devices_.end() && hardware < hardwareCodes && found->held[hardware];
+}
+
 void KeyEventTranslator::forgetDevice(std::uint32_t device) {
     std::erase_if(devices_, [device](const Device& d) { return d.id == device; });
 }

@@ -38,12 +38,17 @@ public:
     // Takes over a lock state that was there before, without an event.
     void assumeCapsLock(bool locked) { capsLocked_ = locked; }
 
+    bool capsLocked() const { return capsLocked_; }
+
+    // Whether this key of this keyboard is down.
+    bool holds(std::uint32_t device, std::uint32_t hardware) const;
+
     // The keyboard is gone: none of its keys is held any more.
     void forgetDevice(std::uint32_t device);
 
-private:
     static constexpr std::size_t hardwareCodes = 256;
 
+private:
     struct Device {
         std::uint32_t id;
         std::bitset<hardwareCodes> held;

@@ -8,6 +8,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <string>
+#include <string_view>
 #include <utility>
 #include <vector>
 
@@ -42,6 +43,7 @@ public:
     AudioOutputState state() const override { return state_; }
     std::uint32_t periodFrames() const override { return 128; }
     std::uint32_t latencyFrames() const override { return 128; }
+    std::string_view serverName() const override { return name_; }
 
     // `frames` interleaved stereo frames, in blocks of `framesPerBlock`; silence unless running.
     std::vector<float> render(std::size_t frames, std::uint32_t framesPerBlock = 128) {
@@ -61,6 +63,8 @@ public:
     // Starting takes until finishStarting().
     void setSlow(bool slow) { slow_ = slow; }
     void finishStarting() { state_ = AudioOutputState::running; }
+
+    void setServerName(std::string_view name) { name_ = name; }
 
     // No server from the beginning.
     void setAbsent(bool absent) { absent_ = absent; }
@@ -89,6 +93,7 @@ private:
     std::atomic<AudioOutputState> state_ = AudioOutputState::stopped;
     std::atomic<int> starts_ = 0;
     std::atomic<int> pauses_ = 0;
+    std::string_view name_ = "Offline";
     bool slow_ = false;
     bool absent_ = false;
     bool outage_ = false;

@@ -315,12 +315,12 @@ TEST_F(AudioEngineTest, AFailingLimiterParameterIsLoggedAndTheOthersAreStillSet)
     EXPECT_EQ(engine->limiterDelayFrames(), 441U);
 }
 
-TEST_F(AudioEngineTest, PausesTheOutputSomeMinutesAfterTheLastSoundAndTheNextOneResumesIt) {
+TEST_F(AudioEngineTest, PausesTheOutputFiveMinutesAfterTheLastSoundAndTheNextOneResumesIt) {
     theme->set(SoundCategory::keyDown, test::constant(0.5F, 1000));
     build();
     time.advance(100);
     engine->play(SoundCategory::keyDown, 1, false);
-    time.advance(170);
+    time.advance(290);
     EXPECT_EQ(output.state(), AudioOutputState::running);
     time.advance(16);
     EXPECT_EQ(output.state(), AudioOutputState::paused);
@@ -328,7 +328,7 @@ TEST_F(AudioEngineTest, PausesTheOutputSomeMinutesAfterTheLastSoundAndTheNextOne
     engine->play(SoundCategory::keyDown, 1, false);
     EXPECT_EQ(output.state(), AudioOutputState::running);
     EXPECT_EQ(test::peak(listen(500)), 0.5F);
-    time.advance(200);
+    time.advance(320);
     EXPECT_EQ(output.pauses(), 2);
 }
 
@@ -339,7 +339,7 @@ TEST_F(AudioEngineTest, ARunningLoopKeepsTheOutputAwake) {
     time.advance(1000);
     EXPECT_EQ(output.state(), AudioOutputState::running);
     engine->stopLoop(0);
-    time.advance(200);
+    time.advance(320);
     EXPECT_EQ(output.state(), AudioOutputState::paused);
 }
 

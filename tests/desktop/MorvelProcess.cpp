@@ -7,7 +7,8 @@ MorvelProcess::MorvelProcess(const std::string& home, std::vector<std::string> e
     : log_(home + "/log") {
     for (const char* variable : {"HOME=", "XDG_RUNTIME_DIR=", "XDG_CONFIG_HOME=", "XDG_DATA_HOME="})
         environment.push_back(variable + home);
-    environment.emplace_back("WAYLAND_DISPLAY");
+    for (const char* variable : {"WAYLAND_DISPLAY", "PIPEWIRE_REMOTE", "PIPEWIRE_RUNTIME_DIR"})
+        environment.emplace_back(variable);
     environment.emplace_back("XDG_SESSION_TYPE=x11");
     std::vector<std::string> command = {program};
     command.insert(command.end(), options.begin(), options.end());

@@ -3,6 +3,8 @@
 #include "platform/linux/SystemRandom.h"
 #include "platform/simulated/SimulatedLog.h"
 #include "tests/desktop/MorvelProcess.h"
+#include "tests/support/PipeWireRecorder.h"
+#include "tests/support/PipeWireServer.h"
 #include "tests/support/ProcessWakeUps.h"
 #include "tests/support/PulseServer.h"
 #include "tests/support/TemporaryFolder.h"
@@ -83,6 +85,22 @@ TEST_F(WholeProgramTest, EveryPressAndReleaseTypedSoundsOnceAndAsItsOwnKindOfKey
         sounding += stroke.sound ? 1 : 0;
     EXPECT_EQ(comparison.presses + comparison.releases, sounding);
     EXPECT_GT(sounding, 80u);
+}
+
+TEST_F(WholeProgramTest, WhereThereArePipeWireAndPulseAudioAKeySoundsThroughPipeWire) {
+    sound.start();
+    test::PipeWireServer server(folder.path() / "pipewire");
+    server.start();
+    test::MorvelProcess morvel(home("user"),
+                               environment({"PIPEWIRE_RUNTIME_DIR=" + server.runtimeFolder()}));
+    ASSERT_TRUE(morvel.awaitLine(installed));
+    ASSERT_TRUE(morvel.awaitLine("Audio output: PipeWire, 44100 Hz stereo, period 118 frames"));
+    KeyInjector keys(x.display());
+    test::PipeWireRecorder recorder(test::PipeWireServer::speaker, server.address());
+    keys.press(XKB_KEY_space);
+    EXPECT_TRUE(recorder.awaitSound(0.05F, 5s));
+    morvel.drain();
+    EXPECT_EQ(morvel.count("Audio output"), 1u);
 }
 
 TEST_F(WholeProgramTest, TerminationReleasesTheTapAndExitsWithZero) {

@@ -68,6 +68,17 @@ TEST_F(KeyEventTranslatorTest, AKeyboardThatGoesAwayHoldsNothing) {
     EXPECT_EQ(again->flags, 0u);
 }
 
+TEST_F(KeyEventTranslatorTest, AKeyIsHeldFromItsPressToItsReleaseOnItsOwnKeyboard) {
+    EXPECT_FALSE(translator.holds(1, letterKey));
+    press(letterKey);
+    EXPECT_TRUE(translator.holds(1, letterKey));
+    EXPECT_FALSE(translator.holds(1, otherLetterKey));
+    EXPECT_FALSE(translator.holds(2, letterKey));
+    EXPECT_FALSE(translator.holds(1, 256));
+    release(letterKey);
+    EXPECT_FALSE(translator.holds(1, letterKey));
+}
+
 TEST_F(KeyEventTranslatorTest, ModifiersChangeFlagsSideBySide) {
     const auto left = press(leftShiftKey);
     ASSERT_TRUE(left);

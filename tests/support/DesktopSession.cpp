@@ -96,6 +96,8 @@ std::vector<std::string> DesktopSession::environment() const {
         "XDG_CURRENT_DESKTOP",
         "SESSION_MANAGER",
         "WAYLAND_DISPLAY",
+        "PIPEWIRE_REMOTE",
+        "PIPEWIRE_RUNTIME_DIR",
         "NO_AT_BRIDGE=1", // the toolkits' bus for screen readers would outlive the test
         "GTK_A11Y=none",
         "QT_LINUX_ACCESSIBILITY_ALWAYS_ON=0",

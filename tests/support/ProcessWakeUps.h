@@ -17,8 +17,8 @@ namespace morvel::test {
 inline std::uint64_t wakeUpsOf(pid_t process) {
     std::uint64_t sum = 0;
     std::error_code gone;
-    for (const auto& thread : std::filesystem::directory_iterator(
-             "/proc/" + std::to_string(process) + "/task", gone)) {
+    for (const auto& thread :
+         std::filesystem::directory_iterator("/proc/" + std::to_string(process) + "/task", gone)) {
         std::ifstream status(thread.path() / "status");
         for (std::string line; std::getline(status, line);) {
             std::istringstream words(line);

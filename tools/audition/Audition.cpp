@@ -5,7 +5,9 @@
 #include <algorithm>
 #include <chrono>
 #include <cmath>
+#include <limits>
 #include <thread>
+#include <utility>
 
 namespace morvel::audition {
 
@@ -120,24 +122,27 @@ std::size_t stalls(const MonitorRecording& recording) {
 Take takeTyping(KeyInjector& keys, const std::vector<KeyStroke>& script, const std::string& source,
                 const std::string& server, const std::function<void(std::size_t)>& spoilt) {
     constexpr double sectionSeconds = 4;
-    constexpr int mostTakes = 6;
+    constexpr int mostTakes = 10;
     constexpr std::size_t ringing = 30000; // frames in which the last sound dies away
     Take whole;
     for (const auto& section : sections(script, sectionSeconds)) {
-        for (int take = 1;; ++take) {
+        Take best;
+        std::size_t fewest = std::numeric_limits<std::size_t>::max();
+        for (int take = 1; fewest > 0 && take <= mostTakes; ++take) {
             MonitorRecorder recorder(source, server);
-            const auto strokes = perform(keys, section);
+            auto strokes = perform(keys, section);
             recorder.await(recorder.frameLength() + ringing);
-            const MonitorRecording recording = recorder.finish();
+            MonitorRecording recording = recorder.finish();
             const std::size_t faults = dropOuts(recording.interleaved).size() + stalls(recording);
-            if (faults == 0 || take == mostTakes) {
-                whole.strokes.insert(whole.strokes.end(), strokes.begin(), strokes.end());
-                whole.recording.append(recording);
-                break;
-            }
-            if (spoilt)
+            if (faults > 0 && take < mostTakes && spoilt)
                 spoilt(faults);
+            if (faults < fewest) {
+                fewest = faults;
+                best = {std::move(strokes), std::move(recording)};
+            }
         }
+        whole.strokes.insert(whole.strokes.end(), best.strokes.begin(), best.strokes.end());
+        whole.recording.append(best.recording);
     }
     return whole;
 }

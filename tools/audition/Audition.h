@@ -54,7 +54,8 @@ struct Take {
 };
 
 // Types the script in short sections and records what `source` of the sound server plays. A section
-// with drop-outs or stalls is told to `spoilt`, with their number, and typed again, a few times.
+// with drop-outs or stalls is told to `spoilt`, with their number, and typed again, a few times;
+// the take with the fewest of them counts.
 Take takeTyping(KeyInjector& keys, const std::vector<KeyStroke>& script, const std::string& source,
                 const std::string& server,
                 const std::function<void(std::size_t count)>& spoilt = {});

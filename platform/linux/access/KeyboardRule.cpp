@@ -1,6 +1,6 @@
 #include "platform/linux/access/KeyboardRule.h"
 
-#include "platform/ApplicationBundle.h"
+#include "platform/ApplicationIdentifier.h"
 
 namespace morvel {
 

@@ -18,8 +18,8 @@ namespace morvel::test {
 
 struct SystemAround {
     ApplicationWindows::Services services() {
-        return {settings, themes, permission, catalog, login,      bundle,
-                places,   audio,  time,       log,     transients, nullptr};
+        return {settings, themes, permission, catalog, login,      bundle, places,
+                audio,    output, time,       log,     transients, nullptr};
     }
 
     TemporaryFolder folder;

@@ -27,6 +27,7 @@ public:
     AudioOutputState state() const override { return AudioOutputState::stopped; }
     std::uint32_t periodFrames() const override { return 0; }
     std::uint32_t latencyFrames() const override { return 0; }
+    std::string_view serverName() const override { return "none"; }
 };
 
 class AppSettingsTest : public testing::Test {

@@ -71,7 +71,7 @@ struct SettingsWindowFixture {
     HelpWindowController help{windows};
     SimulatedDesktopPlaces places;
     SettingsWindowController controller{
-        windows, log, {settings, themes, permission, catalog, login, places, help}};
+        windows, log, {settings, themes, permission, catalog, login, output, places, help}};
 };
 
 } // namespace morvel::test

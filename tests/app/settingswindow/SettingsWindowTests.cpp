@@ -309,6 +309,7 @@ TEST_F(SettingsWindowTest, AScreenReaderFindsEverythingInReadingOrder) {
             std::pair(Role::Slider, "Keyboard volume"), std::pair(Role::StaticText, "100%"),
             std::pair(Role::CheckBox, "Fidget Drawer"),
             std::pair(Role::Slider, "Fidget Drawer volume"), std::pair(Role::StaticText, "100%"),
+            std::pair(Role::StaticText, "Sound output: Offline, 128 f"),
             std::pair(Role::Heading, "Theme"),
             std::pair(Role::StaticText, "One theme applies to every m"),
             std::pair(Role::List, "Themes"),
@@ -318,6 +319,20 @@ TEST_F(SettingsWindowTest, AScreenReaderFindsEverythingInReadingOrder) {
             std::pair(Role::StaticText, "Drop a theme folder into the"),
             std::pair(Role::Heading, "General"), std::pair(Role::CheckBox, "Launch at login"),
             std::pair(Role::StaticText, "Morvel will not start automa")));
+}
+
+TEST_F(SettingsWindowTest, TellsWhereTheSoundGoesAndKeepsUp) {
+    output.setServerName("PipeWire");
+    QQuickView& window = open();
+    EXPECT_TRUE(shows(window, "PipeWire, 128 frames (2.9 ms)"));
+    output.lose("no server");
+    EXPECT_TRUE(runUntil([&] { return shows(window, "No sound output. Morvel keeps trying."); }));
+    output.comeBack();
+    EXPECT_TRUE(runUntil([&] { return shows(window, "PipeWire, 128 frames (2.9 ms)"); }));
+    output.pause();
+    window.close();
+    open();
+    EXPECT_TRUE(shows(window, "PipeWire, 128 frames (2.9 ms)")) << "it only rests";
 }
 
 TEST_F(SettingsWindowTest, KeysScrollWhereNoControlWantsThem) {

@@ -1,24 +1,22 @@
-// The engine with a real PulseAudio: what is heard, and what happens when the server goes.
+// The engine with real sound servers: what is heard, and what happens when the server goes.
 #include "audio/AudioEngine.h"
-#include "platform/linux/CubebAudioOutput.h"
 #include "platform/linux/SystemClock.h"
 #include "platform/qt/QtScheduler.h"
 #include "platform/simulated/ScriptedRandom.h"
 #include "platform/simulated/SimulatedLog.h"
 #include "tests/audio/EngineFixture.h"
 #include "tests/audio/Signals.h"
+#include "tests/audio/SoundServer.h"
 #include "tests/support/MainLoop.h"
-#include "tests/support/PulseServer.h"
 #include "tests/support/TemporaryFolder.h"
-#include "tools/audition/MonitorRecorder.h"
 
 #include <gtest/gtest.h>
 #include <sched.h>
 
+#include <algorithm>
 #include <chrono>
 #include <csignal>
 #include <cstdio>
-#include <cstdlib>
 #include <filesystem>
 #include <thread>
 
@@ -28,10 +26,9 @@ namespace {
 using namespace std::chrono_literals;
 using Time = std::chrono::steady_clock::time_point;
 
-class PulseOutput : public testing::Test {
+class AudioOutputTest : public testing::TestWithParam<test::SoundServerKind> {
 protected:
     void SetUp() override {
-        setenv("PULSE_SERVER", server.address().c_str(), 1); // NOLINT(concurrency-mt-unsafe)
         theme->set(SoundCategory::keyDown, test::sine(1000, 2205, 0.5F));
         theme->set(SoundCategory::dialLoop, test::sine(1000, 44100, 0.5F));
     }
@@ -44,7 +41,7 @@ protected:
     static Time now() { return std::chrono::steady_clock::now(); }
 
     void build(const AudioEngine::Options& options = {}) {
-        output = std::make_unique<CubebAudioOutput>(scheduler, log);
+        output = server->makeOutput(scheduler, log);
         engine = std::make_unique<AudioEngine>(
             AudioEngine::Services{*output, clock, scheduler, random, log}, false, options);
         engine->setResolver(theme);
@@ -53,10 +50,7 @@ protected:
         const auto polling = scheduler.repeating(0.005, [] {});
         return test::runUntil([&] { return output->state() == state; }, 10s);
     }
-    void record() {
-        recorder = std::make_unique<audition::MonitorRecorder>(test::PulseServer::monitor,
-                                                               server.address());
-    }
+    void record() { recorder = server->record(); }
     // Plays a key; answers how long the call took.
     std::chrono::nanoseconds press() {
         const Time before = now();
@@ -81,20 +75,20 @@ protected:
     }
 
     TemporaryFolder folder;
-    test::PulseServer server{folder.path() / "sound"};
+    std::unique_ptr<test::SoundServer> server = GetParam().make(folder.path() / "sound");
     QtScheduler scheduler;
     SimulatedLog log;
     SystemClock clock;
     ScriptedRandom random{{0}};
     std::shared_ptr<test::MadeUpTheme> theme = std::make_shared<test::MadeUpTheme>();
-    std::unique_ptr<CubebAudioOutput> output;
+    std::unique_ptr<AudioOutput> output;
     std::unique_ptr<AudioEngine> engine;
-    std::unique_ptr<audition::MonitorRecorder> recorder;
+    std::unique_ptr<test::SinkRecorder> recorder;
     bool mayBeRealtime = true;
 };
 
-TEST_F(PulseOutput, AKeyIsHeardAtOnceAndAsLoudAsItIs) {
-    server.start();
+TEST_P(AudioOutputTest, AKeyIsHeardAtOnceAndAsLoudAsItIs) {
+    server->start();
     build();
     ASSERT_TRUE(awaitState(AudioOutputState::running));
     record();
@@ -120,11 +114,11 @@ TEST_F(PulseOutput, AKeyIsHeardAtOnceAndAsLoudAsItIs) {
     std::ranges::sort(delays);
     std::printf("press to monitor: median %.2f ms, worst %.2f ms\n", delays[delays.size() / 2],
                 delays.back());
-    EXPECT_LT(delays[delays.size() / 2], 10) << "milliseconds";
+    EXPECT_LT(delays[delays.size() / 2], GetParam().medianBudgetMs) << "milliseconds";
 }
 
-TEST_F(PulseOutput, TheRealPeriodIsReadBackAndLogged) {
-    server.start();
+TEST_P(AudioOutputTest, TheRealPeriodIsReadBackAndLogged) {
+    server->start();
     build();
     ASSERT_TRUE(awaitState(AudioOutputState::running));
     const auto polling = scheduler.repeating(0.01, [] {});
@@ -133,10 +127,12 @@ TEST_F(PulseOutput, TheRealPeriodIsReadBackAndLogged) {
     EXPECT_LE(output->periodFrames(), 1024U);
     EXPECT_GE(output->latencyFrames(), 32U);
     EXPECT_LE(output->latencyFrames(), 2048U);
+    EXPECT_EQ(lineCount(std::string("Audio output: ") + GetParam().name), 1);
+    EXPECT_EQ(output->serverName(), GetParam().name);
     std::printf("%s\n", log.lines().back().c_str());
 }
 
-TEST_F(PulseOutput, TheAudioThreadGoesBeforeOrdinaryOnesWhereTheProcessMayAskForIt) {
+TEST_P(AudioOutputTest, TheAudioThreadGoesBeforeOrdinaryOnesWhereTheProcessMayAskForIt) {
     const sched_param lowest{.sched_priority = 1};
     std::thread probe([&] {
         if (sched_setscheduler(0, SCHED_RR, &lowest) != 0)
@@ -145,14 +141,14 @@ TEST_F(PulseOutput, TheAudioThreadGoesBeforeOrdinaryOnesWhereTheProcessMayAskFor
     probe.join();
     if (!mayBeRealtime)
         GTEST_SKIP() << "this process may not";
-    server.start();
+    server->start();
     build();
     ASSERT_TRUE(awaitState(AudioOutputState::running));
     const auto realtimeThreads = [] {
         int count = 0;
         for (const auto& entry : std::filesystem::directory_iterator("/proc/self/task"))
             count += (sched_getscheduler(std::stoi(entry.path().filename().string())) &
-                      ~SCHED_RESET_ON_FORK) == SCHED_RR
+                      ~SCHED_RESET_ON_FORK) == GetParam().policy
                          ? 1
                          : 0;
         return count;
@@ -161,7 +157,7 @@ TEST_F(PulseOutput, TheAudioThreadGoesBeforeOrdinaryOnesWhereTheProcessMayAskFor
     EXPECT_TRUE(test::runUntil([&] { return realtimeThreads() == 1; }));
 }
 
-TEST_F(PulseOutput, WithoutAServerThereIsSilenceAndOneLineAndThenSoundWhenItAppears) {
+TEST_P(AudioOutputTest, WithoutAServerThereIsSilenceAndOneLineAndThenSoundWhenItAppears) {
     const Time begun = now();
     build();
     EXPECT_LT(now() - begun, 50ms);
@@ -173,7 +169,7 @@ TEST_F(PulseOutput, WithoutAServerThereIsSilenceAndOneLineAndThenSoundWhenItAppe
     EXPECT_EQ(output->state(), AudioOutputState::lost);
     EXPECT_EQ(lineCount("AudioEngine failed to start: "), 1);
     EXPECT_LT(longest, 20ms);
-    server.start();
+    server->start();
     const Time returned = now();
     ASSERT_TRUE(awaitState(AudioOutputState::running));
     EXPECT_LT(now() - returned, 2s);
@@ -184,8 +180,8 @@ TEST_F(PulseOutput, WithoutAServerThereIsSilenceAndOneLineAndThenSoundWhenItAppe
     EXPECT_EQ(lineCount("AudioEngine failed to start: "), 1);
 }
 
-TEST_F(PulseOutput, SoundIsBackWithinTwoSecondsOfAKilledServersReturn) {
-    server.start();
+TEST_P(AudioOutputTest, SoundIsBackWithinTwoSecondsOfAKilledServersReturn) {
+    server->start();
     build();
     ASSERT_TRUE(awaitState(AudioOutputState::running));
     engine->startLoop(SoundCategory::dialLoop, 0.1F, 1);
@@ -198,11 +194,11 @@ TEST_F(PulseOutput, SoundIsBackWithinTwoSecondsOfAKilledServersReturn) {
         longest = std::max<std::chrono::nanoseconds>(longest, now() - before);
     });
     wait(0.3);
-    server.kill();
+    server->kill();
     wait(1.5);
     EXPECT_EQ(output->state(), AudioOutputState::lost);
     EXPECT_EQ(lineCount("AudioEngine failed to start: "), 1);
-    server.start();
+    server->start();
     const Time returned = now();
     ASSERT_TRUE(awaitState(AudioOutputState::running));
     const std::chrono::duration<double, std::milli> reopened = now() - returned;
@@ -220,36 +216,36 @@ TEST_F(PulseOutput, SoundIsBackWithinTwoSecondsOfAKilledServersReturn) {
                 std::chrono::duration<double, std::milli>(longest).count());
 }
 
-TEST_F(PulseOutput, ASecondOutageIsLoggedAnew) {
-    server.start();
+TEST_P(AudioOutputTest, ASecondOutageIsLoggedAnew) {
+    server->start();
     build();
     for (int outage = 1; outage <= 2; ++outage) {
         ASSERT_TRUE(awaitState(AudioOutputState::running));
         wait(0.1);
-        server.kill();
+        server->kill();
         ASSERT_TRUE(awaitState(AudioOutputState::lost));
         wait(0.1);
         EXPECT_EQ(lineCount("AudioEngine failed to start: "), outage);
-        server.start();
+        server->start();
     }
 }
 
-TEST_F(PulseOutput, AServerThatStopsInGoodOrderIsAnOutageToo) {
-    server.start();
+TEST_P(AudioOutputTest, AServerThatStopsInGoodOrderIsAnOutageToo) {
+    server->start();
     build();
     ASSERT_TRUE(awaitState(AudioOutputState::running));
-    server.stop();
+    server->stop();
     EXPECT_TRUE(awaitState(AudioOutputState::lost));
     wait(0.1);
     EXPECT_EQ(lineCount("AudioEngine failed to start: "), 1);
 }
 
-TEST_F(PulseOutput, AHungServerBlocksNeitherPlaysNorTheEnd) {
-    server.start();
+TEST_P(AudioOutputTest, AHungServerBlocksNeitherPlaysNorTheEnd) {
+    server->start();
     build();
     ASSERT_TRUE(awaitState(AudioOutputState::running));
     wait(0.1);
-    server.signal(SIGSTOP);
+    server->signal(SIGSTOP);
     std::chrono::nanoseconds longest{0};
     for (int i = 0; i < 50; ++i) {
         longest = std::max(longest, press());
@@ -266,12 +262,12 @@ TEST_F(PulseOutput, AHungServerBlocksNeitherPlaysNorTheEnd) {
     engine.reset();
     output.reset();
     EXPECT_LT(now() - ending, 1s);
-    server.signal(SIGCONT);
+    server->signal(SIGCONT);
     wait(0.3);
 }
 
-TEST_F(PulseOutput, APausedOutputRendersNothingAndTheNextSoundResumesIt) {
-    server.start();
+TEST_P(AudioOutputTest, APausedOutputRendersNothingAndTheNextSoundResumesIt) {
+    server->start();
     AudioEngine::Options options;
     options.keepWarmSeconds = 0.4;
     build(options);
@@ -289,10 +285,10 @@ TEST_F(PulseOutput, APausedOutputRendersNothingAndTheNextSoundResumesIt) {
     EXPECT_EQ(lineCount("failed"), 0);
 }
 
-TEST_F(PulseOutput, TheFirstSoundAfterAPauseIsWholeFromItsFirstSample) {
-    server.start();
-    const auto sound = test::noise(2205, 0.5F); // the first sample is as loud as any
-    theme->set(SoundCategory::keyDown, sound);
+TEST_P(AudioOutputTest, TheFirstSoundAfterAPauseIsWholeFromItsFirstSample) {
+    server->start();
+    constexpr int frames = 2205;
+    theme->set(SoundCategory::keyDown, test::constant(0.5F, frames));
     AudioEngine::Options options;
     options.keepWarmSeconds = 0.4;
     build(options);
@@ -301,25 +297,19 @@ TEST_F(PulseOutput, TheFirstSoundAfterAPauseIsWholeFromItsFirstSample) {
         record();
         press();
         ASSERT_TRUE(heard());
-        recorder->await(recorder->frameLength() + 2 * sound->frameLength());
+        wait(0.2);
         const auto left = test::channel(recorder->finish().interleaved, 0);
         recorder.reset();
-        const auto first = static_cast<std::size_t>(
-            std::ranges::find_if(left, [](float sample) { return std::abs(sample) > 1e-3F; }) -
-            left.begin());
-        const std::vector<float>& wanted = sound->channels[0];
-        const auto begin = static_cast<std::size_t>(
-            std::ranges::find_if(wanted, [](float sample) { return std::abs(sample) > 1e-3F; }) -
-            wanted.begin());
-        ASSERT_LE(first + wanted.size(), left.size());
-        float worst = 0;
-        for (std::size_t i = begin; i < wanted.size(); ++i)
-            worst = std::max(worst, std::abs(left[first + i - begin] - wanted[i]));
-        EXPECT_LT(worst, 1e-3F) << "after pause " << pause;
+        const auto sounds = [](float sample) { return sample > 0.25F; };
+        const auto begin = std::ranges::find_if(left, sounds);
+        const auto end = std::find_if(left.rbegin(), left.rend(), sounds).base();
+        // A server that works at another rate rounds the corners.
+        EXPECT_NEAR(static_cast<int>(end - begin), frames, 4) << "after pause " << pause;
+        EXPECT_TRUE(std::all_of(begin, end, sounds)) << "after pause " << pause;
     }
 }
 
-TEST_F(PulseOutput, ItEndsQuicklyWhileTheServerIsMissing) {
+TEST_P(AudioOutputTest, ItEndsQuicklyWhileTheServerIsMissing) {
     build();
     ASSERT_TRUE(awaitState(AudioOutputState::lost));
     const Time ending = now();
@@ -327,6 +317,10 @@ TEST_F(PulseOutput, ItEndsQuicklyWhileTheServerIsMissing) {
     output.reset();
     EXPECT_LT(now() - ending, 700ms);
 }
+
+INSTANTIATE_TEST_SUITE_P(Servers, AudioOutputTest,
+                         testing::Values(test::pulseAudioKind, test::pipeWireKind),
+                         [](const auto& server) { return std::string(server.param.name); });
 
 } // namespace
 } // namespace morvel

@@ -1,0 +1,176 @@
+#include "platform/linux/EvdevKeyTap.h"
+
+#include <linux/input-event-codes.h>
+
+#include <algorithm>
+#include <cstddef>
+
+namespace morvel {
+
+namespace {
+
+// XKB's numbers of keys are evdev's and 8 more.
+constexpr std::uint32_t keymapOffset = 8;
+constexpr std::int64_t fnKeyCode = 63;
+// Keymaps end before the Fn key's number; it takes a place that no keymap has.
+constexpr std::uint32_t fnHardware = 0;
+
+std::uint32_t hardwareCode(std::uint32_t evdevCode) {
+    return evdevCode == KEY_FN ? fnHardware : evdevCode + keymapOffset;
+}
+
+} // namespace
+
+EvdevKeyTap::EvdevKeyTap(KeyboardNodes& keyboards)
+    : nodes_(keyboards) {
+    nodes_.setChangeHandler([this] { openAndClose(); });
+}
+
+EvdevKeyTap::~EvdevKeyTap() {
+    EvdevKeyTap::remove();
+    nodes_.setChangeHandler(nullptr);
+}
+
+bool EvdevKeyTap::install(Listener& listener) {
+    keymap_ = SystemKeymap::load();
+    if (!keymap_)
+        return false;
+    translator_ = KeyEventTranslator();
+    useTable();
+    nodes_.refresh();
+    listener_ = &listener;
+    openAndClose();
+    if (keyboards_.empty() && !nodes_.nodes().empty())
+        listener_ = nullptr;
+    return listener_ != nullptr;
+}
+
+void EvdevKeyTap::remove() {
+    listener_ = nullptr;
+    keyboards_.clear();
+    translator_ = KeyEventTranslator();
+    keymap_.reset();
+}
+
+EvdevKeyboard* EvdevKeyTap::find(std::uint32_t id) const {
+    const auto found = std::find_if(keyboards_.begin(), keyboards_.end(),
+                                    [id](const auto& keyboard) { return keyboard.id == id; });
+    return found == keyboards_.end() ? nullptr : found->device.get();
+}
+
+bool EvdevKeyTap::hasCapsLockLight() const {
+    return std::any_of(keyboards_.begin(), keyboards_.end(), [](const auto& keyboard) {
+        return keyboard.device->capsLockLight().has_value();
+    });
+}
+
+void EvdevKeyTap::openAndClose() {
+    if (listener_ == nullptr)
+        return;
+    const std::vector<KeyboardNodes::Node>& nodes = nodes_.nodes();
+    const auto isReadable = [&nodes](std::uint32_t id) {
+        return std::any_of(nodes.begin(), nodes.end(),
+                           [id](const auto& node) { return node.id == id && node.readable; });
+    };
+    for (std::size_t i = keyboards_.size(); i-- > 0;)
+        if (!isReadable(keyboards_[i].id))
+            close(keyboards_[i].id);
+    for (const KeyboardNodes::Node& node : nodes)
+        if (node.readable && find(node.id) == nullptr)
+            open(node);
+}
+
+void EvdevKeyTap::open(const KeyboardNodes::Node& node) {
+    const std::uint32_t id = node.id;
+    auto device = EvdevKeyboard::open(node.path, [this, id] { read(id); });
+    if (!device)
+        return;
+    if (const auto light = device->capsLockLight(); light && !hasCapsLockLight())
+        translator_.assumeCapsLock(*light);
+    for (std::uint32_t code = 0; code < KEY_CNT; ++code)
+        if (device->isDown(code))
+            translator_.key({id, hardwareCode(code), true, false, 0});
+    keyboards_.push_back({id, std::move(device)});
+}
+
+void EvdevKeyTap::close(std::uint32_t id) {
+    for (std::uint32_t hardware = 0; hardware < KeyEventTranslator::hardwareCodes; ++hardware)
+        if (translator_.holds(id, hardware))
+            keymap_->key(hardware, false);
+    translator_.forgetDevice(id);
+    std::erase_if(keyboards_, [id](const auto& keyboard) { return keyboard.id == id; });
+}
+
+// The listener may remove the tap, and with it the keyboard that is read.
+void EvdevKeyTap::read(std::uint32_t id) {
+    while (EvdevKeyboard* const keyboard = find(id)) {
+        const auto event = keyboard->next();
+        if (!event) {
+            if (keyboard->isGone())
+                close(id);
+            return;
+        }
+        if (event->kind == EvdevKeyboard::Event::Kind::key)
+            key(id, *event);
+        else
+            capsLock(event->value != 0, *event);
+    }
+}
+
+void EvdevKeyTap::key(std::uint32_t id, const EvdevKeyboard::Event& event) {
+    const std::uint32_t hardware = hardwareCode(event.code);
+    if (hardware >= KeyEventTranslator::hardwareCodes)
+        return;
+    const bool pressed = event.value != 0;
+    const bool moved = pressed != translator_.holds(id, hardware);
+    const auto keyEvent = translator_.key({.device = id,
+                                           .hardware = hardware,
+                                           .pressed = pressed,
+                                           .repeated = event.value == 2,
+                                           .timestampNanos = event.timestampNanos});
+    deliver(keyEvent, event.missed);
+    if (moved && listener_ != nullptr)
+        followKeymap(hardware, pressed, event);
+}
+
+void EvdevKeyTap::followKeymap(std::uint32_t hardware, bool pressed,
+                               const EvdevKeyboard::Event& event) {
+    const SystemKeymap::Change change = keymap_->key(hardware, pressed);
+    if (change.layout)
+        useTable();
+    if (change.capsLock && !hasCapsLockLight())
+        capsLock(!translator_.capsLocked(), event);
+}
+
+void EvdevKeyTap::capsLock(bool locked, const EvdevKeyboard::Event& event) {
+    deliver(translator_.capsLock(locked, event.timestampNanos), event.missed);
+}
+
+void EvdevKeyTap::useTable() {
+    VirtualKeyCodeTable table = keymap_->table();
+    table[fnHardware] = fnKeyCode;
+    translator_.setTable(table);
+}
+
+void EvdevKeyTap::deliver(const std::optional<KeyEvent>& event, bool missed) {
+    if (event && !missed && listener_ != nullptr)
+        listener_->keyEvent(*event);
+}
+
+bool EvdevTrustSource::isTrusted() {
+    keyboards_.refresh();
+    const std::vector<KeyboardNodes::Node>& nodes = keyboards_.nodes();
+    if (!nodes.empty())
+        trusted_ =
+            std::any_of(nodes.begin(), nodes.end(), [](const auto& node) { return node.readable; });
+    return trusted_;
+}
+
+bool EvdevTrustSource::prompt() {
+    const bool trusted = isTrusted();
+    if (!trusted && ask_)
+        ask_();
+    return trusted;
+}
+
+} // namespace morvel

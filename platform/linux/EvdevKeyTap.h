@@ -1,0 +1,88 @@
+// The tap of a session without an X server to ask, Wayland's and the console's: the keyboards
+// themselves, as far as this user may read them.
+//
+// The keymap is the system's (SystemKeymap says what that means). Caps Lock goes by the light that
+// the session puts on at every keyboard that has one; where none has, by what the keymap makes of
+// the key. The kernel never switches such a tap off, so the listener's tapDisabled() is never
+// called and enable() has nothing to do.
+#pragma once
+
+#include "platform/KeyTap.h"
+#include "platform/TrustSource.h"
+#include "platform/linux/EvdevKeyboard.h"
+#include "platform/linux/KeyEventTranslator.h"
+#include "platform/linux/KeyboardNodes.h"
+#include "platform/linux/SystemKeymap.h"
+
+#include <cstdint>
+#include <functional>
+#include <memory>
+#include <optional>
+#include <utility>
+#include <vector>
+
+namespace morvel {
+
+class EvdevKeyTap : public KeyTap {
+public:
+    // `keyboards` must outlive the tap, which takes its change handler.
+    explicit EvdevKeyTap(KeyboardNodes& keyboards);
+    ~EvdevKeyTap() override;
+    EvdevKeyTap(const EvdevKeyTap&) = delete;
+    EvdevKeyTap& operator=(const EvdevKeyTap&) = delete;
+
+    // False without a keymap, and when there are keyboards and none can be read. From then on those
+    // that come, or become readable, are heard, and those that go, or may no longer be read, are
+    // closed, with their keys let go and no event of that.
+    bool install(Listener& listener) override;
+    void enable() override {}
+    void remove() override;
+
+private:
+    struct OpenKeyboard {
+        std::uint32_t id; // its node's
+        std::unique_ptr<EvdevKeyboard> device;
+    };
+
+    EvdevKeyboard* find(std::uint32_t id) const;
+    bool hasCapsLockLight() const;
+
+    void openAndClose();
+    void open(const KeyboardNodes::Node& node);
+    void close(std::uint32_t id);
+
+    void read(std::uint32_t id);
+    void key(std::uint32_t id, const EvdevKeyboard::Event& event);
+    void capsLock(bool locked, const EvdevKeyboard::Event& event);
+    void followKeymap(std::uint32_t hardware, bool pressed, const EvdevKeyboard::Event& event);
+    void useTable();
+    void deliver(const std::optional<KeyEvent>& event, bool missed);
+
+    KeyboardNodes& nodes_;
+    std::unique_ptr<SystemKeymap> keymap_;
+    KeyEventTranslator translator_;
+    std::vector<OpenKeyboard> keyboards_;
+    Listener* listener_ = nullptr;
+};
+
+// Trust in such a session: at least one keyboard can be read. While there is no keyboard at all it
+// is what it was: one that is plugged out takes no permission along.
+class EvdevTrustSource : public TrustSource {
+public:
+    // `keyboards` must outlive the source. `ask` asks the system for permission; it must not block,
+    // and what comes of it is seen later.
+    EvdevTrustSource(KeyboardNodes& keyboards, std::function<void()> ask)
+        : keyboards_(keyboards)
+        , ask_(std::move(ask)) {}
+
+    // One system call a keyboard; tells a tap what has changed.
+    bool isTrusted() override;
+    bool prompt() override;
+
+private:
+    KeyboardNodes& keyboards_;
+    const std::function<void()> ask_;
+    bool trusted_ = false;
+};
+
+} // namespace morvel

@@ -1,0 +1,67 @@
+// The keyboards of a seat, as udev announces them, and which of them this user may read.
+//
+// A keyboard is an input device with a key that one types with: a letter, the space bar, a digit of
+// the keypad, Control, Shift or Alt. So a macro pad, a keypad or a pedal that acts as a modifier is
+// one, whatever else it can do; power buttons, lid switches, media keys and mice are none.
+//
+// Needs a QCoreApplication; main thread. Opens no device.
+#pragma once
+
+#include "platform/linux/Handle.h"
+
+#include <libudev.h>
+
+#include <QSocketNotifier>
+#include <cstdint>
+#include <functional>
+#include <memory>
+#include <string>
+#include <vector>
+
+namespace morvel {
+
+class KeyboardNodes {
+public:
+    struct Node {
+        std::uint32_t id = 0;  // never given to two keyboards
+        std::string device;    // udev's name of it
+        std::string path;      // of the file to read
+        bool readable = false; // by this user, when last asked
+    };
+
+    // `seat` as the session names it, "seat0" on most machines. Without udev there are no
+    // keyboards; without its monitor those that were there at the start.
+    explicit KeyboardNodes(std::string seat);
+    KeyboardNodes(const KeyboardNodes&) = delete;
+    KeyboardNodes& operator=(const KeyboardNodes&) = delete;
+
+    const std::vector<Node>& nodes() const { return nodes_; }
+
+    // Asks anew which keyboards can be read: permissions are granted and withdrawn with no word
+    // from udev. Costs one system call a keyboard.
+    void refresh();
+
+    // Called whenever nodes() is different, and when udev says that a keyboard has changed.
+    void setChangeHandler(std::function<void()> handler) { changed_ = std::move(handler); }
+
+private:
+    using Udev = Handle<udev, udev_unref>;
+    using Monitor = Handle<udev_monitor, udev_monitor_unref>;
+
+    void startMonitor();
+    void findAll();
+    void receive();
+    bool isOurs(udev_device& device) const;
+    void take(udev_device& device);
+    void announce() const;
+
+    const std::string seat_;
+    const Udev udev_;
+    Monitor monitor_;
+    std::unique_ptr<QSocketNotifier> notifier_;
+    std::vector<Node> nodes_;
+    std::uint32_t lastId_ = 0;
+    std::function<void()> changed_;
+};
+
+} // namespace morvel

@@ -1,0 +1,51 @@
+// The keymap of the system, for where no display server tells the session's own.
+//
+// A Wayland session tells its layout and options only to windows, and to those only while they have
+// the keyboard. So this is the keymap that XKB's own defaults give, which the environment's
+// XKB_DEFAULT_RULES, _MODEL, _LAYOUT, _VARIANT and _OPTIONS change; a choice that was made in a
+// desktop's settings alone is not seen. It matters to modifiers and named keys only: all others are
+// one and the same key.
+//
+// Main thread. Knows which keys are down only as far as XKB needs it for its modifiers.
+#pragma once
+
+#include "platform/linux/Handle.h"
+#include "platform/linux/VirtualKeyCodes.h"
+
+#include <xkbcommon/xkbcommon.h>
+
+#include <cstdint>
+#include <memory>
+
+namespace morvel {
+
+class SystemKeymap {
+public:
+    // Null when XKB's data is not there or the environment asks for what it does not have.
+    static std::unique_ptr<SystemKeymap> load();
+
+    // With the layout that is in effect.
+    VirtualKeyCodeTable table() const;
+
+    struct Change {
+        bool layout = false;   // another one is in effect
+        bool capsLock = false; // it is locked, or it no longer is
+    };
+
+    // A key went down or up. Hardware codes are XKB's: evdev's and 8 more.
+    Change key(std::uint32_t hardware, bool pressed);
+
+private:
+    using Context = Handle<xkb_context, xkb_context_unref>;
+    using Keymap = Handle<xkb_keymap, xkb_keymap_unref>;
+    using State = Handle<xkb_state, xkb_state_unref>;
+
+    SystemKeymap(Context context, Keymap keymap, State state);
+    bool capsLocked() const;
+
+    const Context context_;
+    const Keymap keymap_;
+    const State state_;
+};
+
+} // namespace morvel

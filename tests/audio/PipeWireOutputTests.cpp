@@ -1,0 +1,308 @@
+// What only PipeWire does: periods that change, sinks that are switched, and the choice between it
+// and PulseAudio.
+#include "platform/PreferredAudioOutput.h"
+#include "platform/linux/CubebAudioOutput.h"
+#include "platform/linux/PipeWireAudioOutput.h"
+#include "platform/qt/QtScheduler.h"
+#include "platform/simulated/SimulatedLog.h"
+#include "tests/audio/Signals.h"
+#include "tests/support/MainLoop.h"
+#include "tests/support/PipeWireClient.h"
+#include "tests/support/PipeWireRecorder.h"
+#include "tests/support/PipeWireServer.h"
+#include "tests/support/PulseServer.h"
+#include "tests/support/TemporaryFolder.h"
+
+#include <gtest/gtest.h>
+#include <unistd.h>
+
+#include <atomic>
+#include <chrono>
+#include <cmath>
+#include <csignal>
+#include <cstdlib>
+#include <filesystem>
+#include <memory>
+#include <numbers>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace morvel {
+namespace {
+
+using namespace std::chrono_literals;
+using test::PipeWireRecorder;
+using test::PipeWireServer;
+
+// The events as text, in their order, and a tone to be heard.
+class OutputWatch {
+public:
+    void attach(AudioOutput& output) {
+        output.connect(
+            [this](float* interleaved, std::uint32_t frames) { render(interleaved, frames); },
+            {[this] { events.emplace_back("started"); },
+             [this](const std::string& error) { events.push_back("failed: " + error); },
+             [this] { events.emplace_back("changed"); }});
+    }
+    int failures() const {
+        int count = 0;
+        for (const std::string& event : events)
+            count += event.starts_with("failed") ? 1 : 0;
+        return count;
+    }
+
+    static constexpr double frequency = 1000;
+    static constexpr float amplitude = 0.5F;
+    std::vector<std::string> events;
+    std::atomic<int> calls = 0;
+
+private:
+    void render(float* interleaved, std::uint32_t frames) {
+        ++calls;
+        for (std::uint32_t i = 0; i < frames; ++i) {
+            const double angle =
+                2 * std::numbers::pi * frequency * static_cast<double>(frame_++) / 44100;
+            interleaved[2 * i] = amplitude * static_cast<float>(std::sin(angle));
+            interleaved[2 * i + 1] = -interleaved[2 * i];
+        }
+    }
+    std::uint64_t frame_ = 0;
+};
+
+// How often the threads of this process but the main one have gone to sleep so far.
+std::uint64_t sleepsBesidesMain() {
+    constexpr std::string_view label = "voluntary_ctxt_switches:";
+    std::uint64_t sum = 0;
+    for (const auto& entry : std::filesystem::directory_iterator("/proc/self/task")) {
+        if (entry.path().filename() == std::to_string(getpid()))
+            continue;
+        const std::string status = readText(entry.path() / "status");
+        sum +=
+            std::stoull(status.substr(status.find('\n' + std::string(label)) + 1 + label.size()));
+    }
+    return sum;
+}
+
+class PipeWireOutput : public testing::Test {
+protected:
+    PipeWireOutput() {
+        // NOLINTBEGIN(concurrency-mt-unsafe)
+        setenv("PIPEWIRE_RUNTIME_DIR", server.runtimeFolder().c_str(), 1);
+        setenv("PULSE_SERVER", pulse.address().c_str(), 1);
+        // NOLINTEND(concurrency-mt-unsafe)
+    }
+    void build() {
+        output = std::make_unique<PipeWireAudioOutput>(scheduler, log);
+        watch.attach(*output);
+    }
+    void buildChoice() {
+        output = std::make_unique<PreferredAudioOutput>(
+            std::make_unique<PipeWireAudioOutput>(scheduler, log),
+            std::make_unique<CubebAudioOutput>(scheduler, log), scheduler);
+        watch.attach(*output);
+    }
+    bool until(const std::function<bool()>& done, std::chrono::milliseconds limit = 10s) {
+        const auto polling = scheduler.repeating(0.002, [] {});
+        return test::runUntil(done, limit);
+    }
+    bool awaitState(AudioOutputState state) {
+        return until([&] { return output->state() == state; });
+    }
+    void wait(double seconds) {
+        bool over = false;
+        const auto timer = scheduler.after(seconds, [&] { over = true; });
+        test::runUntil([&] { return over; });
+    }
+
+    TemporaryFolder folder;
+    PipeWireServer server{folder.path() / "pipewire"};
+    test::PulseServer pulse{folder.path() / "pulse"};
+    QtScheduler scheduler;
+    SimulatedLog log;
+    OutputWatch watch;
+    std::unique_ptr<AudioOutput> output;
+};
+
+TEST_F(PipeWireOutput, SoundReachesTheSinkAsItWasRenderedAndWithoutAGap) {
+    server.start();
+    build();
+    output->start();
+    ASSERT_TRUE(awaitState(AudioOutputState::running));
+    wait(0.5);
+    PipeWireRecorder recorder(PipeWireServer::speaker, server.address());
+    recorder.await(3 * 44100);
+    const auto recording = recorder.finish();
+    // Without the recorder's own beginning.
+    for (const std::size_t side : {0U, 1U}) {
+        const auto all = test::channel(recording.interleaved, side);
+        ASSERT_GT(all.size(), 2U * 44100);
+        const auto fit = test::fitSine({all.data() + 22050, 44100}, OutputWatch::frequency);
+        EXPECT_NEAR(fit.amplitude, OutputWatch::amplitude, 0.005);
+        EXPECT_LT(fit.residualRms, 0.005) << "a gap or a click";
+    }
+    EXPECT_EQ(watch.events, std::vector<std::string>{"started"});
+}
+
+TEST_F(PipeWireOutput, TheGrantedPeriodIsReadBackAndFollowed) {
+    server.start();
+    build();
+    output->start();
+    ASSERT_TRUE(awaitState(AudioOutputState::running));
+    // 128 frames of a server at 48,000 Hz.
+    EXPECT_TRUE(until([&] { return output->periodFrames() == 118; })) << output->periodFrames();
+    EXPECT_TRUE(until([&] { return output->latencyFrames() >= 118; })) << output->latencyFrames();
+    const auto client = test::PipeWireClient::connect(server.address());
+    ASSERT_TRUE(client);
+    client->forcePeriod(512);
+    EXPECT_TRUE(until([&] { return output->periodFrames() == 470; })) << output->periodFrames();
+}
+
+TEST_F(PipeWireOutput, SoundMovesToTheNewDefaultSinkWithinASecond) {
+    server.start();
+    build();
+    output->start();
+    ASSERT_TRUE(awaitState(AudioOutputState::running));
+    PipeWireRecorder first(PipeWireServer::speaker, server.address());
+    PipeWireRecorder second(PipeWireServer::headphones, server.address());
+    ASSERT_TRUE(until([&] { return first.loudest() > 0.4F; }));
+    EXPECT_EQ(second.loudest(), 0);
+    const auto client = test::PipeWireClient::connect(server.address());
+    ASSERT_TRUE(client);
+    const auto switched = std::chrono::steady_clock::now();
+    client->setDefaultSink(PipeWireServer::headphones);
+    EXPECT_TRUE(until([&] { return second.loudest() > 0.4F; }, 1s));
+    std::printf("moved after %.0f ms\n", std::chrono::duration<double, std::milli>(
+                                             std::chrono::steady_clock::now() - switched)
+                                             .count());
+    EXPECT_TRUE(until([&] { return watch.events.size() >= 2; }, 2s));
+    EXPECT_EQ(watch.events, (std::vector<std::string>{"started", "changed"}));
+    EXPECT_EQ(output->state(), AudioOutputState::running);
+}
+
+TEST_F(PipeWireOutput, NothingIsRenderedAndNobodyWakesWhilePaused) {
+    server.start();
+    build();
+    output->start();
+    ASSERT_TRUE(awaitState(AudioOutputState::running));
+    ASSERT_TRUE(until([&] { return watch.calls > 10; }));
+    output->pause();
+    EXPECT_EQ(output->state(), AudioOutputState::paused);
+    wait(0.3);
+    const int calls = watch.calls;
+    const std::uint64_t sleeps = sleepsBesidesMain();
+    wait(0.5);
+    EXPECT_EQ(watch.calls, calls);
+    EXPECT_EQ(sleepsBesidesMain(), sleeps);
+    output->start();
+    ASSERT_TRUE(awaitState(AudioOutputState::running));
+    EXPECT_TRUE(until([&] { return watch.calls > calls + 10; }));
+    EXPECT_EQ(watch.events, std::vector<std::string>{"started"});
+}
+
+TEST_F(PipeWireOutput, APauseBetweenTwoThoughtsIsNone) {
+    server.start();
+    build();
+    output->start();
+    ASSERT_TRUE(awaitState(AudioOutputState::running));
+    for (int i = 0; i < 50; ++i) {
+        output->pause();
+        output->start();
+    }
+    const int calls = watch.calls;
+    EXPECT_TRUE(awaitState(AudioOutputState::running));
+    EXPECT_TRUE(until([&] { return watch.calls > calls + 10; }));
+    EXPECT_EQ(watch.failures(), 0);
+}
+
+TEST_F(PipeWireOutput, AServerThatHangsFromTheBeginningIsLostUntilItAnswers) {
+    server.start();
+    server.signal(SIGSTOP);
+    build();
+    const auto before = std::chrono::steady_clock::now();
+    output->start();
+    EXPECT_LT(std::chrono::steady_clock::now() - before, 20ms);
+    ASSERT_TRUE(awaitState(AudioOutputState::lost));
+    wait(0.05);
+    EXPECT_EQ(watch.events, std::vector<std::string>{"failed: the sound server does not answer"});
+    server.signal(SIGCONT);
+    EXPECT_TRUE(awaitState(AudioOutputState::running));
+    EXPECT_TRUE(until([&] { return watch.events.size() == 2; }));
+    EXPECT_EQ(watch.events.back(), "changed");
+}
+
+TEST_F(PipeWireOutput, AServerWithoutADeviceIsLostUntilThereIsOne) {
+    server.start();
+    server.stopManager();
+    build();
+    output->start();
+    ASSERT_TRUE(awaitState(AudioOutputState::lost));
+    wait(0.05);
+    EXPECT_EQ(watch.events, std::vector<std::string>{"failed: there is no device"});
+    server.startManager();
+    EXPECT_TRUE(awaitState(AudioOutputState::running));
+    EXPECT_TRUE(until([&] { return watch.events.size() == 2; }));
+    EXPECT_EQ(watch.events.back(), "changed");
+}
+
+TEST_F(PipeWireOutput, IsChosenWhereItAnswers) {
+    server.start();
+    pulse.start();
+    buildChoice();
+    output->start();
+    ASSERT_TRUE(awaitState(AudioOutputState::running));
+    EXPECT_EQ(output->serverName(), "PipeWire");
+    PipeWireRecorder recorder(PipeWireServer::speaker, server.address());
+    EXPECT_TRUE(until([&] { return recorder.loudest() > 0.4F; }));
+}
+
+TEST_F(PipeWireOutput, PulseAudioIsChosenWhereThereIsNoPipeWire) {
+    pulse.start();
+    buildChoice();
+    const auto before = std::chrono::steady_clock::now();
+    output->start();
+    EXPECT_LT(std::chrono::steady_clock::now() - before, 20ms);
+    ASSERT_TRUE(awaitState(AudioOutputState::running));
+    const auto passed = std::chrono::steady_clock::now() - before;
+    std::printf("running after %.0f ms\n",
+                std::chrono::duration<double, std::milli>(passed).count());
+    EXPECT_LT(passed, 200ms);
+    EXPECT_EQ(output->serverName(), "PulseAudio");
+    audition::MonitorRecorder recorder(test::PulseServer::monitor, pulse.address());
+    EXPECT_TRUE(until([&] { return recorder.loudest() > 0.4F; }));
+    EXPECT_EQ(watch.events, std::vector<std::string>{"started"});
+}
+
+TEST_F(PipeWireOutput, WithoutAnyServerTheFirstToComeIsTaken) {
+    buildChoice();
+    output->start();
+    ASSERT_TRUE(awaitState(AudioOutputState::lost));
+    ASSERT_TRUE(until([&] { return watch.events.size() == 1; }));
+    EXPECT_EQ(watch.failures(), 1);
+    server.start();
+    ASSERT_TRUE(awaitState(AudioOutputState::running));
+    EXPECT_TRUE(until([&] { return watch.events.size() == 2; }));
+    EXPECT_EQ(watch.events.back(), "changed");
+    EXPECT_EQ(output->serverName(), "PipeWire");
+}
+
+TEST_F(PipeWireOutput, PulseAudioStepsInForAPipeWireThatStaysAway) {
+    server.start();
+    pulse.start();
+    buildChoice();
+    output->start();
+    ASSERT_TRUE(awaitState(AudioOutputState::running));
+    wait(0.1);
+    server.kill();
+    ASSERT_TRUE(awaitState(AudioOutputState::lost));
+    ASSERT_TRUE(awaitState(AudioOutputState::running));
+    EXPECT_TRUE(until([&] { return watch.events.size() == 3; }));
+    EXPECT_EQ(watch.failures(), 1);
+    EXPECT_EQ(watch.events.back(), "changed");
+    EXPECT_EQ(output->serverName(), "PulseAudio");
+    audition::MonitorRecorder recorder(test::PulseServer::monitor, pulse.address());
+    EXPECT_TRUE(until([&] { return recorder.loudest() > 0.4F; }));
+}
+
+} // namespace
+} // namespace morvel

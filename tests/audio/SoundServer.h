@@ -1,0 +1,51 @@
+// The sound servers that an output is tested with, each with its adapter and its recorder.
+#pragma once
+
+#include "platform/AudioOutput.h"
+#include "platform/Log.h"
+#include "platform/Scheduler.h"
+#include "tools/audition/MonitorRecorder.h"
+
+#include <filesystem>
+#include <memory>
+#include <ostream>
+#include <string>
+
+namespace morvel::test {
+
+// Records what the server's default sink plays.
+class SinkRecorder {
+public:
+    virtual ~SinkRecorder() = default;
+    virtual float loudest() const = 0;
+    virtual audition::MonitorRecording finish() = 0;
+};
+
+class SoundServer {
+public:
+    virtual ~SoundServer() = default;
+    // As PulseServer and PipeWireServer have them.
+    virtual void start() = 0;
+    virtual void kill() = 0;
+    virtual void stop() = 0;
+    virtual void signal(int number) = 0;
+    // An output of this process to the server.
+    virtual std::unique_ptr<AudioOutput> makeOutput(Scheduler& scheduler, Log& log) = 0;
+    virtual std::unique_ptr<SinkRecorder> record() = 0;
+};
+
+struct SoundServerKind {
+    const char* name; // as the output calls it
+    std::unique_ptr<SoundServer> (*make)(const std::filesystem::path& folder);
+    int medianBudgetMs; // from a key to the monitor
+    int policy;         // of an audio thread that may go before ordinary ones
+};
+
+inline void PrintTo(const SoundServerKind& kind, std::ostream* out) {
+    *out << kind.name;
+}
+
+extern const SoundServerKind pulseAudioKind;
+extern const SoundServerKind pipeWireKind;
+
+} // namespace morvel::test
