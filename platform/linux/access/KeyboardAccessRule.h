@@ -36,7 +36,9 @@ AccessChange grantKeyboardAccess(const AccessSystem& system);
 
 // Also where the rule is gone already, since the access given by it stays: udev acts on its tag,
 // but not on the tag's absence, and the login manager leaves alone what has no tag any more. Only a
-// keyboard that another rule gives to the person at the seat stays so.
+// keyboard that another rule gives to the person at the seat stays so. Until it is plugged in anew,
+// or the system is started anew, udev remembers the tag: where something else has udev look at the
+// keyboard again, it is given again.
 AccessChange revokeKeyboardAccess(const AccessSystem& system);
 
 } // namespace morvel

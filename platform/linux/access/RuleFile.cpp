@@ -114,7 +114,8 @@ bool writeAll(int file, std::string_view text) {
 
 // Of this process alone, and with an ending that udev passes over.
 std::string temporaryName() {
-    return "." + keyboardRuleName() + "." + std::to_string(::getpid());
+    return (std::filesystem::path(".") += keyboardRuleName() + "." + std::to_string(::getpid()))
+        .string();
 }
 
 Descriptor createTemporary(const RulesFolder& folder) {
