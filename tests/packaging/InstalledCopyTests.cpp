@@ -32,6 +32,7 @@ TEST_F(InstalledCopy, HasEveryFileThatItNeedsAndNoOther) {
                                      "share/applications/" + identifier + ".desktop",
                                      "share/metainfo/" + identifier + ".metainfo.xml",
                                      "share/polkit-1/actions/" + identifier + ".policy",
+                                     "share/dbus-1/services/" + identifier + ".service",
                                      icons + "scalable/apps/" + identifier + ".svg",
                                      icons + "symbolic/apps/" + identifier + "-symbolic.svg",
                                      icons + "symbolic/apps/morvel-dial-medium-symbolic.svg",

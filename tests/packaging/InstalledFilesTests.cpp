@@ -63,6 +63,11 @@ TEST_F(InstalledFiles, DesktopEntryNamesTheCommandAndAnIconThatExists) {
         EXPECT_THAT(help, HasSubstr(option));
 }
 
+TEST_F(InstalledFiles, TheBusKnowsTheApplicationByItsIdentifier) {
+    EXPECT_EQ(readText(prefix / "share/dbus-1/services" / (identifier + ".service")),
+              "[D-BUS Service]\nName=" + identifier + "\nExec=/usr/bin/env morvel\n");
+}
+
 TEST_F(InstalledFiles, MetainfoIsValid) {
     const Ran validation = run({"appstreamcli", "validate", "--no-net", metainfo()});
     EXPECT_EQ(validation.status, 0) << validation.output << validation.errors;
