@@ -83,7 +83,7 @@ std::vector<std::filesystem::path> windowsModules(const ApplicationBundle& bundl
 // The program that gives access to keyboards: beside this one in a build, else where the system has
 // it. There it may be missing.
 std::filesystem::path keyboardAccessProgram(const ApplicationBundle& bundle) {
-    const std::filesystem::path installed(installedKeyboardAccess);
+    std::filesystem::path installed(installedKeyboardAccess);
     if (!bundle.executable)
         return installed;
     const auto built = bundle.executable->parent_path() / installed.filename();

@@ -25,20 +25,21 @@ TEST_F(InstalledCopy, HasEveryFileThatItNeedsAndNoOther) {
             files.insert(file);
     const std::string icons = "share/icons/hicolor/";
     EXPECT_THAT(files,
-                UnorderedElementsAre("bin/morvel", "lib/Morvel.app/bin/morvel",
-                                     "lib/Morvel.app/lib/morvel/morvel-windows.so",
-                                     "lib/Morvel.app/share/applications/" + identifier + ".desktop",
-                                     "libexec/morvel-keyboard-access",
-                                     "share/applications/" + identifier + ".desktop",
-                                     "share/metainfo/" + identifier + ".metainfo.xml",
-                                     "share/polkit-1/actions/" + identifier + ".policy",
-                                     "share/dbus-1/services/" + identifier + ".service",
-                                     icons + "scalable/apps/" + identifier + ".svg",
-                                     icons + "symbolic/apps/" + identifier + "-symbolic.svg",
-                                     icons + "symbolic/apps/morvel-dial-medium-symbolic.svg",
-                                     icons + "symbolic/apps/morvel-dial-medium-fill-symbolic.svg",
-                                     "share/man/man1/morvel.1.gz", "share/doc/morvel/copyright",
-                                     "share/doc/morvel/changelog.Debian.gz"));
+                UnorderedElementsAre(
+                    "bin/morvel", "lib/Morvel.app/bin/morvel",
+                    "lib/Morvel.app/lib/morvel/morvel-windows.so",
+                    "lib/Morvel.app/share/applications/" + identifier + ".desktop",
+                    "libexec/morvel-keyboard-access",
+                    "share/applications/" + identifier + ".desktop",
+                    "share/metainfo/" + identifier + ".metainfo.xml",
+                    "share/polkit-1/actions/" + identifier + ".policy",
+                    "share/dbus-1/services/" + identifier + ".service",
+                    icons + "scalable/apps/" + identifier + ".svg",
+                    icons + "symbolic/apps/" + identifier + "-symbolic.svg",
+                    icons + "symbolic/apps/morvel-dial-medium-symbolic.svg",
+                    icons + "symbolic/apps/morvel-dial-medium-fill-symbolic.svg",
+                    "share/man/man1/morvel.1.gz", "share/man/man8/morvel-keyboard-access.8.gz",
+                    "share/doc/morvel/copyright", "share/doc/morvel/changelog.Debian.gz"));
 }
 
 TEST_F(InstalledCopy, HasEveryBuiltInThemeWithAllItsSounds) {

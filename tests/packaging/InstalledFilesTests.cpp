@@ -39,9 +39,9 @@ protected:
         return prefix / "share/applications" / (identifier + ".desktop");
     }
     fs::path metainfo() const { return prefix / "share/metainfo" / (identifier + ".metainfo.xml"); }
-    // The manual page, as a terminal shows it.
-    Ran manualPage() const {
-        return run({"man", "--warnings", "-l", prefix / "share/man/man1/morvel.1.gz"},
+    // A manual page, as a terminal shows it.
+    Ran manualPage(const std::string& page = "man1/morvel.1.gz") const {
+        return run({"man", "--warnings", "-l", prefix / "share/man" / page},
                    {"MANWIDTH=200", "LC_ALL=C.UTF-8"});
     }
 };
@@ -80,11 +80,13 @@ TEST_F(InstalledFiles, MetainfoBelongsToTheDesktopEntryAndTheVersion) {
     EXPECT_THAT(text, HasSubstr("<release version=\"" MORVEL_VERSION "\""));
 }
 
-TEST_F(InstalledFiles, ManualPageIsSetWithoutAWarning) {
-    const Ran page = manualPage();
-    EXPECT_EQ(page.status, 0);
-    EXPECT_EQ(page.errors, "");
-    EXPECT_THAT(page.output, HasSubstr("Morvel " MORVEL_VERSION));
+TEST_F(InstalledFiles, ManualPagesAreSetWithoutAWarning) {
+    for (const char* const name : {"man1/morvel.1.gz", "man8/morvel-keyboard-access.8.gz"}) {
+        const Ran page = manualPage(name);
+        EXPECT_EQ(page.status, 0) << name;
+        EXPECT_EQ(page.errors, "") << name;
+        EXPECT_THAT(page.output, HasSubstr("Morvel " MORVEL_VERSION));
+    }
 }
 
 TEST_F(InstalledFiles, ManualPageTellsOfEveryOption) {
@@ -111,6 +113,9 @@ TEST_F(InstalledFiles, ManualPageAndReadmeTellHowAccessToTheKeyboardsIsGivenAndT
     EXPECT_THAT(manualPage().output,
                 AllOf(HasSubstr("pkexec " + program + " --revoke"),
                       HasSubstr("pkexec " + program + " --grant"),
+                      HasSubstr("/etc/udev/rules.d/70-" + identifier + "-keyboards.rules")));
+    EXPECT_THAT(manualPage("man8/morvel-keyboard-access.8.gz").output,
+                AllOf(HasSubstr(program + " {--grant | --revoke}"),
                       HasSubstr("/etc/udev/rules.d/70-" + identifier + "-keyboards.rules")));
 }
 
