@@ -11,11 +11,13 @@
 #include "platform/linux/DesktopAppearance.h"
 #include "platform/linux/EvdevKeyTap.h"
 #include "platform/linux/FreeMemory.h"
+#include "platform/linux/KeyboardAccess.h"
 #include "platform/linux/LinuxApplicationBundle.h"
 #include "platform/linux/LinuxDesktopPlaces.h"
 #include "platform/linux/LinuxTrayWatch.h"
 #include "platform/linux/PipeWireStream.h"
 #include "platform/linux/ProcfsProcessTable.h"
+#include "platform/linux/SearchPath.h"
 #include "platform/linux/ServerAudioOutput.h"
 #include "platform/linux/SessionType.h"
 #include "platform/linux/SystemClock.h"
@@ -79,13 +81,24 @@ std::vector<std::filesystem::path> windowsModules(const ApplicationBundle& bundl
     return {folder / "morvel-windows.so", folder.parent_path() / "lib/morvel/morvel-windows.so"};
 }
 
+// The program that gives access to keyboards: beside this one in a build, else where the system has
+// it. There it may be missing.
+std::filesystem::path keyboardAccessProgram(const ApplicationBundle& bundle) {
+    std::filesystem::path installed(installedKeyboardAccess);
+    if (!bundle.executable)
+        return installed;
+    const auto built = bundle.executable->parent_path() / installed.filename();
+    return locatedProgram(built.string(), {}).value_or(installed);
+}
+
 // Where everything of the user's and of the program's is.
 struct Places {
     explicit Places(const Environment& environment)
         : home(homeFolder(environment))
         , configuration(configurationFolder(environment, home))
         , data(dataFolder(environment, home))
-        , bundle(applicationBundle(runningExecutable(), MORVEL_SOURCE_THEMES)) {}
+        , bundle(applicationBundle(runningExecutable(), MORVEL_SOURCE_THEMES))
+        , keyboardAccess(keyboardAccessProgram(bundle)) {}
 
     std::filesystem::path autostartEntry() const {
         return configuration / "autostart" / (std::string(applicationIdentifier) + ".desktop");
@@ -95,13 +108,15 @@ struct Places {
     std::filesystem::path configuration;
     std::filesystem::path data;
     ApplicationBundle bundle;
+    std::filesystem::path keyboardAccess;
 };
 
 // Where keys come from, and what the X server gives besides; what stands in for it in a session
 // that is not its own. There the keyboards are read themselves, also where a server of old programs
 // answers.
 struct Session {
-    Session(const Environment& environment, const Clock& clock, Scheduler& scheduler)
+    Session(const Environment& environment, const std::filesystem::path& accessProgram,
+            const Clock& clock, Scheduler& scheduler, Log& log)
         : keyboard(isX11Session(environment) ? X11Connection::open() : nullptr)
         , desktop(keyboard ? X11Connection::open() : nullptr) {
         if (keyboard) {
@@ -110,7 +125,14 @@ struct Session {
         } else {
             keyboards.emplace(environment("XDG_SEAT").value_or("seat0"));
             tap = std::make_unique<EvdevKeyTap>(*keyboards);
-            trust = std::make_unique<EvdevTrustSource>(*keyboards, nullptr);
+            keyboardAccess.emplace(KeyboardAccess::Setup{
+                locatedProgram("pkexec", searchPath(environment)), accessProgram});
+            trust = std::make_unique<EvdevTrustSource>(*keyboards, [this, &log] {
+                keyboardAccess->grant([&log](const KeyboardAccessAnswer& answer) {
+                    if (answer.kind != KeyboardAccessAnswer::Kind::done)
+                        log.line(fmt::format("No access to the keyboards — {}", answer.problem));
+                });
+            });
         }
         if (desktop) {
             hotKeys = std::make_unique<X11HotKeyService>(*desktop, scheduler);
@@ -126,6 +148,7 @@ struct Session {
     std::unique_ptr<X11Connection> keyboard; // the tap's own: keys wait for nothing else
     std::unique_ptr<X11Connection> desktop;
     std::optional<KeyboardNodes> keyboards;
+    std::optional<KeyboardAccess> keyboardAccess;
     std::unique_ptr<KeyTap> tap;
     std::unique_ptr<TrustSource> trust;
     std::unique_ptr<HotKeyService> hotKeys;
@@ -145,7 +168,7 @@ struct Composition::Objects {
         , places(environment)
         , audioTrace(isOn(environment, "MORVEL_AUDIO_TRACE"))
         , latencyTrace(isOn(environment, "MORVEL_LATENCY_TRACE"))
-        , session(environment, clock, scheduler)
+        , session(environment, places.keyboardAccess, clock, scheduler, log)
         , loginItem({places.configuration / "autostart", std::string(applicationIdentifier),
                      places.bundle.executable.value_or(std::filesystem::path()),
                      searchPath(environment)})
@@ -154,7 +177,9 @@ struct Composition::Objects {
                      environment)
         , catalog(places.bundle.themes, places.data / "Morvel" / "Themes", log)
         , desktopPlaces({environment("XDG_CURRENT_DESKTOP").value_or(""), searchPath(environment),
-                         session.keyboard != nullptr, places.autostartEntry()},
+                         session.keyboard != nullptr, places.autostartEntry(),
+                         locatedProgram(places.keyboardAccess.string(), {})
+                             .value_or(std::filesystem::path())},
                         QDBusConnection::sessionBus())
         , trayWatch(session.desktop.get(), QDBusConnection::sessionBus())
         , delegate(delegateServices(), environment) {

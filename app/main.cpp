@@ -3,6 +3,7 @@
 #include "app/Composition.h"
 #include "app/instance/SingleInstance.h"
 #include "platform/ApplicationIdentifier.h"
+#include "platform/linux/BusApplication.h"
 #include "platform/linux/SessionType.h"
 #include "platform/linux/SystemLog.h"
 #include "platform/linux/TerminationSignals.h"
@@ -12,11 +13,13 @@
 #include <unistd.h>
 
 #include <QApplication>
+#include <QDBusConnection>
 #include <algorithm>
 #include <cstdlib>
 #include <functional>
 #include <iostream>
 #include <optional>
+#include <string>
 #include <utility>
 #include <variant>
 
@@ -67,6 +70,15 @@ int runApplication(int argc, char** argv, const Environment& environment,
     };
     composition.launch();
     instance.serve([&composition](InstanceRequest request) { composition.serve(request); });
+    const BusApplication onBus(QDBusConnection::sessionBus(), applicationIdentifier,
+                               [&composition](const std::string& action) {
+                                   const auto request =
+                                       action.empty() ? std::optional(InstanceRequest::openDrawer)
+                                                      : requestOfAction(action);
+                                   if (request)
+                                       composition.serve(*request);
+                                   return request.has_value();
+                               });
     const int status = QCoreApplication::exec();
     beforeExit = nullptr;
     composition.terminate();

@@ -3,3 +3,6 @@
 
 set(MORVEL_APPLICATION_ID app.morvel.Morvel)
 set(MORVEL_BUNDLE lib/Morvel.app)
+
+# Policies are read from the system's own prefix only, and name the program as it is found there.
+set(MORVEL_KEYBOARD_ACCESS /usr/libexec/morvel-keyboard-access)

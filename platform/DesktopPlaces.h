@@ -28,6 +28,10 @@ public:
     // The system as a sentence names it: "macOS", "Linux".
     virtual std::string systemName() const = 0;
 
+    // Whether the system gives access to the keyboard to the person at the screen, and so to every
+    // program of theirs, and not to one program.
+    virtual bool givesAccessToPerson() const = 0;
+
     // Where the user lets a program hear the keyboard.
     virtual void openAccessibilitySettings(const Otherwise& otherwise) = 0;
     // Where the user decides what starts at login.

@@ -12,7 +12,7 @@ namespace morvel {
 namespace {
 
 struct Choice {
-    const char* option;
+    const char* option; // begins with two dashes
     const char* description;
     InstanceRequest request;
 };
@@ -67,6 +67,13 @@ std::variant<CommandLine, ProgramExit> parseCommandLine(std::vector<std::string>
         return ProgramExit{status, text.str()};
     }
     return result;
+}
+
+std::optional<InstanceRequest> requestOfAction(std::string_view action) {
+    for (const Choice& choice : choices)
+        if (std::string_view(choice.option).substr(2) == action)
+            return choice.request;
+    return std::nullopt;
 }
 
 } // namespace morvel

@@ -12,6 +12,7 @@
 
 #include <optional>
 #include <string>
+#include <string_view>
 #include <variant>
 #include <vector>
 
@@ -31,5 +32,8 @@ struct ProgramExit {
 // `arguments` without the program's name. Pure. A session manager's "-session ID" is passed over.
 std::variant<CommandLine, ProgramExit> parseCommandLine(std::vector<std::string> arguments,
                                                         const std::string& version);
+
+// What an action of the desktop entry asks for: each is named as its option, without the dashes.
+std::optional<InstanceRequest> requestOfAction(std::string_view action);
 
 } // namespace morvel

@@ -40,6 +40,10 @@ QString PermissionWindowController::systemName() const {
     return QString::fromStdString(services_.places.systemName());
 }
 
+bool PermissionWindowController::accessIsThePersons() const {
+    return services_.places.givesAccessToPerson();
+}
+
 void PermissionWindowController::openSystemSettings() {
     services_.places.openAccessibilitySettings(
         [&help = services_.help](const HelpPage& page) { help.show(page); });

@@ -19,6 +19,7 @@ namespace morvel {
 class PermissionWindowController : public QObject, public PermissionWindow {
     Q_OBJECT
     Q_PROPERTY(QString systemName READ systemName CONSTANT)
+    Q_PROPERTY(bool accessIsThePersons READ accessIsThePersons CONSTANT)
     Q_PROPERTY(bool unbundled READ unbundled CONSTANT)
 
 public:
@@ -37,6 +38,7 @@ public:
 
     // For the view.
     QString systemName() const;
+    bool accessIsThePersons() const;              // not the program's
     bool unbundled() const { return unbundled_; } // the system knows no application to trust
     Q_INVOKABLE void openSystemSettings();
     Q_INVOKABLE void onContinue();

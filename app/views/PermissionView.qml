@@ -113,10 +113,15 @@ Rectangle {
                     width: parent.width - 20
                     symbol: "hammer.fill"
                     color: Appearance.secondary
-                    text: "Running unbundled from the build tool: " + view.actions.systemName
-                          + " attributes this grant to the launching app (the terminal or code "
-                          + "editor) rather than to Morvel. Grant access to that app instead; the "
-                          + "console log names the exact process."
+                    text: view.actions.accessIsThePersons
+                          ? "Running unbundled from the build tool: " + view.actions.systemName
+                            + " gives this access to the person at the screen, so to every program "
+                            + "of theirs, however it was launched; the console log names the exact "
+                            + "process."
+                          : "Running unbundled from the build tool: " + view.actions.systemName
+                            + " attributes this grant to the launching app (the terminal or code "
+                            + "editor) rather than to Morvel. Grant access to that app instead; "
+                            + "the console log names the exact process."
                 }
             }
         }

@@ -101,6 +101,16 @@ HelpPage accessibilityHelp(bool hearsEveryProgram) {
             ""};
 }
 
+// What access to the keyboards themselves means, and how it is taken back.
+HelpPage keyboardAccessHelp(const std::filesystem::path& program) {
+    return {"Keyboard access",
+            "“Grant Access” asks for an administrator’s password. From then on every program of "
+            "the person at this screen, not only Morvel, can read all that is typed, passwords "
+            "too, and press keys itself.\n\nThis command takes it back. Programs that are reading "
+            "the keyboard by then go on until they end.",
+            "pkexec " + asValidUtf8(program.string()) + " --revoke"};
+}
+
 HelpPage loginItemsHelp(const std::filesystem::path& entry) {
     return {"Login items",
             "This desktop has no settings page for programs that start when you log in. Morvel’s "
@@ -130,6 +140,10 @@ std::string LinuxDesktopPlaces::systemName() const {
     return "Linux";
 }
 
+bool LinuxDesktopPlaces::givesAccessToPerson() const {
+    return !setup_.hearsEveryProgram && !setup_.keyboardAccess.empty();
+}
+
 bool LinuxDesktopPlaces::startedFirst(const std::vector<QStringList>& commands) const {
     return std::any_of(commands.begin(), commands.end(), [this](const QStringList& command) {
         const auto program = locatedProgram(command.first().toStdString(), setup_.searchPath);
@@ -146,7 +160,10 @@ bool LinuxDesktopPlaces::startedFirst(const std::vector<QStringList>& commands) 
 }
 
 void LinuxDesktopPlaces::openAccessibilitySettings(const Otherwise& otherwise) {
-    if (!startedFirst(commands(setup_.currentDesktop, Place::accessibility)))
+    // No desktop's own settings have anything to do with that access.
+    if (givesAccessToPerson())
+        otherwise(keyboardAccessHelp(setup_.keyboardAccess));
+    else if (!startedFirst(commands(setup_.currentDesktop, Place::accessibility)))
         otherwise(accessibilityHelp(setup_.hearsEveryProgram));
 }
 

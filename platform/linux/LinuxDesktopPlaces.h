@@ -22,12 +22,16 @@ public:
         std::string searchPath;     // where programs are looked for
         bool hearsEveryProgram;     // whether the session lets a program hear keys meant for others
         std::filesystem::path autostartEntry; // what our own login item writes
+        // The program that gives access to keyboards in a session that lets no program hear others'
+        // keys; empty where it is not installed.
+        std::filesystem::path keyboardAccess = {};
     };
 
     // `session` is where file browsers listen; it may be no connection at all.
     LinuxDesktopPlaces(Setup setup, QDBusConnection session);
 
     std::string systemName() const override;
+    bool givesAccessToPerson() const override;
     void openAccessibilitySettings(const Otherwise& otherwise) override;
     void openLoginItems(const Otherwise& otherwise) override;
     // Asks the desktop's file browser over D-Bus, and where none answers the program "xdg-open".

@@ -10,6 +10,7 @@ namespace morvel {
 class SimulatedDesktopPlaces : public DesktopPlaces {
 public:
     std::string systemName() const override { return "Linux"; }
+    bool givesAccessToPerson() const override { return toPerson; }
     void openAccessibilitySettings(const Otherwise& otherwise) override {
         open("accessibility", otherwise);
     }
@@ -19,6 +20,7 @@ public:
     }
 
     bool present = true;
+    bool toPerson = false;
     HelpPage help{"Nowhere", "There is no such place.", "/a/path"}; // where there is none
     std::vector<std::string> asked; // "accessibility", "login items" or the folder
 

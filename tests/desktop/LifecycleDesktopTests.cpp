@@ -1,6 +1,7 @@
 // The program's life in a session: how it starts, hands over and ends, and that it leaves nothing
 // behind but what the user chose.
 
+#include "platform/ApplicationIdentifier.h"
 #include "tests/desktop/UserDesktop.h"
 #include "tests/support/MainLoop.h"
 #include "tests/support/TrayIcon.h"
@@ -8,6 +9,9 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <QDBusMessage>
+#include <QDBusMetaType>
+#include <QMap>
 #include <algorithm>
 #include <csignal>
 #include <set>
@@ -159,6 +163,47 @@ TEST_F(LifecycleDesktopTest, ASecondStartHandsOverWhatItWasAskedForAndEndsWithZe
     EXPECT_TRUE(desktop->settings.await("master.muted", false));
     EXPECT_EQ(desktop->run({"--quit"}).status, 0);
     EXPECT_EQ(morvel.process().wait(20s), 0);
+}
+
+TEST_F(LifecycleDesktopTest, TheBusStartsItForWhoeverCallsItByItsNameAndHandsItItsActions) {
+    makeDesktop();
+    const fs::path home = desktop->session.home();
+    const QString name = QString::fromUtf8(applicationIdentifier);
+    const auto call = [&](const QDBusMessage& message) {
+        return desktop->session.bus().connection().call(message).type();
+    };
+    const auto toBus = [&](const char* method) {
+        return QDBusMessage::createMethodCall("org.freedesktop.DBus", "/org/freedesktop/DBus",
+                                              "org.freedesktop.DBus", method);
+    };
+    fs::create_directories(home / ".local/share/dbus-1/services");
+    fs::copy(MORVEL_BUS_SERVICE, home / ".local/share/dbus-1/services");
+    fs::create_directory(home / "bin");
+    fs::create_symlink(MORVEL_PROGRAM, home / "bin/morvel");
+    QMap<QString, QString> variables{{"PATH", QString::fromStdString(home / "bin")}};
+    for (const std::string& variable : desktop->session.environment())
+        if (const auto end = variable.find('='); end != std::string::npos)
+            variables.insert(QString::fromStdString(variable.substr(0, end)),
+                             QString::fromStdString(variable.substr(end + 1)));
+    QDBusMessage environment = toBus("UpdateActivationEnvironment");
+    environment << QVariant::fromValue(variables);
+    qDBusRegisterMetaType<QMap<QString, QString>>();
+    ASSERT_EQ(call(environment), QDBusMessage::ReplyMessage);
+    ASSERT_EQ(call(toBus("ReloadConfig")), QDBusMessage::ReplyMessage);
+
+    const auto toMorvel = [&](const char* method) {
+        return QDBusMessage::createMethodCall(name, "/app/morvel/Morvel",
+                                              "org.freedesktop.Application", method);
+    };
+    QDBusMessage activation = toMorvel("Activate");
+    activation << QVariantMap();
+    EXPECT_EQ(call(activation), QDBusMessage::ReplyMessage);
+    EXPECT_TRUE(desktop->windows.await(titled(drawerTitle)));
+    QDBusMessage action = toMorvel("ActivateAction");
+    action << "quit" << QVariantList() << QVariantMap();
+    EXPECT_EQ(call(action), QDBusMessage::ReplyMessage);
+    EXPECT_TRUE(desktop->session.bus().awaitNoName(name));
+    EXPECT_TRUE(desktop->windows.awaitNone(titled(drawerTitle)));
 }
 
 TEST_F(LifecycleDesktopTest, OptionsAreAnsweredWithoutAnInstance) {

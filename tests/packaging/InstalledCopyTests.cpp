@@ -25,17 +25,21 @@ TEST_F(InstalledCopy, HasEveryFileThatItNeedsAndNoOther) {
             files.insert(file);
     const std::string icons = "share/icons/hicolor/";
     EXPECT_THAT(files,
-                UnorderedElementsAre("bin/morvel", "lib/Morvel.app/bin/morvel",
-                                     "lib/Morvel.app/lib/morvel/morvel-windows.so",
-                                     "lib/Morvel.app/share/applications/" + identifier + ".desktop",
-                                     "share/applications/" + identifier + ".desktop",
-                                     "share/metainfo/" + identifier + ".metainfo.xml",
-                                     icons + "scalable/apps/" + identifier + ".svg",
-                                     icons + "symbolic/apps/" + identifier + "-symbolic.svg",
-                                     icons + "symbolic/apps/morvel-dial-medium-symbolic.svg",
-                                     icons + "symbolic/apps/morvel-dial-medium-fill-symbolic.svg",
-                                     "share/man/man1/morvel.1.gz", "share/doc/morvel/copyright",
-                                     "share/doc/morvel/changelog.Debian.gz"));
+                UnorderedElementsAre(
+                    "bin/morvel", "lib/Morvel.app/bin/morvel",
+                    "lib/Morvel.app/lib/morvel/morvel-windows.so",
+                    "lib/Morvel.app/share/applications/" + identifier + ".desktop",
+                    "libexec/morvel-keyboard-access",
+                    "share/applications/" + identifier + ".desktop",
+                    "share/metainfo/" + identifier + ".metainfo.xml",
+                    "share/polkit-1/actions/" + identifier + ".policy",
+                    "share/dbus-1/services/" + identifier + ".service",
+                    icons + "scalable/apps/" + identifier + ".svg",
+                    icons + "symbolic/apps/" + identifier + "-symbolic.svg",
+                    icons + "symbolic/apps/morvel-dial-medium-symbolic.svg",
+                    icons + "symbolic/apps/morvel-dial-medium-fill-symbolic.svg",
+                    "share/man/man1/morvel.1.gz", "share/man/man8/morvel-keyboard-access.8.gz",
+                    "share/doc/morvel/copyright", "share/doc/morvel/changelog.Debian.gz"));
 }
 
 TEST_F(InstalledCopy, HasEveryBuiltInThemeWithAllItsSounds) {
@@ -49,7 +53,8 @@ TEST_F(InstalledCopy, CanBeReadByEveryUserAndChangedByNone) {
         if (entry.is_symlink())
             continue;
         const auto permissions = entry.status().permissions();
-        const bool runs = entry.is_directory() || entry.path().filename() == "morvel";
+        const bool runs = entry.is_directory() || entry.path().filename() == "morvel" ||
+                          entry.path().parent_path() == prefix / "libexec";
         EXPECT_EQ(permissions & fs::perms::others_read, fs::perms::others_read) << entry.path();
         EXPECT_EQ(permissions & fs::perms::others_write, fs::perms::none) << entry.path();
         if (runs) {

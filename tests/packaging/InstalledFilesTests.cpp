@@ -17,6 +17,7 @@ namespace fs = std::filesystem;
 using test::InstalledCopy;
 using test::Ran;
 using test::run;
+using testing::AllOf;
 using testing::HasSubstr;
 using testing::StartsWith;
 
@@ -38,9 +39,9 @@ protected:
         return prefix / "share/applications" / (identifier + ".desktop");
     }
     fs::path metainfo() const { return prefix / "share/metainfo" / (identifier + ".metainfo.xml"); }
-    // The manual page, as a terminal shows it.
-    Ran manualPage() const {
-        return run({"man", "--warnings", "-l", prefix / "share/man/man1/morvel.1.gz"},
+    // A manual page, as a terminal shows it.
+    Ran manualPage(const std::string& page = "man1/morvel.1.gz") const {
+        return run({"man", "--warnings", "-l", prefix / "share/man" / page},
                    {"MANWIDTH=200", "LC_ALL=C.UTF-8"});
     }
 };
@@ -62,6 +63,11 @@ TEST_F(InstalledFiles, DesktopEntryNamesTheCommandAndAnIconThatExists) {
         EXPECT_THAT(help, HasSubstr(option));
 }
 
+TEST_F(InstalledFiles, TheBusKnowsTheApplicationByItsIdentifier) {
+    EXPECT_EQ(readText(prefix / "share/dbus-1/services" / (identifier + ".service")),
+              "[D-BUS Service]\nName=" + identifier + "\nExec=/usr/bin/env morvel\n");
+}
+
 TEST_F(InstalledFiles, MetainfoIsValid) {
     const Ran validation = run({"appstreamcli", "validate", "--no-net", metainfo()});
     EXPECT_EQ(validation.status, 0) << validation.output << validation.errors;
@@ -74,11 +80,13 @@ TEST_F(InstalledFiles, MetainfoBelongsToTheDesktopEntryAndTheVersion) {
     EXPECT_THAT(text, HasSubstr("<release version=\"" MORVEL_VERSION "\""));
 }
 
-TEST_F(InstalledFiles, ManualPageIsSetWithoutAWarning) {
-    const Ran page = manualPage();
-    EXPECT_EQ(page.status, 0);
-    EXPECT_EQ(page.errors, "");
-    EXPECT_THAT(page.output, HasSubstr("Morvel " MORVEL_VERSION));
+TEST_F(InstalledFiles, ManualPagesAreSetWithoutAWarning) {
+    for (const char* const name : {"man1/morvel.1.gz", "man8/morvel-keyboard-access.8.gz"}) {
+        const Ran page = manualPage(name);
+        EXPECT_EQ(page.status, 0) << name;
+        EXPECT_EQ(page.errors, "") << name;
+        EXPECT_THAT(page.output, HasSubstr("Morvel " MORVEL_VERSION));
+    }
 }
 
 TEST_F(InstalledFiles, ManualPageTellsOfEveryOption) {
@@ -96,6 +104,27 @@ TEST_F(InstalledFiles, ManualPageTellsOfEveryVariableThatTheReadmeTellsOf) {
     const std::string page = manualPage().output;
     for (const std::string& variable : variables)
         EXPECT_THAT(page, HasSubstr(variable));
+}
+
+TEST_F(InstalledFiles, ManualPageAndReadmeTellHowAccessToTheKeyboardsIsGivenAndTakenBack) {
+    const std::string program = "/usr/libexec/morvel-keyboard-access";
+    EXPECT_THAT(readText(source / "README.md"),
+                AllOf(HasSubstr("pkexec " + program + " --revoke"), HasSubstr("`--grant`")));
+    EXPECT_THAT(manualPage().output,
+                AllOf(HasSubstr("pkexec " + program + " --revoke"),
+                      HasSubstr("pkexec " + program + " --grant"),
+                      HasSubstr("/etc/udev/rules.d/70-" + identifier + "-keyboards.rules")));
+    EXPECT_THAT(manualPage("man8/morvel-keyboard-access.8.gz").output,
+                AllOf(HasSubstr(program + " {--grant | --revoke}"),
+                      HasSubstr("/etc/udev/rules.d/70-" + identifier + "-keyboards.rules")));
+}
+
+TEST_F(InstalledFiles, PolicyNamesTheProgramThatIsInstalledForAll) {
+    const std::string policy =
+        readText(prefix / "share/polkit-1/actions" / (identifier + ".policy"));
+    EXPECT_EQ(matches(policy, "policykit.exec.path\">([^<]*)<"),
+              std::set<std::string>{"/usr/libexec/morvel-keyboard-access"});
+    EXPECT_EQ(run({prefix / "libexec/morvel-keyboard-access", "--help"}).status, 2);
 }
 
 TEST_F(InstalledFiles, EveryIconDrawsSomethingInEverySize) {

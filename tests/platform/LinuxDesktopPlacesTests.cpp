@@ -105,6 +105,30 @@ TEST_F(LinuxDesktopPlacesTest, WithoutAPlaceAHelpPageTellsTheTruth) {
     EXPECT_NE(pages_.back().text.find("Wayland"), std::string::npos);
 }
 
+TEST_F(LinuxDesktopPlacesTest,
+       WhereAccessCanBeGrantedTheHelpPageTellsWhatItMeansAndHowItIsTakenBack) {
+    install("gnome-control-center");
+    LinuxDesktopPlaces places(
+        {"GNOME", programs_.string(), false, "/entry", "/libexec/morvel-keyboard-access"},
+        QDBusConnection("none"));
+    places.openAccessibilitySettings(keepPage());
+    ASSERT_EQ(pages_.size(), 1U);
+    for (const char* words : {"password", "every program", "not only Morvel", "takes it back"})
+        EXPECT_NE(pages_.back().text.find(words), std::string::npos) << words;
+    EXPECT_TRUE(places.givesAccessToPerson());
+    EXPECT_EQ(pages_.back().detail, "pkexec /libexec/morvel-keyboard-access --revoke");
+}
+
+TEST_F(LinuxDesktopPlacesTest, InAnX11SessionTheProgramThatGivesAccessChangesNothing) {
+    LinuxDesktopPlaces places({"i3", programs_.string(), true, "/entry", "/libexec/access"},
+                              QDBusConnection("none"));
+    places.openAccessibilitySettings(keepPage());
+    ASSERT_EQ(pages_.size(), 1U);
+    EXPECT_NE(pages_.back().text.find("nothing to switch on"), std::string::npos);
+    EXPECT_EQ(pages_.back().detail, "");
+    EXPECT_FALSE(places.givesAccessToPerson());
+}
+
 TEST_F(LinuxDesktopPlacesTest, AHostileEnvironmentStartsNothing) {
     install("gnome-control-center");
     const std::string command = "touch '" + record().string() + "'";

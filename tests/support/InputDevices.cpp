@@ -211,6 +211,7 @@ bool InputDevice::Kernel::answer(unsigned request, UMockdevIoctlData& data) {
         return storeBits(lights);
     case _IOC_NR(EVIOCSCLOCKID):
         std::memcpy(&clock, data.data, sizeof clock);
+        changed.notify_all();
         return true;
     case _IOC_NR(EVIOCSMASK): {
         input_mask mask{};
@@ -314,7 +315,8 @@ int InputDevice::readers() const {
 
 bool InputDevice::awaitReader(std::chrono::milliseconds limit) const {
     std::unique_lock lock(kernel_->mutex);
-    return kernel_->changed.wait_for(lock, limit, [this] { return !kernel_->reading.empty(); });
+    return kernel_->changed.wait_for(
+        lock, limit, [this] { return !kernel_->reading.empty() && kernel_->clock != -1; });
 }
 
 int InputDevice::stateReads() const {

@@ -51,7 +51,8 @@ public:
     void unplug();
 
     int readers() const;
-    // Waits, without a run loop, until somebody reads it; answers whether that came.
+    // Waits, without a run loop, until somebody reads it and has chosen the clock, the last that
+    // the tap does before it hears; answers whether that came.
     bool awaitReader(std::chrono::milliseconds limit) const;
     // How often readers have asked which keys are down.
     int stateReads() const;

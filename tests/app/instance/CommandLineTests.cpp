@@ -35,6 +35,13 @@ TEST(CommandLineTest, EachOptionIsItsRequest) {
     EXPECT_EQ(parsed({"--quit", "--quit"}).request, InstanceRequest::quit);
 }
 
+TEST(CommandLineTest, EachActionIsTheRequestOfItsOption) {
+    for (const char* action : {"open-drawer", "settings", "toggle-mute", "quit"})
+        EXPECT_EQ(requestOfAction(action), parsed({std::string("--") + action}).request);
+    for (const char* action : {"", "--quit", "help", "Quit", "qui"})
+        EXPECT_EQ(requestOfAction(action), std::nullopt) << action;
+}
+
 TEST(CommandLineTest, HelpNamesEveryOptionAndSucceeds) {
     const ProgramExit help = refused({"--help"});
     EXPECT_EQ(help.status, 0);

@@ -135,6 +135,22 @@ TEST(PermissionWindowTest, TheDevelopmentNoteNamesTheSystemAndFitsAboveTheButton
     EXPECT_LT(note->mapToScene({0, note->height()}).y(), button->mapToScene({0, 0}).y());
 }
 
+TEST(PermissionWindowTest, WhereAccessIsThePersonsTheDevelopmentNoteNamesNoLaunchingApp) {
+    PermissionWindowFixture fixture(false, loose);
+    fixture.places.toPerson = true;
+    QQuickView& window = open(fixture);
+    QQuickItem* const note = visibleItem(window, "objectName", "developmentNote");
+    ASSERT_NE(note, nullptr);
+    const auto texts =
+        visibleItems(note, [](QQuickItem* item) { return item->property("text").isValid(); });
+    ASSERT_EQ(texts.size(), 2U);
+    const QString text = texts[0]->property("text").toString();
+    EXPECT_TRUE(text.contains("person at the screen"));
+    EXPECT_FALSE(text.contains("launching app"));
+    QQuickItem* const button = visibleItem(window, "text", "Grant Access");
+    EXPECT_LT(note->mapToScene({0, note->height()}).y(), button->mapToScene({0, 0}).y());
+}
+
 TEST(PermissionWindowTest, ReturnGrantsAccessWhereverTheKeyboardIs) {
     PermissionWindowFixture fixture;
     QQuickView& window = open(fixture);

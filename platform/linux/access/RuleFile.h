@@ -1,0 +1,24 @@
+// Puts the rule where udev reads it, and takes it away. Any thread.
+//
+// Nothing on the way is followed that is a symbolic link, and nothing in the rule's place is
+// touched that is not ours. After a failure the place is as it was, and nothing half written is
+// left beside.
+#pragma once
+
+#include <filesystem>
+#include <optional>
+#include <string>
+
+namespace morvel {
+
+// What went wrong, in one printable line; nothing where all went well.
+using AccessProblem = std::optional<std::string>;
+
+// Writes "etc/udev/rules.d/<keyboardRuleName()>" below `root`, readable by all. A rule that is
+// there already is left as it is.
+AccessProblem writeKeyboardRule(const std::filesystem::path& root);
+
+// Removes that file. It is no failure that there is none.
+AccessProblem removeKeyboardRule(const std::filesystem::path& root);
+
+} // namespace morvel

@@ -1,0 +1,145 @@
+#include "platform/linux/KeyboardAccess.h"
+#include "tests/support/MainLoop.h"
+#include "tests/support/TemporaryFolder.h"
+
+#include <gmock/gmock.h>
+
+#include <csignal>
+
+namespace morvel {
+namespace {
+
+namespace fs = std::filesystem;
+using Kind = KeyboardAccessAnswer::Kind;
+
+// A program in pkexec's place tells what it was called with and ends as it is told to.
+class KeyboardAccessTest : public testing::Test {
+protected:
+    void pkexecThat(const std::string& does) {
+        writeText(pkexec(),
+                  "#!/bin/sh\nprintf '%s\\n' \"$@\" > '" + record().string() + "'\n" + does + "\n");
+        fs::permissions(pkexec(), fs::perms::owner_all);
+    }
+    fs::path pkexec() const { return folder_ / "pkexec"; }
+    fs::path record() const { return folder_ / "record"; }
+
+    KeyboardAccess::Answered keep() {
+        return [this](const KeyboardAccessAnswer& answer) { answers_.push_back(answer); };
+    }
+    KeyboardAccessAnswer answerTo(const std::string& does) {
+        pkexecThat(does);
+        answers_.clear();
+        access_.grant(keep());
+        EXPECT_TRUE(answers_.empty());
+        EXPECT_TRUE(test::runUntil([this] { return !answers_.empty(); }));
+        EXPECT_FALSE(access_.isAsking());
+        return answers_.empty() ? KeyboardAccessAnswer{} : answers_.back();
+    }
+
+    TemporaryFolder folder_;
+    fs::path helper_ = folder_ / "morvel-keyboard-access";
+    std::vector<KeyboardAccessAnswer> answers_;
+    KeyboardAccess access_{{pkexec(), helper_}};
+    void SetUp() override { writeProgram(helper_); }
+};
+
+TEST_F(KeyboardAccessTest, AsksForTheHelperWithOneArgumentAndForNoTextualQuestion) {
+    EXPECT_EQ(answerTo("exit 0").kind, Kind::done);
+    EXPECT_EQ(readText(record()), "--disable-internal-agent\n" + helper_.string() + "\n--grant\n");
+    answers_.clear();
+    access_.revoke(keep());
+    EXPECT_TRUE(test::runUntil([this] { return !answers_.empty(); }));
+    EXPECT_EQ(readText(record()), "--disable-internal-agent\n" + helper_.string() + "\n--revoke\n");
+}
+
+TEST_F(KeyboardAccessTest, TellsTheAnswersApart) {
+    EXPECT_EQ(answerTo("exit 0").problem, "");
+    EXPECT_EQ(answerTo("exit 126").kind, Kind::dismissed);
+    EXPECT_EQ(
+        answerTo("echo 'Not authorized' >&2; echo >&2; echo 'You are watched.' >&2; exit 127").kind,
+        Kind::notAuthorised);
+    EXPECT_EQ(answers_.back().problem, "Not authorized");
+    EXPECT_EQ(answerTo("echo >&2; echo 'the reason' >&2; exit 1").kind, Kind::failed);
+    EXPECT_EQ(answers_.back().problem, "the reason");
+    EXPECT_EQ(answerTo("exit 4").problem, "it ended with status 4");
+    EXPECT_EQ(answerTo("kill -9 $$").kind, Kind::failed);
+    EXPECT_EQ(answers_.back().problem, "it was ended by signal 9");
+}
+
+TEST_F(KeyboardAccessTest, WhatItSaysIsTakenInPrintablePortions) {
+    EXPECT_EQ(answerTo("head -c 1000000 /dev/zero | tr '\\0' x >&2; exit 1").problem,
+              std::string(500, 'x'));
+    EXPECT_EQ(answerTo("printf 'a\\377b' >&2; exit 1").problem, "a\xEF\xBF\xBD"
+                                                                "b");
+}
+
+TEST_F(KeyboardAccessTest, WhatIsMissingIsToldAtOnce) {
+    pkexecThat("exit 0");
+    KeyboardAccess without({std::nullopt, helper_});
+    without.grant(keep());
+    ASSERT_EQ(answers_.size(), 1U);
+    EXPECT_EQ(answers_.back().kind, Kind::noPrompt);
+
+    fs::remove(helper_);
+    access_.grant(keep());
+    ASSERT_EQ(answers_.size(), 2U);
+    EXPECT_EQ(answers_.back().kind, Kind::noHelper);
+    EXPECT_EQ(answers_.back().problem, helper_.string() + ": No such file or directory");
+
+    writeProgram(helper_);
+    fs::remove(pkexec());
+    access_.grant(keep());
+    ASSERT_EQ(answers_.size(), 3U);
+    EXPECT_EQ(answers_.back().kind, Kind::failed);
+    EXPECT_EQ(answers_.back().problem, "No such file or directory");
+    EXPECT_FALSE(access_.isAsking());
+}
+
+TEST_F(KeyboardAccessTest, WhileAQuestionStandsNoSecondOneIsAsked) {
+    pkexecThat("while [ ! -e '" + (folder_ / "go").string() + "' ]; do sleep 0.01; done");
+    access_.grant(keep());
+    EXPECT_TRUE(access_.isAsking());
+    access_.revoke(keep());
+    ASSERT_EQ(answers_.size(), 1U);
+    EXPECT_EQ(answers_.back().kind, Kind::busy);
+    writeText(folder_ / "go", "");
+    EXPECT_TRUE(test::runUntil([this] { return answers_.size() == 2; }));
+    EXPECT_EQ(answers_.back().kind, Kind::done);
+    EXPECT_EQ(readText(record()), "--disable-internal-agent\n" + helper_.string() + "\n--grant\n");
+}
+
+TEST_F(KeyboardAccessTest, WhoIsAnsweredMayAskAgain) {
+    pkexecThat("exit 126");
+    int asked = 0;
+    KeyboardAccess::Answered again = [&](const KeyboardAccessAnswer&) {
+        if (++asked < 3)
+            access_.grant(again);
+    };
+    access_.grant(again);
+    EXPECT_TRUE(test::runUntil([&] { return asked == 3; }));
+    EXPECT_FALSE(access_.isAsking());
+}
+
+TEST_F(KeyboardAccessTest, AQuestionThatStandsIsClosedWithWhoAsksIt) {
+    sigset_t termination;
+    sigset_t before;
+    sigemptyset(&termination);
+    sigaddset(&termination, SIGTERM);
+    pthread_sigmask(SIG_BLOCK, &termination, &before); // as the program has it
+    pkexecThat("trap \"echo closed > '" + (folder_ / "closed").string() +
+               "'; exit\" TERM\necho asking > '" + (folder_ / "asking").string() +
+               "'\nwhile :; do sleep 0.01; done");
+    QTimer heartbeat;
+    heartbeat.start(5);
+    {
+        KeyboardAccess gone({pkexec(), helper_});
+        gone.grant(keep());
+        EXPECT_TRUE(test::runUntil([this] { return fs::exists(folder_ / "asking"); }));
+    }
+    pthread_sigmask(SIG_SETMASK, &before, nullptr);
+    EXPECT_TRUE(test::runUntil([this] { return fs::exists(folder_ / "closed"); }));
+    EXPECT_TRUE(answers_.empty());
+}
+
+} // namespace
+} // namespace morvel
