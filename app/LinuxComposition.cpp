@@ -107,9 +107,10 @@ struct Session {
             tap = std::make_unique<X11KeyTap>(*keyboard, clock);
             trust = std::make_unique<X11TrustSource>(keyboard.get());
         } else {
-            keyboards.emplace(environment("XDG_SEAT").value_or("seat0"));
+            nodes.emplace(environment("XDG_SEAT").value_or("seat0"));
+            keyboards.emplace(*nodes);
             tap = std::make_unique<EvdevKeyTap>(*keyboards);
-            trust = std::make_unique<EvdevTrustSource>(*keyboards, nullptr);
+            trust = std::make_unique<EvdevTrustSource>(*nodes, nullptr);
         }
         if (desktop) {
             hotKeys = std::make_unique<X11HotKeyService>(*desktop, scheduler);
@@ -124,7 +125,8 @@ struct Session {
 
     std::unique_ptr<X11Connection> keyboard; // the tap's own: keys wait for nothing else
     std::unique_ptr<X11Connection> desktop;
-    std::optional<KeyboardNodes> keyboards;
+    std::optional<KeyboardNodes> nodes;
+    std::optional<EvdevKeyboards> keyboards;
     std::unique_ptr<KeyTap> tap;
     std::unique_ptr<TrustSource> trust;
     std::unique_ptr<HotKeyService> hotKeys;
