@@ -7,14 +7,17 @@
 #include "app/login/LaunchAtLogin.h"
 #include "app/settings/JsonDefaultsStore.h"
 #include "platform/PreferredAudioOutput.h"
+#include "platform/PreferredHotKeyService.h"
 #include "platform/linux/CubebAudioOutput.h"
 #include "platform/linux/DesktopAppearance.h"
+#include "platform/linux/EvdevHotKeyService.h"
 #include "platform/linux/EvdevKeyTap.h"
 #include "platform/linux/FreeMemory.h"
 #include "platform/linux/LinuxApplicationBundle.h"
 #include "platform/linux/LinuxDesktopPlaces.h"
 #include "platform/linux/LinuxTrayWatch.h"
 #include "platform/linux/PipeWireAudioOutput.h"
+#include "platform/linux/PortalHotKeyService.h"
 #include "platform/linux/ProcfsProcessTable.h"
 #include "platform/linux/SessionType.h"
 #include "platform/linux/SystemClock.h"
@@ -55,17 +58,6 @@ AudioEngine::Options engineOptions(const Environment& environment) {
     return options;
 }
 
-// For a session that lets no program claim a key.
-class NoHotKeyService : public HotKeyService {
-public:
-    HotKeyStatus installHandler(Handler) override { return eventInternalErr; }
-    Result<HotKeyReference, HotKeyStatus> registerHotKey(std::uint32_t, std::uint32_t,
-                                                         HotKeyIdentifier) override {
-        return eventInternalErr;
-    }
-    void unregisterHotKey(HotKeyReference) override {}
-};
-
 std::string searchPath(const Environment& environment) {
     return environment("PATH").value_or("/usr/local/bin:/usr/bin:/bin");
 }
@@ -76,6 +68,17 @@ std::vector<std::filesystem::path> windowsModules(const ApplicationBundle& bundl
         return {};
     const std::filesystem::path folder = bundle.executable->parent_path();
     return {folder / "morvel-windows.so", folder.parent_path() / "lib/morvel/morvel-windows.so"};
+}
+
+// With a connection of its own: newer portals want to be told who is asking before all else.
+std::unique_ptr<HotKeyService> makePortalHotKeys(Scheduler& scheduler) {
+    return std::make_unique<PortalHotKeyService>(
+        QDBusConnection::connectToBus(QDBusConnection::SessionBus, QStringLiteral("shortcut")),
+        scheduler,
+        PortalHotKeyService::Setup{
+            QString::fromUtf8(applicationIdentifier.data(),
+                              static_cast<qsizetype>(applicationIdentifier.size())),
+            QStringLiteral("mute"), QStringLiteral("Mute or unmute Morvel")});
 }
 
 // Where everything of the user's and of the program's is.
@@ -98,9 +101,9 @@ struct Places {
 
 // Where keys come from, and what the X server gives besides; what stands in for it in a session
 // that is not its own. There the keyboards are read themselves, also where a server of old programs
-// answers.
+// answers, and the desktop is asked for the shortcut.
 struct Session {
-    Session(const Environment& environment, const Clock& clock, Scheduler& scheduler)
+    Session(const Environment& environment, const Clock& clock, Scheduler& scheduler, Log& log)
         : keyboard(isX11Session(environment) ? X11Connection::open() : nullptr)
         , desktop(keyboard ? X11Connection::open() : nullptr) {
         if (keyboard) {
@@ -117,7 +120,9 @@ struct Session {
             poster = std::make_unique<X11KeyEventPoster>(*desktop);
             transients = std::make_unique<X11TransientWindows>(*desktop);
         } else {
-            hotKeys = std::make_unique<NoHotKeyService>();
+            hotKeys = std::make_unique<PreferredHotKeyService>(
+                makePortalHotKeys(scheduler), std::make_unique<EvdevHotKeyService>(*keyboards),
+                scheduler, log);
             poster = std::make_unique<NoKeyEventPoster>();
             transients = std::make_unique<NoTransientWindows>();
         }
@@ -146,7 +151,7 @@ struct Composition::Objects {
         , places(environment)
         , audioTrace(isOn(environment, "MORVEL_AUDIO_TRACE"))
         , latencyTrace(isOn(environment, "MORVEL_LATENCY_TRACE"))
-        , session(environment, clock, scheduler)
+        , session(environment, clock, scheduler, log)
         , loginItem({places.configuration / "autostart", std::string(applicationIdentifier),
                      places.bundle.executable.value_or(std::filesystem::path()),
                      searchPath(environment)})
@@ -218,10 +223,10 @@ struct Composition::Objects {
     }
 
     std::unique_ptr<ApplicationWindows> makeWindows() {
-        auto made = loadWindowsModule(windowsModules(places.bundle), MORVEL_VERSION,
-                                      {settings, themes, permission, catalog, launchAtLogin,
-                                       places.bundle, desktopPlaces, audio, output, clock, log,
-                                       *session.transients, &session.floating});
+        auto made = loadWindowsModule(
+            windowsModules(places.bundle), MORVEL_VERSION,
+            {settings, themes, permission, catalog, launchAtLogin, places.bundle, desktopPlaces,
+             audio, output, *session.hotKeys, clock, log, *session.transients, &session.floating});
         if (made)
             return std::move(made).value();
         log.line(fmt::format("Cannot show windows — {}", made.error()));
