@@ -7,8 +7,10 @@
 #include "app/login/LaunchAtLogin.h"
 #include "app/settings/JsonDefaultsStore.h"
 #include "platform/PreferredAudioOutput.h"
+#include "platform/PreferredHotKeyService.h"
 #include "platform/linux/CubebStream.h"
 #include "platform/linux/DesktopAppearance.h"
+#include "platform/linux/EvdevHotKeyService.h"
 #include "platform/linux/EvdevKeyTap.h"
 #include "platform/linux/FreeMemory.h"
 #include "platform/linux/KeyboardAccess.h"
@@ -16,6 +18,7 @@
 #include "platform/linux/LinuxDesktopPlaces.h"
 #include "platform/linux/LinuxTrayWatch.h"
 #include "platform/linux/PipeWireStream.h"
+#include "platform/linux/PortalHotKeyService.h"
 #include "platform/linux/ProcfsProcessTable.h"
 #include "platform/linux/SearchPath.h"
 #include "platform/linux/ServerAudioOutput.h"
@@ -58,17 +61,6 @@ AudioEngine::Options engineOptions(const Environment& environment) {
     return options;
 }
 
-// For a session that lets no program claim a key.
-class NoHotKeyService : public HotKeyService {
-public:
-    HotKeyStatus installHandler(Handler) override { return eventInternalErr; }
-    Result<HotKeyReference, HotKeyStatus> registerHotKey(std::uint32_t, std::uint32_t,
-                                                         HotKeyIdentifier) override {
-        return eventInternalErr;
-    }
-    void unregisterHotKey(HotKeyReference) override {}
-};
-
 std::string searchPath(const Environment& environment) {
     return environment("PATH").value_or("/usr/local/bin:/usr/bin:/bin");
 }
@@ -89,6 +81,17 @@ std::filesystem::path keyboardAccessProgram(const ApplicationBundle& bundle) {
         return installed;
     const auto built = bundle.executable->parent_path() / installed.filename();
     return locatedProgram(built.string(), {}).value_or(installed);
+}
+
+// With a connection of its own: newer portals want to be told who is asking before all else.
+std::unique_ptr<HotKeyService> makePortalHotKeys(Scheduler& scheduler) {
+    return std::make_unique<PortalHotKeyService>(
+        QDBusConnection::connectToBus(QDBusConnection::SessionBus, QStringLiteral("shortcut")),
+        scheduler,
+        PortalHotKeyService::Setup{
+            QString::fromUtf8(applicationIdentifier.data(),
+                              static_cast<qsizetype>(applicationIdentifier.size())),
+            QStringLiteral("mute"), QStringLiteral("Mute or unmute Morvel")});
 }
 
 // Where everything of the user's and of the program's is.
@@ -113,7 +116,7 @@ struct Places {
 
 // Where keys come from, and what the X server gives besides; what stands in for it in a session
 // that is not its own. There the keyboards are read themselves, also where a server of old programs
-// answers.
+// answers, and the desktop is asked for the shortcut.
 struct Session {
     Session(const Environment& environment, const std::filesystem::path& accessProgram,
             const Clock& clock, Scheduler& scheduler, Log& log)
@@ -123,11 +126,12 @@ struct Session {
             tap = std::make_unique<X11KeyTap>(*keyboard, clock);
             trust = std::make_unique<X11TrustSource>(keyboard.get());
         } else {
-            keyboards.emplace(environment("XDG_SEAT").value_or("seat0"));
+            nodes.emplace(environment("XDG_SEAT").value_or("seat0"));
+            keyboards.emplace(*nodes);
             tap = std::make_unique<EvdevKeyTap>(*keyboards);
             keyboardAccess.emplace(KeyboardAccess::Setup{
                 locatedProgram("pkexec", searchPath(environment)), accessProgram});
-            trust = std::make_unique<EvdevTrustSource>(*keyboards, [this, &log] {
+            trust = std::make_unique<EvdevTrustSource>(*nodes, [this, &log] {
                 keyboardAccess->grant([&log](const KeyboardAccessAnswer& answer) {
                     if (answer.kind != KeyboardAccessAnswer::Kind::done)
                         log.line(fmt::format("No access to the keyboards — {}", answer.problem));
@@ -139,7 +143,9 @@ struct Session {
             poster = std::make_unique<X11KeyEventPoster>(*desktop);
             transients = std::make_unique<X11TransientWindows>(*desktop);
         } else {
-            hotKeys = std::make_unique<NoHotKeyService>();
+            hotKeys = std::make_unique<PreferredHotKeyService>(
+                makePortalHotKeys(scheduler), std::make_unique<EvdevHotKeyService>(*keyboards),
+                scheduler, log);
             poster = std::make_unique<NoKeyEventPoster>();
             transients = std::make_unique<NoTransientWindows>();
         }
@@ -147,7 +153,8 @@ struct Session {
 
     std::unique_ptr<X11Connection> keyboard; // the tap's own: keys wait for nothing else
     std::unique_ptr<X11Connection> desktop;
-    std::optional<KeyboardNodes> keyboards;
+    std::optional<KeyboardNodes> nodes;
+    std::optional<EvdevKeyboards> keyboards;
     std::optional<KeyboardAccess> keyboardAccess;
     std::unique_ptr<KeyTap> tap;
     std::unique_ptr<TrustSource> trust;
@@ -242,10 +249,10 @@ struct Composition::Objects {
     }
 
     std::unique_ptr<ApplicationWindows> makeWindows() {
-        auto made = loadWindowsModule(windowsModules(places.bundle), MORVEL_VERSION,
-                                      {settings, themes, permission, catalog, launchAtLogin,
-                                       places.bundle, desktopPlaces, audio, output, clock, log,
-                                       *session.transients, &session.floating});
+        auto made = loadWindowsModule(
+            windowsModules(places.bundle), MORVEL_VERSION,
+            {settings, themes, permission, catalog, launchAtLogin, places.bundle, desktopPlaces,
+             audio, output, *session.hotKeys, clock, log, *session.transients, &session.floating});
         if (made)
             return std::move(made).value();
         log.line(fmt::format("Cannot show windows — {}", made.error()));

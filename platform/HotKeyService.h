@@ -1,4 +1,5 @@
-// System-wide keyboard shortcuts. Adapters: platform/linux (X11), platform/simulated.
+// System-wide keyboard shortcuts. Adapters: platform/linux (X11, the desktop portal, evdev),
+// platform/simulated.
 //
 // The status numbers are the ones that Carbon's hot key service answers with; an adapter translates
 // its system's refusals into them.
@@ -9,6 +10,7 @@
 #include <cstdint>
 #include <functional>
 #include <optional>
+#include <string>
 
 namespace morvel {
 
@@ -41,6 +43,21 @@ struct HotKeyReference {
     bool operator==(const HotKeyReference&) const = default;
 };
 
+// How presses reach the program, for its user to know.
+struct HotKeyDelivery {
+    enum class Way : std::uint8_t {
+        claimed,   // the keys are the program's alone
+        desktop,   // the desktop listens, for whatever keys its user has given the shortcut
+        keyboards, // the program looks for the keys in what is typed; others get them, too
+        asking,    // the desktop has not answered yet
+        none,      // not at present
+    };
+    Way way = Way::claimed;
+    std::string keys; // the desktop's own words for its keys, in UTF-8; empty where it told none
+
+    bool operator==(const HotKeyDelivery&) const = default;
+};
+
 class HotKeyService {
 public:
     // Answers hotKeyNoErr when the press was its own, else eventNotHandledErr. Gets nothing where
@@ -54,12 +71,20 @@ public:
     virtual HotKeyStatus installHandler(Handler handler) = 0;
 
     // Claims the key with this virtual key code together with exactly these modifiers, whatever
-    // has the keyboard. Holding the key is one press. Main thread.
+    // has the keyboard. Holding the key is one press. Where the system answers later, or where it
+    // depends on what comes and goes, delivery() tells what has become of it. Main thread.
     virtual Result<HotKeyReference, HotKeyStatus>
     registerHotKey(std::uint32_t keyCode, std::uint32_t modifiers, HotKeyIdentifier identifier) = 0;
 
     // Gives the shortcut back to others. Unknown references are ignored. Main thread.
     virtual void unregisterHotKey(HotKeyReference reference) = 0;
+
+    // How the presses of what is registered come. Main thread.
+    virtual HotKeyDelivery delivery() const { return {}; }
+
+    // `changed` is called on the main thread when delivery() may have become another one, from
+    // within a call of the above, too. Null: nobody wants to know. Main thread.
+    virtual void setDeliveryHandler(std::function<void()> changed) { (void)changed; }
 };
 
 } // namespace morvel

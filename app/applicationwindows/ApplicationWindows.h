@@ -17,6 +17,7 @@
 #include "platform/Clock.h"
 #include "platform/DesktopPlaces.h"
 #include "platform/FloatingWindows.h"
+#include "platform/HotKeyService.h"
 #include "platform/Log.h"
 #include "platform/TransientWindows.h"
 #include "themes/ThemeCatalog.h"
@@ -40,6 +41,7 @@ public:
         DesktopPlaces& places;
         AudioEngine& audio;
         const AudioOutput& output;
+        const HotKeyService& hotKeys;
         const Clock& clock;
         Log& log;
         TransientWindows& transients;

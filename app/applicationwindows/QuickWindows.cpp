@@ -40,8 +40,9 @@ public:
               services.floating)
         , help_(factory_)
         , permission_({factory_, services.places, help_, services.log}, services.bundle)
-        , shown_{services.settings, services.themes, services.permission, services.catalog,
-                 services.login,    services.output, services.places,     help_}
+        , shown_{services.settings, services.themes, services.permission,
+                 services.catalog,  services.login,  services.output,
+                 services.hotKeys,  services.places, help_}
         , settings_(factory_, log_, shown_) {}
 
     PermissionWindow& permissionWindow() override { return permission_; }

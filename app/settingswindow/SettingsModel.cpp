@@ -3,12 +3,13 @@
 #include <chrono>
 #include <cstdint>
 #include <string_view>
+#include <utility>
 
 namespace morvel {
 
 namespace {
 
-constexpr std::chrono::seconds soundWatchInterval(1);
+constexpr std::chrono::seconds watchInterval(1);
 
 QString describe(const AudioOutput& output) {
     const std::string_view name = output.serverName();
@@ -30,6 +31,28 @@ QString describe(const AudioOutput& output) {
         .arg(period / 44.1, 0, 'f', 1);
 }
 
+QString describe(const HotKeyDelivery& delivery) {
+    using Way = HotKeyDelivery::Way;
+    switch (delivery.way) {
+    case Way::claimed:
+        return {};
+    case Way::desktop:
+        return delivery.keys.empty()
+                   ? QStringLiteral("Mute shortcut: your desktop listens for it. Its keyboard "
+                                    "settings say which keys it has.")
+                   : QStringLiteral("Mute shortcut: your desktop listens for it, as %1.")
+                         .arg(QString::fromStdString(delivery.keys));
+    case Way::keyboards:
+        return QStringLiteral("Mute shortcut: Morvel watches the keyboard for it. The program in "
+                              "front gets its keys as well.");
+    case Way::asking:
+        return QStringLiteral("Mute shortcut: waiting for your desktop’s answer.");
+    case Way::none:
+        break;
+    }
+    return QStringLiteral("Mute shortcut: works as soon as Morvel can hear keys.");
+}
+
 } // namespace
 
 SettingsModel::SettingsModel(Services services)
@@ -42,35 +65,35 @@ SettingsModel::SettingsModel(Services services)
     // Later: the system is asked only once the setting has its new value.
     connect(&services.settings, &AppSettings::launchAtLoginChanged, this,
             &SettingsModel::launchAtLoginChanged, Qt::QueuedConnection);
-    // The output's own events are the engine's, and do not tell of a period.
-    connect(&soundWatch_, &QTimer::timeout, this, &SettingsModel::lookAtSoundOutput);
+    // What tells of changes has one listener, which is the engine or the service itself; and an
+    // output does not tell of a period.
+    connect(&watch_, &QTimer::timeout, this, &SettingsModel::look);
 }
 
 void SettingsModel::refreshBeforeShowing() {
-    lookAtSoundOutput();
+    look();
     services_.themes.refreshCatalog();
     syncLaunchAtLogin();
     services_.permission.refresh();
 }
 
 void SettingsModel::refreshOnScreen() {
-    lookAtSoundOutput();
-    soundWatch_.start(soundWatchInterval);
+    look();
+    watch_.start(watchInterval);
     services_.permission.refresh();
     syncLaunchAtLogin();
     services_.themes.refreshCatalog();
 }
 
 void SettingsModel::leaveScreen() {
-    soundWatch_.stop();
+    watch_.stop();
 }
 
-void SettingsModel::lookAtSoundOutput() {
-    const QString now = describe(services_.output);
-    if (now == soundOutput_)
-        return;
-    soundOutput_ = now;
-    emit soundOutputChanged();
+void SettingsModel::look() {
+    if (std::exchange(soundOutput_, describe(services_.output)) != soundOutput_)
+        emit soundOutputChanged();
+    if (std::exchange(shortcutStatus_, describe(services_.hotKeys.delivery())) != shortcutStatus_)
+        emit shortcutStatusChanged();
 }
 
 // The status text may change where the switch does not: approval may be needed, or the copy moved.

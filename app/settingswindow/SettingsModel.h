@@ -11,6 +11,7 @@
 #include "app/trust/AccessibilityPermission.h"
 #include "platform/AudioOutput.h"
 #include "platform/DesktopPlaces.h"
+#include "platform/HotKeyService.h"
 #include "themes/ThemeCatalog.h"
 #include "themes/controller/ThemeController.h"
 
@@ -28,6 +29,7 @@ class SettingsModel : public QObject {
     Q_PROPERTY(bool canLaunchAtLogin READ canLaunchAtLogin NOTIFY launchAtLoginChanged)
     Q_PROPERTY(QString launchAtLoginStatus READ launchAtLoginStatus NOTIFY launchAtLoginChanged)
     Q_PROPERTY(QString soundOutput READ soundOutput NOTIFY soundOutputChanged)
+    Q_PROPERTY(QString shortcutStatus READ shortcutStatus NOTIFY shortcutStatusChanged)
     Q_PROPERTY(bool loginItemNeedsUser READ loginItemNeedsUser NOTIFY launchAtLoginChanged)
 
 public:
@@ -39,6 +41,7 @@ public:
         const ThemeCatalog& catalog;
         const LaunchAtLogin& login;
         const AudioOutput& output;
+        const HotKeyService& hotKeys;
         DesktopPlaces& places;
         HelpWindowController& help;
     };
@@ -48,8 +51,8 @@ public:
     ThemeListModel& themes() { return themes_; }
 
     // Takes the state of the world anew: before the window is brought to the front, and each time
-    // it has come on screen; from then on what the sound goes to is kept up to date, until the
-    // window has left the screen.
+    // it has come on screen; from then on what the sound goes to and who listens for
+    // the shortcut are kept up to date, until the window has left the screen.
     void refreshBeforeShowing();
     void refreshOnScreen();
     void leaveScreen();
@@ -62,6 +65,8 @@ public:
     bool loginItemNeedsUser() const;
     // What the sound goes to, and in how long periods.
     QString soundOutput() const { return soundOutput_; }
+    // Who listens for the mute shortcut; empty where it is the program's own.
+    QString shortcutStatus() const { return shortcutStatus_; }
 
     Q_INVOKABLE void activateTheme(int row);
     Q_INVOKABLE void rescan();
@@ -73,9 +78,10 @@ signals:
     void lastErrorChanged();
     void launchAtLoginChanged();
     void soundOutputChanged();
+    void shortcutStatusChanged();
 
 private:
-    void lookAtSoundOutput();
+    void look();
     void syncLaunchAtLogin();
     DesktopPlaces::Otherwise showHelp();
 
@@ -84,7 +90,8 @@ private:
     ModuleSettings keyboard_;
     ModuleSettings fidget_;
     QString soundOutput_;
-    QTimer soundWatch_;
+    QString shortcutStatus_;
+    QTimer watch_;
 };
 
 } // namespace morvel

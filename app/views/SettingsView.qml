@@ -156,6 +156,12 @@ Rectangle {
                     visible: view.model.loginItemNeedsUser
                     onClicked: view.model.openLoginItems()
                 }
+                Caption {
+                    objectName: "shortcutStatus"
+                    width: parent.width
+                    visible: text !== ""
+                    text: view.model.shortcutStatus
+                }
             }
         }
     }

@@ -3,7 +3,6 @@
 #include <linux/input-event-codes.h>
 
 #include <algorithm>
-#include <cstddef>
 
 namespace morvel {
 
@@ -21,100 +20,58 @@ std::uint32_t hardwareCode(std::uint32_t evdevCode) {
 
 } // namespace
 
-EvdevKeyTap::EvdevKeyTap(KeyboardNodes& keyboards)
-    : nodes_(keyboards) {
-    nodes_.setChangeHandler([this] { openAndClose(); });
-}
+EvdevKeyTap::EvdevKeyTap(EvdevKeyboards& keyboards)
+    : keyboards_(keyboards) {}
 
 EvdevKeyTap::~EvdevKeyTap() {
     EvdevKeyTap::remove();
-    nodes_.setChangeHandler(nullptr);
 }
 
-bool EvdevKeyTap::install(Listener& listener) {
+bool EvdevKeyTap::install(KeyTap::Listener& listener) {
     keymap_ = SystemKeymap::load();
     if (!keymap_)
         return false;
     translator_ = KeyEventTranslator();
+    lights_.clear();
     useTable();
-    nodes_.refresh();
     listener_ = &listener;
-    openAndClose();
-    if (keyboards_.empty() && !nodes_.nodes().empty())
-        listener_ = nullptr;
+    listening_ = keyboards_.listen(*this);
+    if (keyboards_.refused())
+        remove();
     return listener_ != nullptr;
 }
 
 void EvdevKeyTap::remove() {
     listener_ = nullptr;
-    keyboards_.clear();
+    listening_.reset();
     translator_ = KeyEventTranslator();
     keymap_.reset();
 }
 
-EvdevKeyboard* EvdevKeyTap::find(std::uint32_t id) const {
-    const auto found = std::find_if(keyboards_.begin(), keyboards_.end(),
-                                    [id](const auto& keyboard) { return keyboard.id == id; });
-    return found == keyboards_.end() ? nullptr : found->device.get();
-}
-
-bool EvdevKeyTap::hasCapsLockLight() const {
-    return std::any_of(keyboards_.begin(), keyboards_.end(), [](const auto& keyboard) {
-        return keyboard.device->capsLockLight().has_value();
-    });
-}
-
-void EvdevKeyTap::openAndClose() {
-    if (listener_ == nullptr)
-        return;
-    const std::vector<KeyboardNodes::Node>& nodes = nodes_.nodes();
-    const auto isReadable = [&nodes](std::uint32_t id) {
-        return std::any_of(nodes.begin(), nodes.end(),
-                           [id](const auto& node) { return node.id == id && node.readable; });
-    };
-    for (std::size_t i = keyboards_.size(); i-- > 0;)
-        if (!isReadable(keyboards_[i].id))
-            close(keyboards_[i].id);
-    for (const KeyboardNodes::Node& node : nodes)
-        if (node.readable && find(node.id) == nullptr)
-            open(node);
-}
-
-void EvdevKeyTap::open(const KeyboardNodes::Node& node) {
-    const std::uint32_t id = node.id;
-    auto device = EvdevKeyboard::open(node.path, [this, id] { read(id); });
-    if (!device)
-        return;
-    if (const auto light = device->capsLockLight(); light && !hasCapsLockLight())
-        translator_.assumeCapsLock(*light);
+void EvdevKeyTap::opened(std::uint32_t id, const EvdevKeyboard& keyboard) {
+    if (const auto light = keyboard.capsLockLight()) {
+        if (lights_.empty())
+            translator_.assumeCapsLock(*light);
+        lights_.push_back(id);
+    }
     for (std::uint32_t code = 0; code < KEY_CNT; ++code)
-        if (device->isDown(code))
+        if (keyboard.isDown(code))
             translator_.key({id, hardwareCode(code), true, false, 0});
-    keyboards_.push_back({id, std::move(device)});
 }
 
-void EvdevKeyTap::close(std::uint32_t id) {
+void EvdevKeyTap::closed(std::uint32_t id) {
     for (std::uint32_t hardware = 0; hardware < KeyEventTranslator::hardwareCodes; ++hardware)
         if (translator_.holds(id, hardware))
             keymap_->key(hardware, false);
     translator_.forgetDevice(id);
-    std::erase_if(keyboards_, [id](const auto& keyboard) { return keyboard.id == id; });
+    std::erase(lights_, id);
 }
 
-// The listener may remove the tap, and with it the keyboard that is read.
-void EvdevKeyTap::read(std::uint32_t id) {
-    while (EvdevKeyboard* const keyboard = find(id)) {
-        const auto event = keyboard->next();
-        if (!event) {
-            if (keyboard->isGone())
-                close(id);
-            return;
-        }
-        if (event->kind == EvdevKeyboard::Event::Kind::key)
-            key(id, *event);
-        else
-            capsLock(event->value != 0, *event);
-    }
+void EvdevKeyTap::event(std::uint32_t id, const EvdevKeyboard::Event& event) {
+    if (event.kind == EvdevKeyboard::Event::Kind::key)
+        key(id, event);
+    else
+        capsLock(event.value != 0, event);
 }
 
 void EvdevKeyTap::key(std::uint32_t id, const EvdevKeyboard::Event& event) {
@@ -138,7 +95,7 @@ void EvdevKeyTap::followKeymap(std::uint32_t hardware, bool pressed,
     const SystemKeymap::Change change = keymap_->key(hardware, pressed);
     if (change.layout)
         useTable();
-    if (change.capsLock && !hasCapsLockLight())
+    if (change.capsLock && lights_.empty())
         capsLock(!translator_.capsLocked(), event);
 }
 

@@ -9,7 +9,7 @@
 
 #include "platform/KeyTap.h"
 #include "platform/TrustSource.h"
-#include "platform/linux/EvdevKeyboard.h"
+#include "platform/linux/EvdevKeyboards.h"
 #include "platform/linux/KeyEventTranslator.h"
 #include "platform/linux/KeyboardNodes.h"
 #include "platform/linux/SystemKeymap.h"
@@ -23,46 +23,37 @@
 
 namespace morvel {
 
-class EvdevKeyTap : public KeyTap {
+class EvdevKeyTap : public KeyTap, private EvdevKeyboards::Listener {
 public:
-    // `keyboards` must outlive the tap, which takes its change handler.
-    explicit EvdevKeyTap(KeyboardNodes& keyboards);
+    // `keyboards` must outlive the tap.
+    explicit EvdevKeyTap(EvdevKeyboards& keyboards);
     ~EvdevKeyTap() override;
     EvdevKeyTap(const EvdevKeyTap&) = delete;
     EvdevKeyTap& operator=(const EvdevKeyTap&) = delete;
 
-    // False without a keymap, and when there are keyboards and none can be read. From then on those
-    // that come, or become readable, are heard, and those that go, or may no longer be read, are
-    // closed, with their keys let go and no event of that.
-    bool install(Listener& listener) override;
+    // False without a keymap, and when there are keyboards and none can be read. Keys of a keyboard
+    // that goes are let go with no event of that.
+    bool install(KeyTap::Listener& listener) override;
     void enable() override {}
     void remove() override;
 
 private:
-    struct OpenKeyboard {
-        std::uint32_t id; // its node's
-        std::unique_ptr<EvdevKeyboard> device;
-    };
+    void opened(std::uint32_t id, const EvdevKeyboard& keyboard) override;
+    void closed(std::uint32_t id) override;
+    void event(std::uint32_t id, const EvdevKeyboard::Event& event) override;
 
-    EvdevKeyboard* find(std::uint32_t id) const;
-    bool hasCapsLockLight() const;
-
-    void openAndClose();
-    void open(const KeyboardNodes::Node& node);
-    void close(std::uint32_t id);
-
-    void read(std::uint32_t id);
     void key(std::uint32_t id, const EvdevKeyboard::Event& event);
     void capsLock(bool locked, const EvdevKeyboard::Event& event);
     void followKeymap(std::uint32_t hardware, bool pressed, const EvdevKeyboard::Event& event);
     void useTable();
     void deliver(const std::optional<KeyEvent>& event, bool missed);
 
-    KeyboardNodes& nodes_;
+    EvdevKeyboards& keyboards_;
     std::unique_ptr<SystemKeymap> keymap_;
     KeyEventTranslator translator_;
-    std::vector<OpenKeyboard> keyboards_;
-    Listener* listener_ = nullptr;
+    std::vector<std::uint32_t> lights_; // the keyboards that have one
+    KeyTap::Listener* listener_ = nullptr;
+    std::unique_ptr<EvdevKeyboards::Listening> listening_;
 };
 
 // Trust in such a session: at least one keyboard can be read. While there is no keyboard at all it

@@ -18,19 +18,6 @@ struct StateDeleter {
     void operator()(xkb_state* state) const { xkb_state_unref(state); }
 };
 
-std::optional<xkb_keysym_t> symbolOf(std::uint32_t virtualKeyCode) {
-    switch (virtualKeyCode) {
-    case 49:
-        return XKB_KEY_space;
-    case 46:
-        return XKB_KEY_m;
-    case 17:
-        return XKB_KEY_t;
-    default:
-        return std::nullopt;
-    }
-}
-
 // The first key that makes the symbol unshifted in this layout.
 std::optional<xkb_keycode_t> keyWith(xkb_keymap* keymap, xkb_layout_index_t layout,
                                      xkb_keysym_t symbol) {
@@ -68,6 +55,19 @@ std::uint16_t modifiersOf(xkb_keymap* keymap, xkb_keysym_t symbol) {
 
 } // namespace
 
+std::optional<xkb_keysym_t> hotKeySymbol(std::uint32_t virtualKeyCode) {
+    switch (virtualKeyCode) {
+    case 49:
+        return XKB_KEY_space;
+    case 46:
+        return XKB_KEY_m;
+    case 17:
+        return XKB_KEY_t;
+    default:
+        return std::nullopt;
+    }
+}
+
 std::optional<HotKeyPosition> hotKeyPosition(xkb_keymap* keymap, xkb_layout_index_t layout,
                                              std::uint32_t virtualKeyCode,
                                              std::uint32_t carbonModifiers) {
@@ -79,7 +79,7 @@ std::optional<HotKeyPosition> hotKeyPosition(xkb_keymap* keymap, xkb_layout_inde
                                       {optionModifier, XKB_KEY_Alt_L},
                                       {shiftModifier, XKB_KEY_Shift_L},
                                       {controlModifier, XKB_KEY_Control_L}};
-    const auto symbol = symbolOf(virtualKeyCode);
+    const auto symbol = hotKeySymbol(virtualKeyCode);
     const auto key = symbol ? keyWithInAnyLayout(keymap, layout, *symbol) : std::nullopt;
     if (!key)
         return std::nullopt;

@@ -25,6 +25,9 @@ std::optional<HotKeyPosition> hotKeyPosition(xkb_keymap* keymap, xkb_layout_inde
                                              std::uint32_t virtualKeyCode,
                                              std::uint32_t carbonModifiers);
 
+// The symbol of the key with this virtual key code, as far as those are known.
+std::optional<xkb_keysym_t> hotKeySymbol(std::uint32_t virtualKeyCode);
+
 // The core modifiers that are locks: Caps Lock and, where the keymap has them, Num Lock and Scroll
 // Lock.
 std::uint16_t lockModifiers(xkb_keymap* keymap);

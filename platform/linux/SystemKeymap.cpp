@@ -22,11 +22,26 @@ std::unique_ptr<SystemKeymap> SystemKeymap::load() {
 SystemKeymap::SystemKeymap(Context context, Keymap keymap, State state)
     : context_(std::move(context))
     , keymap_(std::move(keymap))
-    , state_(std::move(state)) {}
+    , state_(std::move(state))
+    , locks_(lockModifiers(keymap_.get())) {}
 
 VirtualKeyCodeTable SystemKeymap::table() const {
-    return virtualKeyCodeTable(
-        keymap_.get(), xkb_state_serialize_layout(state_.get(), XKB_STATE_LAYOUT_EFFECTIVE));
+    return virtualKeyCodeTable(keymap_.get(), layout());
+}
+
+std::optional<HotKeyPosition> SystemKeymap::hotKey(std::uint32_t virtualKeyCode,
+                                                   std::uint32_t carbonModifiers) const {
+    return hotKeyPosition(keymap_.get(), layout(), virtualKeyCode, carbonModifiers);
+}
+
+bool SystemKeymap::holdsModifiersOf(const HotKeyPosition& hotKey) const {
+    const auto held = static_cast<std::uint16_t>(
+        xkb_state_serialize_mods(state_.get(), XKB_STATE_MODS_DEPRESSED) & 0xff);
+    return (held & ~(locks_ & ~hotKey.modifiers)) == hotKey.modifiers;
+}
+
+xkb_layout_index_t SystemKeymap::layout() const {
+    return xkb_state_serialize_layout(state_.get(), XKB_STATE_LAYOUT_EFFECTIVE);
 }
 
 SystemKeymap::Change SystemKeymap::key(std::uint32_t hardware, bool pressed) {

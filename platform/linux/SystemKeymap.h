@@ -3,19 +3,21 @@
 // A Wayland session tells its layout and options only to windows, and to those only while they have
 // the keyboard. So this is the keymap that XKB's own defaults give, which the environment's
 // XKB_DEFAULT_RULES, _MODEL, _LAYOUT, _VARIANT and _OPTIONS change; a choice that was made in a
-// desktop's settings alone is not seen. It matters to modifiers and named keys only: all others are
-// one and the same key.
+// desktop's settings alone is not seen. It matters to modifiers, named keys and the letter of a
+// shortcut only: all others are one and the same key.
 //
 // Main thread. Knows which keys are down only as far as XKB needs it for its modifiers.
 #pragma once
 
 #include "platform/linux/Handle.h"
+#include "platform/linux/HotKeyLayout.h"
 #include "platform/linux/VirtualKeyCodes.h"
 
 #include <xkbcommon/xkbcommon.h>
 
 #include <cstdint>
 #include <memory>
+#include <optional>
 
 namespace morvel {
 
@@ -26,6 +28,12 @@ public:
 
     // With the layout that is in effect.
     VirtualKeyCodeTable table() const;
+
+    // Where a shortcut is, with that layout; nothing for one that the keymap lacks a key of.
+    std::optional<HotKeyPosition> hotKey(std::uint32_t virtualKeyCode,
+                                         std::uint32_t carbonModifiers) const;
+    // Whether its modifiers are held, and no others but those that are locks.
+    bool holdsModifiersOf(const HotKeyPosition& hotKey) const;
 
     struct Change {
         bool layout = false;   // another one is in effect
@@ -42,10 +50,12 @@ private:
 
     SystemKeymap(Context context, Keymap keymap, State state);
     bool capsLocked() const;
+    xkb_layout_index_t layout() const;
 
     const Context context_;
     const Keymap keymap_;
     const State state_;
+    const std::uint16_t locks_;
 };
 
 } // namespace morvel

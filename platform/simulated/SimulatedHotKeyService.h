@@ -33,6 +33,16 @@ public:
     void unregisterHotKey(HotKeyReference reference) override {
         registered.erase(reference.number);
     }
+    HotKeyDelivery delivery() const override { return delivery_; }
+    void setDeliveryHandler(std::function<void()> changed) override {
+        changed_ = std::move(changed);
+    }
+
+    void become(HotKeyDelivery delivery) {
+        delivery_ = std::move(delivery);
+        if (changed_)
+            changed_();
+    }
 
     // A press as the system delivers it; on the thread of the caller.
     HotKeyStatus press(std::optional<HotKeyIdentifier> identifier) {
@@ -46,6 +56,8 @@ public:
 
 private:
     Handler handler_;
+    HotKeyDelivery delivery_;
+    std::function<void()> changed_;
     std::uint32_t next_ = 1;
 };
 

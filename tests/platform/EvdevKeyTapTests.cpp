@@ -88,7 +88,8 @@ protected:
     InputDevice& keyboard = devices.plug(InputDevices::keyboard());
     KeyboardNodes nodes{"seat0"};
     Listener listener;
-    EvdevKeyTap tap{nodes};
+    EvdevKeyboards keyboards{nodes};
+    EvdevKeyTap tap{keyboards};
 };
 
 TEST_F(EvdevKeyTapTest, LettersArriveAsNeutralKeysWithTheKernelsTimeOnTheHostClock) {
@@ -460,7 +461,8 @@ TEST(EvdevKeyTap, WithoutAnyKeyboardThereIsNoTrustAndATapThatWaitsForOne) {
     EvdevTrustSource trust(nodes, nullptr);
     EXPECT_FALSE(trust.isTrusted());
     Listener listener;
-    EvdevKeyTap tap(nodes);
+    EvdevKeyboards keyboards(nodes);
+    EvdevKeyTap tap(keyboards);
     ASSERT_TRUE(tap.install(listener));
     InputDevice& keyboard = devices.plug(InputDevices::keyboard());
     QTimer tick; // wakes the loop for what another thread counts

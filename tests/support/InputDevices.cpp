@@ -409,7 +409,7 @@ InputDevice& InputDevices::plug(const InputDevice::Setup& setup, mode_t mode) {
 
 InputDevice::Setup InputDevices::keyboard() {
     InputDevice::Setup setup;
-    for (int code = KEY_ESC; code <= KEY_F10; ++code)
+    for (int code = KEY_ESC; code <= KEY_SCROLLLOCK; ++code)
         setup.keys.push_back(code);
     for (const int code : {KEY_RIGHTCTRL, KEY_RIGHTALT, KEY_LEFTMETA, KEY_RIGHTMETA, KEY_KPENTER,
                            KEY_DELETE, KEY_FN})

@@ -7,6 +7,7 @@
 #include "platform/simulated/ScriptedRandom.h"
 #include "platform/simulated/SimulatedApplicationActivation.h"
 #include "platform/simulated/SimulatedDesktopPlaces.h"
+#include "platform/simulated/SimulatedHotKeyService.h"
 #include "platform/simulated/SimulatedLog.h"
 #include "platform/simulated/SimulatedLoginItem.h"
 #include "platform/simulated/SimulatedProcessTable.h"
@@ -18,8 +19,8 @@ namespace morvel::test {
 
 struct SystemAround {
     ApplicationWindows::Services services() {
-        return {settings, themes, permission, catalog, login,      bundle, places,
-                audio,    output, time,       log,     transients, nullptr};
+        return {settings, themes, permission, catalog, login, bundle,     places,
+                audio,    output, hotKeys,    time,    log,   transients, nullptr};
     }
 
     TemporaryFolder folder;
@@ -42,6 +43,7 @@ struct SystemAround {
                                        bundle,
                                        [](const std::string&) { return std::nullopt; }};
     SimulatedDesktopPlaces places;
+    SimulatedHotKeyService hotKeys;
     NoTransientWindows transients;
 };
 

@@ -8,6 +8,7 @@
 #include "platform/simulated/ScriptedRandom.h"
 #include "platform/simulated/SimulatedApplicationActivation.h"
 #include "platform/simulated/SimulatedDesktopPlaces.h"
+#include "platform/simulated/SimulatedHotKeyService.h"
 #include "platform/simulated/SimulatedLog.h"
 #include "platform/simulated/SimulatedLoginItem.h"
 #include "platform/simulated/SimulatedProcessTable.h"
@@ -70,8 +71,11 @@ struct SettingsWindowFixture {
     }};
     HelpWindowController help{windows};
     SimulatedDesktopPlaces places;
+    SimulatedHotKeyService hotKeys;
     SettingsWindowController controller{
-        windows, log, {settings, themes, permission, catalog, login, output, places, help}};
+        windows,
+        log,
+        {settings, themes, permission, catalog, login, output, hotKeys, places, help}};
 };
 
 } // namespace morvel::test

@@ -68,6 +68,32 @@ TEST_F(SettingsWindowTest, TheNextShowReusesTheWindowAndRefreshes) {
     EXPECT_THAT(log.lines(), Not(Contains(StartsWith("[Morvel] Settings window shown"))));
 }
 
+TEST_F(SettingsWindowTest, AShortcutThatIsTheProgramsAloneNeedsNoWord) {
+    QQuickView& window = open();
+    scrollToEnd(window);
+    EXPECT_EQ(visibleItem(window, "objectName", "shortcutStatus"), nullptr);
+}
+
+TEST_F(SettingsWindowTest, WhoListensForTheShortcutIsSaidAndFollowed) {
+    using Way = HotKeyDelivery::Way;
+    hotKeys.become({Way::asking, {}});
+    QQuickView& window = open();
+    scrollToEnd(window);
+    EXPECT_TRUE(shows(window, "Mute shortcut: waiting for your desktop’s answer."));
+    const auto becomes = [&](const HotKeyDelivery& delivery, const QString& text) {
+        hotKeys.become(delivery);
+        return runUntil([&] { return shows(window, text); });
+    };
+    EXPECT_TRUE(becomes({Way::desktop, "Ctrl+<b>F9</b>"},
+                        "Mute shortcut: your desktop listens for it, as Ctrl+<b>F9</b>."));
+    EXPECT_TRUE(becomes({Way::desktop, {}}, "Mute shortcut: your desktop listens for it. Its "
+                                            "keyboard settings say which keys it has."));
+    EXPECT_TRUE(becomes({Way::keyboards, {}},
+                        "Mute shortcut: Morvel watches the keyboard for it. The program in front "
+                        "gets its keys as well."));
+    EXPECT_TRUE(becomes({Way::none, {}}, "Mute shortcut: works as soon as Morvel can hear keys."));
+}
+
 TEST_F(SettingsWindowTest, WithoutAccessItShowsTheOrangeDotAndTheLongExplanation) {
     QQuickView& window = open();
     EXPECT_TRUE(shows(window, "Access required"));

@@ -163,7 +163,8 @@ TEST_F(ThemeSectionTest, TheSectionExplainsItself) {
 
 TEST_F(ThemeSectionTest, ARowThatIsNotThereChoosesNothing) {
     open();
-    SettingsModel model({settings, themes, permission, catalog, login, output, places, help});
+    SettingsModel model(
+        {settings, themes, permission, catalog, login, output, hotKeys, places, help});
     model.activateTheme(-1);
     model.activateTheme(2);
     EXPECT_EQ(themes.activeThemeID(), "mechanical");
