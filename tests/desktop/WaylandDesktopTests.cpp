@@ -48,9 +48,13 @@ public:
     // Ends the program first, so that it does not see its desktop go.
     ~WaylandDesktop() { morvel.reset(); }
 
-    bool start(const std::vector<std::string>& options = {}) {
+    void launch(const std::vector<std::string>& options = {}) {
         morvel = std::make_unique<MorvelProcess>(session.home(), environment(), options,
                                                  installedProgram());
+    }
+    // Returns once it can be heard; answers whether that came.
+    bool start(const std::vector<std::string>& options = {}) {
+        launch(options);
         return morvel->awaitLine("event tap installed") && morvel->awaitLine("Audio output");
     }
     bool startAgain(const std::string& option) {
@@ -229,6 +233,21 @@ TEST(WaylandDesktopTest, TheMenuThatTheProgramDrawsIsAWindowOfItsOwnSize) {
     ASSERT_TRUE(desktop.await("Morvel"));
     desktop.session.input().strike(KEY_ESC);
     EXPECT_TRUE(desktop.awaitNone("Morvel"));
+}
+
+TEST(WaylandDesktopTest, ItAsksForAccessToTheKeyboardUntilItHasIt) {
+    WaylandDesktop desktop;
+    desktop.keyboard.setMode(0);
+    desktop.launch();
+    const auto window = desktop.await("Morvel");
+    ASSERT_TRUE(window);
+    desktop.save("permission");
+    EXPECT_EQ(window->place.size(), QSize(420, 400));
+    EXPECT_TRUE(window->floating);
+    desktop.keyboard.setMode(0600);
+    desktop.keyboard.uevent("change");
+    EXPECT_TRUE(desktop.awaitNone("Morvel"));
+    EXPECT_TRUE(desktop.typingSounds(10s));
 }
 
 TEST(WaylandDesktopTest, WhenTheCompositorGoesTheProgramEndsAndTheNextDesktopFindsItsSettings) {
