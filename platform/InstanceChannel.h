@@ -12,7 +12,8 @@ class InstanceChannel {
 public:
     enum class Outcome : std::uint8_t {
         alone,      // no instance runs: become() made this process the instance, send() did nothing
-        delivered,  // the instance has taken the message; with Reception::ending it has ended too
+        delivered,  // the instance has taken the message; with Reception::ending its process has
+                    // ended too
         unanswered, // an instance runs but did not answer in time
         unavailable, // there is no channel, failure() says why
     };
@@ -22,7 +23,7 @@ public:
         refused,  // not a message at all: its sender gets no answer
         accepted, // taken
         ending,   // taken, and the instance ends: it hears nothing more, and its sender waits until
-                  // the channel is destroyed
+                  // the channel is destroyed and the process gone
     };
     using Receiver = std::function<Reception(std::uint8_t message)>;
 

@@ -11,7 +11,8 @@
 namespace morvel {
 
 // Main thread only. Build the channel before everything that must be at rest when a successor
-// starts (the settings' file): who asked the program to end waits until the channel is destroyed.
+// starts (the settings' file): a successor waits until the channel is destroyed, who asked the
+// program to end until its process is gone.
 class SingleInstance {
 public:
     using Handler = std::function<void(InstanceRequest)>;

@@ -19,6 +19,8 @@ public:
     // screen where panels have their trays), in front of everything and with the keyboard. It
     // closes by itself on a press elsewhere, on Escape and when the keyboard goes elsewhere.
     // While it is closing it opens again where it is; while it is open nothing happens.
+    // Where windows cannot be placed it is a window as of showAsWindow(), which closes as well when
+    // the keyboard goes elsewhere after the pointer or a key was in it.
     virtual void show(const std::optional<QRect>& anchor) = 0;
 
     // Shows it as a normal window, which closes on Escape and by its close button. While it is

@@ -69,12 +69,12 @@ void QuickPopover::show(const std::optional<QRect>& anchor) {
         reopen();
         return;
     }
-    if (isShown())
-        return;
     if (!windows_.places()) {
-        showAsWindow();
+        showNormal(true);
         return;
     }
+    if (isShown())
+        return;
     if (!prepare(windows_.composites() ? Style::translucent : Style::bordered))
         return;
     const QScreen* screen = screenOf(anchor);
@@ -108,12 +108,18 @@ void QuickPopover::reopen() {
 }
 
 void QuickPopover::showAsWindow() {
+    showNormal(false);
+}
+
+void QuickPopover::showNormal(bool leavable) {
     if (state_ == State::shown) {
         bringToFront(*window_);
         return;
     }
     if (isShown() || !prepare(Style::normalWindow))
         return;
+    leavable_ = leavable;
+    visited_ = false;
     rise_ = 0;
     const QRect available = screenOf(std::nullopt)->availableGeometry();
     QRect place(QPoint(0, 0), size_);
@@ -249,11 +255,18 @@ void QuickPopover::buttonChanged(bool down) {
     });
 }
 
+// Where the pointer alone moves the keyboard, a normal window loses it on the pointer's way there.
+//
 // A window manager that is still busy with the click, or with a window that has just gone, may hand
 // the keyboard on once more while the popover opens.
 void QuickPopover::keyboardLost() {
-    if (state_ != State::shown || style_ == Style::normalWindow || awaitsExposure_)
+    if (state_ != State::shown || awaitsExposure_)
         return;
+    if (style_ == Style::normalWindow) {
+        if (leavable_ && visited_)
+            close();
+        return;
+    }
     if (animation_.state() == QAbstractAnimation::Running)
         windows_.takeKeyboard(window_->winId());
     else if (!windows_.hasKeyboard(window_->winId()))
@@ -288,6 +301,8 @@ bool QuickPopover::eventFilter(QObject* watched, QEvent* event) {
         exposed();
     else if (event->type() == QEvent::FocusOut)
         keyboardLost();
+    else if (event->type() == QEvent::Enter || event->type() == QEvent::KeyPress)
+        visited_ = true;
     else if (event->type() == QEvent::MouseButtonPress)
         pressedInside_.start();
     else if (event->type() == QEvent::Close) {

@@ -45,6 +45,7 @@ private:
     enum class State { closed, shown, closing };
     enum class Style { translucent, bordered, normalWindow };
 
+    void showNormal(bool leavable);
     bool prepare(Style style);
     bool makeWindow();
     void present();
@@ -70,6 +71,8 @@ private:
     Style style_ = Style::normalWindow;
     State state_ = State::closed;
     bool awaitsExposure_ = false;
+    bool leavable_ = false; // a normal window that closes when the user turns to something else
+    bool visited_ = false;  // and to which the user has turned
     bool buttonDown_ = false;
     QElapsedTimer pressedInside_;   // since the last press that the window was sent
     bool pressedElsewhere_ = false; // and the button is still down

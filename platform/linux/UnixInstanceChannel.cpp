@@ -3,17 +3,21 @@
 #include "platform/linux/SessionType.h"
 
 #include <fcntl.h>
+#include <poll.h>
 #include <sys/epoll.h>
 #include <sys/file.h>
 #include <sys/socket.h>
 #include <sys/stat.h>
+#include <sys/syscall.h>
 #include <sys/un.h>
+#include <unistd.h>
 
 #include <QCryptographicHash>
 #include <algorithm>
 #include <array>
 #include <cerrno>
 #include <cstring>
+#include <optional>
 #include <string_view>
 #include <system_error>
 #include <thread>
@@ -43,11 +47,30 @@ sockaddr_un addressIn(const Descriptor& folder, const std::string& file) {
     return address;
 }
 
-bool isOurs(int socket) {
+std::optional<pid_t> processOfOurs(int socket) {
     ucred peer{};
     socklen_t size = sizeof peer;
-    return ::getsockopt(socket, SOL_SOCKET, SO_PEERCRED, &peer, &size) == 0 &&
-           peer.uid == ::geteuid();
+    if (::getsockopt(socket, SOL_SOCKET, SO_PEERCRED, &peer, &size) != 0 || peer.uid != ::geteuid())
+        return std::nullopt;
+    return peer.pid;
+}
+
+// None for a process that this one cannot see.
+Descriptor handleOf(pid_t process) {
+    return Descriptor(static_cast<int>(::syscall(SYS_pidfd_open, process, 0)));
+}
+
+milliseconds leftUntil(Clock::time_point deadline) {
+    return std::max(std::chrono::ceil<milliseconds>(deadline - Clock::now()), milliseconds(0));
+}
+
+bool endsBy(Clock::time_point deadline, const Descriptor& process) {
+    pollfd ended{process.get(), POLLIN, 0};
+    int count = 0;
+    do
+        count = ::poll(&ended, 1, static_cast<int>(leftUntil(deadline).count()));
+    while (count < 0 && errno == EINTR);
+    return count == 1;
 }
 
 // What connecting, sending and receiving on `socket` may take from now on.
@@ -207,8 +230,10 @@ UnixInstanceChannel::Exchange UnixInstanceChannel::exchange(std::uint8_t message
     limitTime(socket, deadline);
     if (::connect(socket.get(), reinterpret_cast<const sockaddr*>(&address), sizeof address) != 0)
         return timedOut() ? Exchange::unanswered : Exchange::gone;
-    if (!isOurs(socket.get()))
+    const auto instance = processOfOurs(socket.get());
+    if (!instance)
         return Exchange::foreign;
+    const Descriptor process = handleOf(*instance); // before it can end
     if (::send(socket.get(), &message, 1, MSG_NOSIGNAL) != 1)
         return Exchange::gone;
     std::uint8_t answer = 0;
@@ -219,7 +244,9 @@ UnixInstanceChannel::Exchange UnixInstanceChannel::exchange(std::uint8_t message
     if (count == 1 && answer == endingAnswer) {
         limitTime(socket, deadline);
         count = receiveByte(socket, answer);
-        return count < 0 && timedOut() ? Exchange::unanswered : Exchange::delivered;
+        if ((count < 0 && timedOut()) || (process && !endsBy(deadline, process)))
+            return Exchange::unanswered;
+        return Exchange::delivered;
     }
     return count < 0 && timedOut() ? Exchange::unanswered : Exchange::gone;
 }
@@ -243,7 +270,7 @@ void UnixInstanceChannel::serve() {
 
 void UnixInstanceChannel::admit() {
     Descriptor peer(::accept4(listener_.get(), nullptr, nullptr, SOCK_NONBLOCK | SOCK_CLOEXEC));
-    if (!peer || !isOurs(peer.get()))
+    if (!peer || !processOfOurs(peer.get()))
         return;
     // Who connects and says nothing makes room for those who do.
     if (peers_.size() == mostPeers)

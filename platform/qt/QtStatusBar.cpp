@@ -5,6 +5,7 @@
 
 #include <QApplication>
 #include <QCursor>
+#include <QElapsedTimer>
 #include <QGuiApplication>
 #include <QScreen>
 #include <QSystemTrayIcon>
@@ -20,6 +21,7 @@ constexpr int graceMs = 300;    // for a panel to offer the better kind of tray
 constexpr int inkDelayMs = 250; // between the looks at the panel
 constexpr int inkLooks = 8;     // after a tray has appeared
 constexpr int pointedSize = 24; // points; about an icon's size
+constexpr int sameClickMs = 20; // sooner than any hand clicks again
 
 class TrayItem : public QObject, public StatusItem {
 public:
@@ -63,7 +65,12 @@ public:
             icon_->setToolTip(toolTip_);
     }
     void setMenu(const std::vector<StatusMenuItem>& items) override { menu_.setItems(items); }
-    void popUpMenu() override { menu_.menu().popup(menuPosition()); }
+    void popUpMenu() override {
+        // There it is a window like others, which the compositor is not to stretch.
+        if (QGuiApplication::platformName().startsWith(QLatin1String("wayland")))
+            menu_.menu().setFixedSize(menu_.menu().sizeHint());
+        menu_.menu().popup(menuPosition());
+    }
     void setClickHandler(std::function<void(StatusItemClick)> clicked) override {
         clicked_ = std::move(clicked);
     }
@@ -148,6 +155,10 @@ private:
         if (!secondary && reason != QSystemTrayIcon::Trigger &&
             reason != QSystemTrayIcon::DoubleClick)
             return;
+        // Some panels tell of the second of two quick clicks both as a click and as a double one.
+        if (sinceClick_.isValid() && sinceClick_.elapsed() < sameClickMs)
+            return;
+        sinceClick_.start();
         QRect pointed(0, 0, pointedSize, pointedSize);
         pointed.moveCenter(QCursor::pos());
         pointedPlace_ = pointed;
@@ -184,6 +195,7 @@ private:
     QTimer inkTimer_;
     int looksLeft_ = 0;
     std::optional<QRect> pointedPlace_;
+    QElapsedTimer sinceClick_; // since the last one that was told
     std::function<void()> barChanged_;
     std::function<void(StatusItemClick)> clicked_;
 };

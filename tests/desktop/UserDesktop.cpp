@@ -1,6 +1,6 @@
 #include "tests/desktop/UserDesktop.h"
 
-#include "platform/ApplicationBundle.h"
+#include "tests/desktop/InstalledCopy.h"
 
 namespace morvel::test {
 
@@ -49,20 +49,7 @@ UserDesktop::Ended UserDesktop::run(const std::vector<std::string>& options) {
 }
 
 void UserDesktop::install(const std::vector<std::string>& themes) {
-    const fs::path bundle = fs::path(session.home()) / "Applications/Morvel.app";
-    fs::create_directories(bundle / "bin");
-    fs::create_directories(bundle / "share/Sounds");
-    // With what it loads from its own folder.
-    for (const auto& entry : fs::directory_iterator(fs::path(MORVEL_PROGRAM).parent_path()))
-        if (entry.path() == MORVEL_PROGRAM || entry.path().extension() == ".so")
-            fs::copy_file(entry.path(), bundle / "bin" / entry.path().filename(),
-                          fs::copy_options::overwrite_existing);
-    for (const std::string& theme : themes)
-        fs::copy(fs::path(MORVEL_SOURCE_THEMES) / theme, bundle / "share/Sounds" / theme,
-                 fs::copy_options::recursive);
-    writeText(bundle / "share/applications" / (std::string(applicationIdentifier) + ".desktop"),
-              "[Desktop Entry]\nType=Application\nName=Morvel\nExec=morvel\n");
-    executable_ = (bundle / "bin/morvel").string();
+    executable_ = installCopy(fs::path(session.home()) / "Applications", themes).string();
 }
 
 fs::path UserDesktop::userThemes() const {

@@ -162,6 +162,23 @@ TEST_F(InstalledFiles, EverySymbolIsFilledAndNotStroked) {
     }
 }
 
+// Some panels leave a symbol the colour that it has: it must be seen on light and on dark ones.
+TEST_F(InstalledFiles, EverySymbolIsOfAMiddleGreyUntilAPanelTintsIt) {
+    for (const auto& entry : fs::directory_iterator(prefix / "share/icons/hicolor/symbolic/apps")) {
+        QSvgRenderer icon(QString::fromStdString(entry.path().string()));
+        QImage image(64, 64, QImage::Format_ARGB32);
+        image.fill(Qt::transparent);
+        QPainter painter(&image);
+        icon.render(&painter);
+        painter.end();
+        for (int y = 0; y < image.height(); ++y)
+            for (int x = 0; x < image.width(); ++x)
+                if (const QColor pixel = image.pixelColor(x, y); pixel.alpha() > 250) {
+                    ASSERT_NEAR(pixel.lightness(), 128, 16) << entry.path();
+                }
+    }
+}
+
 TEST_F(InstalledFiles, ChangelogBeginsWithTheVersion) {
     const Ran text = run({"zcat", prefix / "share/doc/morvel/changelog.Debian.gz"});
     EXPECT_THAT(text.output, StartsWith("morvel (" MORVEL_VERSION "-"));

@@ -162,4 +162,11 @@ void StatusNotifierItem::choose(const MenuEntry& entry) const {
     connection_.call(call);
 }
 
+void StatusNotifierItem::contextMenu() const {
+    QDBusMessage call =
+        QDBusMessage::createMethodCall(service_, path_, itemInterface, "ContextMenu");
+    call << 100 << 100;
+    connection_.call(call);
+}
+
 } // namespace morvel::test

@@ -60,6 +60,8 @@ public:
     std::vector<MenuEntry> menu() const;
     // As if the user had chosen the entry.
     void choose(const MenuEntry& entry) const;
+    // As a panel does that leaves the menu to the program.
+    void contextMenu() const;
 
 private:
     StatusNotifierItem(QDBusConnection connection, QString service, QString path)

@@ -61,14 +61,23 @@ TEST_F(InstanceProcessTest, ASecondStartHandsItsRequestOverAndExitsWithZero) {
     EXPECT_TRUE(first->running());
 }
 
-TEST_F(InstanceProcessTest, QuitReturnsOnceTheInstanceHasEnded) {
+TEST_F(InstanceProcessTest, QuitReturnsOnceTheInstancesProcessIsGone) {
     const auto first = start();
     ASSERT_TRUE(lines.take("runs"));
     EXPECT_EQ(start({"--quit"})->wait(20s), 0);
+    EXPECT_FALSE(first->running());
     EXPECT_TRUE(lines.take("ends", 0ms));
     EXPECT_EQ(first->wait(20s), 0);
     const auto next = start();
     EXPECT_TRUE(lines.take("runs"));
+}
+
+TEST_F(InstanceProcessTest, QuitDoesNotWaitForeverForAProcessThatStays) {
+    const auto first = start();
+    ASSERT_TRUE(lines.take("runs"));
+    EXPECT_EQ(start({"--quit"}, 100ms)->wait(20s), 1);
+    EXPECT_TRUE(lines.take("exit 1 Morvel is running but does not answer."));
+    EXPECT_EQ(first->wait(20s), 0);
 }
 
 TEST_F(InstanceProcessTest, WithNothingRunningQuitIsContentAndMuteFails) {

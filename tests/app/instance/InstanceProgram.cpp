@@ -1,4 +1,5 @@
-// A program that is Morvel's start and nothing else: it writes every request it gets as a line.
+// A program that is Morvel's start and nothing else: it writes every request it gets as a line, and
+// is in no hurry to be gone.
 //
 //   instance_program FOLDER PATIENCE-MILLISECONDS [what Morvel takes]...
 
@@ -9,6 +10,9 @@
 #include <unistd.h>
 
 #include <QCoreApplication>
+#include <chrono>
+#include <cstdlib>
+#include <thread>
 
 namespace {
 
@@ -39,5 +43,6 @@ int main(int argc, char** argv) {
     write("runs\n");
     const int status = QCoreApplication::exec();
     write("ends\n");
+    std::atexit([] { std::this_thread::sleep_for(std::chrono::milliseconds(150)); });
     return status;
 }
