@@ -34,7 +34,13 @@ pw_properties* properties(std::initializer_list<std::pair<const char*, std::stri
 
 pw_loop* PipeWireStream::makeLoop() {
     static std::once_flag once;
-    std::call_once(once, [] { pw_init(nullptr, nullptr); });
+    std::call_once(once, [] {
+        pw_init(nullptr, nullptr);
+        // It complains with every attempt where only the library is installed. Whoever wants more
+        // (PIPEWIRE_DEBUG) gets it.
+        if (pw_log_level <= SPA_LOG_LEVEL_WARN)
+            pw_log_set_level(SPA_LOG_LEVEL_NONE);
+    });
     return pw_loop_new(nullptr);
 }
 
