@@ -72,7 +72,13 @@ private:
 PipeWireStream::PipeWireStream(Listener& listener)
     : listener_(listener) {
     static std::once_flag once;
-    std::call_once(once, [] { pw_init(nullptr, nullptr); });
+    std::call_once(once, [] {
+        pw_init(nullptr, nullptr);
+        // It complains with every attempt where only the library is installed. Whoever wants more
+        // (PIPEWIRE_DEBUG) gets it.
+        if (pw_log_level <= SPA_LOG_LEVEL_WARN)
+            pw_log_set_level(SPA_LOG_LEVEL_NONE);
+    });
     loop_ = pw_loop_new(nullptr);
     if (loop_ != nullptr)
         pw_loop_enter(loop_);

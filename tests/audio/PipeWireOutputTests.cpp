@@ -274,6 +274,19 @@ TEST_F(PipeWireOutput, PulseAudioIsChosenWhereThereIsNoPipeWire) {
     EXPECT_EQ(watch.events, std::vector<std::string>{"started"});
 }
 
+// As where the package of the server is not installed.
+TEST_F(PipeWireOutput, ItsLibraryWithoutItsConfigurationSaysNothingAndPulseAudioIsChosen) {
+    setenv("PIPEWIRE_CONFIG_DIR", folder.folder("empty").c_str(),
+           1); // NOLINT(concurrency-mt-unsafe)
+    pulse.start();
+    testing::internal::CaptureStderr();
+    buildChoice();
+    output->start();
+    EXPECT_TRUE(awaitState(AudioOutputState::running));
+    EXPECT_EQ(output->serverName(), "PulseAudio");
+    EXPECT_EQ(testing::internal::GetCapturedStderr(), "");
+}
+
 TEST_F(PipeWireOutput, WithoutAnyServerTheFirstToComeIsTaken) {
     buildChoice();
     output->start();

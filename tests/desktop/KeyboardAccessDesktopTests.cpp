@@ -31,6 +31,8 @@ protected:
         if (geteuid() != 0)
             GTEST_SKIP() << "only the superuser can give access to keyboards";
         superuser.emplace();
+        if (access(MORVEL_PROGRAM, X_OK) != 0)
+            GTEST_SKIP() << "an ordinary user may not run what is built in this folder";
         devices.emplace();
         desktop.emplace(DesktopSession::Setup{.panel = Panel::none, .sound = true});
     }
