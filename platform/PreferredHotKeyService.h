@@ -62,7 +62,7 @@ private:
     std::map<std::uint32_t, Registration> registrations_; // by the reference's number
     std::uint32_t nextNumber_ = 1;
     bool registering_ = false; // what either says of itself meanwhile is not the last word
-    bool waited_ = false; // for the preferred service's answer, long enough
+    bool waited_ = false;      // for the preferred service's answer, long enough
     std::unique_ptr<Timer> waiting_;
     std::optional<HotKeyDelivery> told_;
 };

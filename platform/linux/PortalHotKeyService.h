@@ -75,7 +75,7 @@ private:
 
     void ask();
     void createSession(const QDBusMessage& introduced);
-    void request(Step step, QDBusMessage call, const QString& token);
+    void request(Step step, const QDBusMessage& call, const QString& token);
     void bind(const QVariantMap& results);
     void bound(const QVariantMap& results);
     void refuse();
