@@ -84,7 +84,7 @@ public:
 
     // The handler is called on the main thread when delivery() may have become another one, from
     // within a call of the above, too. Null: nobody wants to know. Main thread.
-    virtual void setDeliveryHandler(std::function<void()> /*changed*/) {}
+    virtual void setDeliveryHandler(const std::function<void()>& /*changed*/) {}
 };
 
 } // namespace morvel

@@ -98,8 +98,8 @@ HotKeyDelivery PreferredHotKeyService::delivery() const {
     return fallback.way == Way::none ? preferred : fallback;
 }
 
-void PreferredHotKeyService::setDeliveryHandler(std::function<void()> changed) {
-    changed_ = std::move(changed);
+void PreferredHotKeyService::setDeliveryHandler(const std::function<void()>& changed) {
+    changed_ = changed;
 }
 
 void PreferredHotKeyService::follow() {

@@ -38,7 +38,7 @@ public:
                                                          HotKeyIdentifier identifier) override;
     void unregisterHotKey(HotKeyReference reference) override;
     HotKeyDelivery delivery() const override;
-    void setDeliveryHandler(std::function<void()> changed) override;
+    void setDeliveryHandler(const std::function<void()>& changed) override;
 
 private:
     struct Registration {

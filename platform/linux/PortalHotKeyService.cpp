@@ -111,8 +111,8 @@ void PortalHotKeyService::unregisterHotKey(HotKeyReference reference) {
     become({Way::none, {}});
 }
 
-void PortalHotKeyService::setDeliveryHandler(std::function<void()> changed) {
-    changed_ = std::move(changed);
+void PortalHotKeyService::setDeliveryHandler(const std::function<void()>& changed) {
+    changed_ = changed;
 }
 
 // Begins with our name: whatever answers, if only that it knows no such question, is the portal.
