@@ -82,9 +82,9 @@ public:
     // How the presses of what is registered come. Main thread.
     virtual HotKeyDelivery delivery() const { return {}; }
 
-    // `changed` is called on the main thread when delivery() may have become another one, from
+    // The handler is called on the main thread when delivery() may have become another one, from
     // within a call of the above, too. Null: nobody wants to know. Main thread.
-    virtual void setDeliveryHandler(std::function<void()> changed) { (void)changed; }
+    virtual void setDeliveryHandler(const std::function<void()>& /*changed*/) {}
 };
 
 } // namespace morvel

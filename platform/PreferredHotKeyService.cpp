@@ -89,17 +89,17 @@ void PreferredHotKeyService::unregisterHotKey(HotKeyReference reference) {
 HotKeyDelivery PreferredHotKeyService::delivery() const {
     if (registrations_.empty())
         return {Way::none, {}};
-    const HotKeyDelivery preferred = preferred_->delivery();
+    HotKeyDelivery preferred = preferred_->delivery();
     const bool joined = std::any_of(registrations_.begin(), registrations_.end(),
                                     [](const auto& each) { return each.second.fallback; });
     if (preferred.way == Way::desktop || !joined)
         return preferred;
-    const HotKeyDelivery fallback = fallback_->delivery();
+    HotKeyDelivery fallback = fallback_->delivery();
     return fallback.way == Way::none ? preferred : fallback;
 }
 
-void PreferredHotKeyService::setDeliveryHandler(std::function<void()> changed) {
-    changed_ = std::move(changed);
+void PreferredHotKeyService::setDeliveryHandler(const std::function<void()>& changed) {
+    changed_ = changed;
 }
 
 void PreferredHotKeyService::follow() {

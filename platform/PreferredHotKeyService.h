@@ -38,7 +38,7 @@ public:
                                                          HotKeyIdentifier identifier) override;
     void unregisterHotKey(HotKeyReference reference) override;
     HotKeyDelivery delivery() const override;
-    void setDeliveryHandler(std::function<void()> changed) override;
+    void setDeliveryHandler(const std::function<void()>& changed) override;
 
 private:
     struct Registration {
@@ -62,7 +62,7 @@ private:
     std::map<std::uint32_t, Registration> registrations_; // by the reference's number
     std::uint32_t nextNumber_ = 1;
     bool registering_ = false; // what either says of itself meanwhile is not the last word
-    bool waited_ = false; // for the preferred service's answer, long enough
+    bool waited_ = false;      // for the preferred service's answer, long enough
     std::unique_ptr<Timer> waiting_;
     std::optional<HotKeyDelivery> told_;
 };

@@ -44,7 +44,7 @@ QString describe(const HotKeyDelivery& delivery) {
                          .arg(QString::fromStdString(delivery.keys));
     case Way::keyboards:
         return QStringLiteral("Mute shortcut: Morvel watches the keyboard for it. The program in "
-                              "front gets its keys as well.");
+                              "front gets the keys, too.");
     case Way::asking:
         return QStringLiteral("Mute shortcut: waiting for your desktop’s answer.");
     case Way::none:

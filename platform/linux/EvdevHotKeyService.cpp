@@ -59,8 +59,8 @@ HotKeyDelivery EvdevHotKeyService::delivery() const {
     return {heard ? HotKeyDelivery::Way::keyboards : HotKeyDelivery::Way::none, {}};
 }
 
-void EvdevHotKeyService::setDeliveryHandler(std::function<void()> changed) {
-    changed_ = std::move(changed);
+void EvdevHotKeyService::setDeliveryHandler(const std::function<void()>& changed) {
+    changed_ = changed;
 }
 
 void EvdevHotKeyService::opened(std::uint32_t id, const EvdevKeyboard& keyboard) {

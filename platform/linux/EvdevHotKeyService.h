@@ -42,7 +42,7 @@ public:
 
     // Way::keyboards while one can be read, else Way::none.
     HotKeyDelivery delivery() const override;
-    void setDeliveryHandler(std::function<void()> changed) override;
+    void setDeliveryHandler(const std::function<void()>& changed) override;
 
 private:
     using Keys = std::bitset<256>;

@@ -111,8 +111,8 @@ void PortalHotKeyService::unregisterHotKey(HotKeyReference reference) {
     become({Way::none, {}});
 }
 
-void PortalHotKeyService::setDeliveryHandler(std::function<void()> changed) {
-    changed_ = std::move(changed);
+void PortalHotKeyService::setDeliveryHandler(const std::function<void()>& changed) {
+    changed_ = changed;
 }
 
 // Begins with our name: whatever answers, if only that it knows no such question, is the portal.
@@ -141,7 +141,7 @@ void PortalHotKeyService::createSession(const QDBusMessage& introduced) {
 }
 
 // The response may come before the answer to the call, so it is awaited from before the call.
-void PortalHotKeyService::request(Step step, QDBusMessage call, const QString& token) {
+void PortalHotKeyService::request(Step step, const QDBusMessage& call, const QString& token) {
     const auto expect = [this](const QString& path) {
         request_ = path;
         follow(true, path, requestInterface, QStringLiteral("Response"),

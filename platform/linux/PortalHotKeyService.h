@@ -56,7 +56,7 @@ public:
 
     // Way::asking, Way::desktop or, where the portal is not there or does not grant it, Way::none.
     HotKeyDelivery delivery() const override { return delivery_; }
-    void setDeliveryHandler(std::function<void()> changed) override;
+    void setDeliveryHandler(const std::function<void()>& changed) override;
 
 private slots:
     void responded(const QDBusMessage& response);
@@ -75,7 +75,7 @@ private:
 
     void ask();
     void createSession(const QDBusMessage& introduced);
-    void request(Step step, QDBusMessage call, const QString& token);
+    void request(Step step, const QDBusMessage& call, const QString& token);
     void bind(const QVariantMap& results);
     void bound(const QVariantMap& results);
     void refuse();

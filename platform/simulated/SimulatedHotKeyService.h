@@ -34,9 +34,7 @@ public:
         registered.erase(reference.number);
     }
     HotKeyDelivery delivery() const override { return delivery_; }
-    void setDeliveryHandler(std::function<void()> changed) override {
-        changed_ = std::move(changed);
-    }
+    void setDeliveryHandler(const std::function<void()>& changed) override { changed_ = changed; }
 
     void become(HotKeyDelivery delivery) {
         delivery_ = std::move(delivery);

@@ -90,7 +90,7 @@ TEST_F(SettingsWindowTest, WhoListensForTheShortcutIsSaidAndFollowed) {
                                             "keyboard settings say which keys it has."));
     EXPECT_TRUE(becomes({Way::keyboards, {}},
                         "Mute shortcut: Morvel watches the keyboard for it. The program in front "
-                        "gets its keys as well."));
+                        "gets the keys, too."));
     EXPECT_TRUE(becomes({Way::none, {}}, "Mute shortcut: works as soon as Morvel can hear keys."));
 }
 
