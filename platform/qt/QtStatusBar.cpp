@@ -156,9 +156,11 @@ private:
             reason != QSystemTrayIcon::DoubleClick)
             return;
         // Some panels tell of the second of two quick clicks both as a click and as a double one.
-        if (sinceClick_.isValid() && sinceClick_.elapsed() < sameClickMs)
-            return;
-        sinceClick_.start();
+        if (namesIcons_ && !secondary) {
+            if (sinceClick_.isValid() && sinceClick_.elapsed() < sameClickMs)
+                return;
+            sinceClick_.start();
+        }
         QRect pointed(0, 0, pointedSize, pointedSize);
         pointed.moveCenter(QCursor::pos());
         pointedPlace_ = pointed;

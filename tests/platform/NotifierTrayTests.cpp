@@ -2,6 +2,9 @@
 
 #include "tests/platform/TraySession.h"
 
+#include <QDBusConnectionInterface>
+#include <QDBusMessage>
+
 namespace morvel::test {
 namespace {
 
@@ -33,6 +36,35 @@ TEST_F(NotifierTrayTest, ThePanelMayBeRestarted) {
     ASSERT_TRUE(appears());
     click();
     EXPECT_TRUE(seen([this] { return clicks_.size() == 1; }));
+}
+
+// As some tell the second of two quick ones.
+TEST_F(NotifierTrayTest, AClickThatThePanelTellsTwiceIsOne) {
+    session().startNotifierPanel();
+    makeItem();
+    ASSERT_TRUE(appears());
+    QDBusConnection panel = QDBusConnection::connectToBus(QDBusConnection::SessionBus, "panel");
+    const QStringList items =
+        panel.interface()->registeredServiceNames().value().filter("StatusNotifierItem-");
+    ASSERT_EQ(items.size(), 1);
+    QDBusMessage activate = QDBusMessage::createMethodCall(
+        items.first(), "/StatusNotifierItem", "org.kde.StatusNotifierItem", "Activate");
+    activate << 1 << 1;
+    const auto tellTwice = [&] {
+        panel.asyncCall(activate);
+        panel.asyncCall(activate);
+    };
+    tellTwice();
+    ASSERT_TRUE(seen([this] { return clicks_.size() == 1; }));
+    QElapsedTimer since;
+    since.start();
+    seen([&since] { return since.elapsed() > 50; });
+    tellTwice();
+    EXPECT_TRUE(seen([this] { return clicks_.size() == 2; }));
+    since.start();
+    seen([&since] { return since.elapsed() > 50; });
+    EXPECT_EQ(clicks_.size(), 2U);
+    QDBusConnection::disconnectFromBus("panel");
 }
 
 TEST_F(NotifierTrayTest, AClickWithAltIsToldWithOptionHeldAndTheMenuCanOpen) {
