@@ -21,7 +21,7 @@ constexpr int graceMs = 300;    // for a panel to offer the better kind of tray
 constexpr int inkDelayMs = 250; // between the looks at the panel
 constexpr int inkLooks = 8;     // after a tray has appeared
 constexpr int pointedSize = 24; // points; about an icon's size
-constexpr int sameClickMs = 20; // sooner than any hand clicks again
+constexpr int sameClickMs = 60; // sooner than a hand clicks again
 
 class TrayItem : public QObject, public StatusItem {
 public:
