@@ -21,7 +21,7 @@ constexpr int graceMs = 300;    // for a panel to offer the better kind of tray
 constexpr int inkDelayMs = 250; // between the looks at the panel
 constexpr int inkLooks = 8;     // after a tray has appeared
 constexpr int pointedSize = 24; // points; about an icon's size
-constexpr int sameClickMs = 20; // sooner than any hand clicks again
+constexpr int sameClickMs = 60; // sooner than a hand clicks again
 
 class TrayItem : public QObject, public StatusItem {
 public:
@@ -156,9 +156,11 @@ private:
             reason != QSystemTrayIcon::DoubleClick)
             return;
         // Some panels tell of the second of two quick clicks both as a click and as a double one.
-        if (sinceClick_.isValid() && sinceClick_.elapsed() < sameClickMs)
-            return;
-        sinceClick_.start();
+        if (namesIcons_ && !secondary) {
+            if (sinceClick_.isValid() && sinceClick_.elapsed() < sameClickMs)
+                return;
+            sinceClick_.start();
+        }
         QRect pointed(0, 0, pointedSize, pointedSize);
         pointed.moveCenter(QCursor::pos());
         pointedPlace_ = pointed;

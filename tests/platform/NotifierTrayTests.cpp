@@ -2,6 +2,9 @@
 
 #include "tests/platform/TraySession.h"
 
+#include <QDBusInterface>
+#include <QDBusMessage>
+
 namespace morvel::test {
 namespace {
 
@@ -33,6 +36,37 @@ TEST_F(NotifierTrayTest, ThePanelMayBeRestarted) {
     ASSERT_TRUE(appears());
     click();
     EXPECT_TRUE(seen([this] { return clicks_.size() == 1; }));
+}
+
+// As some tell the second of two quick ones.
+TEST_F(NotifierTrayTest, AClickThatThePanelTellsTwiceIsOne) {
+    session().startNotifierPanel();
+    makeItem();
+    ASSERT_TRUE(appears());
+    QDBusConnection panel = QDBusConnection::connectToBus(QDBusConnection::SessionBus, "panel");
+    const QDBusInterface watcher("org.kde.StatusNotifierWatcher", "/StatusNotifierWatcher",
+                                 "org.kde.StatusNotifierWatcher", panel);
+    const QStringList items = watcher.property("RegisteredStatusNotifierItems").toStringList();
+    ASSERT_EQ(items.size(), 1);
+    const QString service = items.first().section('/', 0, 0);
+    QDBusMessage activate = QDBusMessage::createMethodCall(
+        service, "/StatusNotifierItem", "org.kde.StatusNotifierItem", "Activate");
+    activate << 1 << 1;
+    const auto tellTwice = [&] {
+        panel.asyncCall(activate);
+        panel.asyncCall(activate);
+    };
+    tellTwice();
+    ASSERT_TRUE(seen([this] { return clicks_.size() == 1; }));
+    QElapsedTimer since;
+    since.start();
+    seen([&since] { return since.elapsed() > 80; });
+    tellTwice();
+    EXPECT_TRUE(seen([this] { return clicks_.size() == 2; }));
+    since.start();
+    seen([&since] { return since.elapsed() > 80; });
+    EXPECT_EQ(clicks_.size(), 2U);
+    QDBusConnection::disconnectFromBus("panel");
 }
 
 TEST_F(NotifierTrayTest, AClickWithAltIsToldWithOptionHeldAndTheMenuCanOpen) {
