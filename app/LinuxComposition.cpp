@@ -7,15 +7,16 @@
 #include "app/login/LaunchAtLogin.h"
 #include "app/settings/JsonDefaultsStore.h"
 #include "platform/PreferredAudioOutput.h"
-#include "platform/linux/CubebAudioOutput.h"
+#include "platform/linux/CubebStream.h"
 #include "platform/linux/DesktopAppearance.h"
 #include "platform/linux/EvdevKeyTap.h"
 #include "platform/linux/FreeMemory.h"
 #include "platform/linux/LinuxApplicationBundle.h"
 #include "platform/linux/LinuxDesktopPlaces.h"
 #include "platform/linux/LinuxTrayWatch.h"
-#include "platform/linux/PipeWireAudioOutput.h"
+#include "platform/linux/PipeWireStream.h"
 #include "platform/linux/ProcfsProcessTable.h"
+#include "platform/linux/ServerAudioOutput.h"
 #include "platform/linux/SessionType.h"
 #include "platform/linux/SystemClock.h"
 #include "platform/linux/SystemRandom.h"
@@ -242,8 +243,9 @@ struct Composition::Objects {
     Session session;
     XdgLoginItem loginItem;
     LaunchAtLogin launchAtLogin;
-    PreferredAudioOutput output{std::make_unique<PipeWireAudioOutput>(scheduler, log),
-                                std::make_unique<CubebAudioOutput>(scheduler, log), scheduler};
+    PreferredAudioOutput output{
+        std::make_unique<ServerAudioOutput>(pipeWireServer, scheduler, log),
+        std::make_unique<ServerAudioOutput>(pulseAudioServer, scheduler, log), scheduler};
     AudioEngine audio{
         {output, clock, scheduler, random, log}, audioTrace, engineOptions(environment)};
     JsonDefaultsStore defaults{settingsFile(), scheduler, log};

@@ -1,5 +1,10 @@
 #include "platform/linux/CubebStream.h"
 
+#include "platform/linux/RealtimeThread.h"
+
+#include <cubeb/cubeb.h>
+
+#include <atomic>
 #include <string_view>
 
 namespace morvel {
@@ -23,12 +28,48 @@ std::string describe(int error) {
     }
 }
 
-} // namespace
+class CubebStream : public ServerStream {
+public:
+    explicit CubebStream(Listener& listener)
+        : listener_(listener) {}
+    ~CubebStream() override { disconnect(); }
+    CubebStream(const CubebStream&) = delete;
+    CubebStream& operator=(const CubebStream&) = delete;
 
-std::optional<std::string> CubebStream::open(const char* application, const char* name,
-                                             std::uint32_t latencyFrames) {
+    std::optional<std::string> open(const Request& request) override;
+    // The connection stays for the next open().
+    void rest() override;
+    void resume() override {}
+    void close() override { disconnect(); }
+    Flow flow() const override {
+        if (stream_ == nullptr)
+            return Flow::closed;
+        return failed_ ? Flow::failed : Flow::streaming;
+    }
+    std::string error() const override { return "the sound server closed the stream"; }
+    void hastenAudioThread() override;
+    std::uint32_t latencyFrames(std::uint32_t) const override { return bufferFrames_; }
+
+private:
+    static long dataCallback(cubeb_stream* stream, void* user, const void* input, void* output,
+                             long frames);
+    static void stateCallback(cubeb_stream* stream, void* user, cubeb_state state);
+    void disconnect();
+
+    Listener& listener_;
+    cubeb* context_ = nullptr;
+    cubeb_stream* stream_ = nullptr;
+    std::atomic<bool> failed_ = false;
+    std::atomic<std::uint32_t> bufferFrames_ = 0; // 0: nothing has been asked for yet
+    std::atomic<pthread_t> audioThread_ = 0;      // 0: not seen yet, or hastened already
+};
+
+std::optional<std::string> CubebStream::open(const Request& request) {
+    failed_ = false;
+    bufferFrames_ = 0;
+    audioThread_ = 0;
     if (context_ == nullptr) {
-        const int status = cubeb_init(&context_, application, backend);
+        const int status = cubeb_init(&context_, request.applicationName.c_str(), backend);
         // Without the wished-for backend the library offers the next best one. It would hold the
         // sound card that the server needs when it comes back.
         if (status != CUBEB_OK || std::string_view(cubeb_get_backend_id(context_)) != backend) {
@@ -44,8 +85,9 @@ std::optional<std::string> CubebStream::open(const char* application, const char
     format.channels = 2;
     format.layout = CUBEB_LAYOUT_STEREO;
     format.prefs = CUBEB_STREAM_PREF_NONE;
-    int status = cubeb_stream_init(context_, &stream_, name, nullptr, nullptr, nullptr, &format,
-                                   latencyFrames, dataCallback, stateCallback, this);
+    int status =
+        cubeb_stream_init(context_, &stream_, request.streamName.c_str(), nullptr, nullptr, nullptr,
+                          &format, request.latencyFrames, dataCallback, stateCallback, this);
     if (status != CUBEB_OK)
         stream_ = nullptr;
     else
@@ -57,7 +99,7 @@ std::optional<std::string> CubebStream::open(const char* application, const char
     return std::nullopt;
 }
 
-void CubebStream::close() {
+void CubebStream::rest() {
     if (stream_ == nullptr)
         return;
     cubeb_stream_stop(stream_);
@@ -66,22 +108,56 @@ void CubebStream::close() {
 }
 
 void CubebStream::disconnect() {
-    close();
+    rest();
     if (context_ == nullptr)
         return;
     cubeb_destroy(context_);
     context_ = nullptr;
 }
 
+// Where it is refused the thread stays an ordinary one, which is enough on a machine at ease.
+void CubebStream::hastenAudioThread() {
+    if (const pthread_t thread = audioThread_.exchange(0); thread != 0)
+        makeRealtime(thread);
+}
+
 long CubebStream::dataCallback(cubeb_stream*, void* user, const void*, void* output, long frames) {
-    static_cast<CubebStream*>(user)->listener_.render(static_cast<float*>(output),
-                                                      static_cast<std::uint32_t>(frames));
+    CubebStream& self = *static_cast<CubebStream*>(user);
+    self.listener_.render(static_cast<float*>(output), static_cast<std::uint32_t>(frames));
+    // The first call fills the server's buffer, the others keep it full.
+    if (self.bufferFrames_ == 0) {
+        self.bufferFrames_ = static_cast<std::uint32_t>(frames);
+        self.audioThread_ = pthread_self();
+    }
     return frames;
 }
 
 void CubebStream::stateCallback(cubeb_stream*, void* user, cubeb_state state) {
-    if (state == CUBEB_STATE_ERROR || state == CUBEB_STATE_DRAINED)
-        static_cast<CubebStream*>(user)->listener_.streamFailed();
+    if (state != CUBEB_STATE_ERROR && state != CUBEB_STATE_DRAINED)
+        return;
+    CubebStream& self = *static_cast<CubebStream*>(user);
+    self.failed_ = true;
+    self.listener_.wake();
 }
+
+std::filesystem::path socketOf(const Environment& environment) {
+    if (const auto server = environment("PULSE_SERVER")) {
+        constexpr std::string_view scheme = "unix:";
+        return server->starts_with(scheme) ? server->substr(scheme.size()) : *server;
+    }
+    if (const auto folder = environment("PULSE_RUNTIME_PATH"))
+        return std::filesystem::path(*folder) / "native";
+    if (const auto folder = environment("XDG_RUNTIME_DIR"))
+        return std::filesystem::path(*folder) / "pulse" / "native";
+    return {};
+}
+
+std::unique_ptr<ServerStream> makeCubebStream(ServerStream::Listener& listener) {
+    return std::make_unique<CubebStream>(listener);
+}
+
+} // namespace
+
+const OutputServer pulseAudioServer{"PulseAudio", socketOf, makeCubebStream};
 
 } // namespace morvel

@@ -1,6 +1,7 @@
 #include "platform/linux/PipeWireStream.h"
 
 #include <fmt/format.h>
+#include <pipewire/pipewire.h>
 #include <spa/param/audio/format-utils.h>
 
 #include <algorithm>
@@ -30,33 +31,82 @@ pw_properties* properties(std::initializer_list<std::pair<const char*, std::stri
     return result;
 }
 
-} // namespace
+class PipeWireStream : public ServerStream {
+public:
+    explicit PipeWireStream(Listener& listener);
+    ~PipeWireStream() override;
+    PipeWireStream(const PipeWireStream&) = delete;
+    PipeWireStream& operator=(const PipeWireStream&) = delete;
 
-pw_loop* PipeWireStream::makeLoop() {
+    std::optional<std::string> open(const Request& request) override;
+    void rest() override { pw_stream_set_active(stream_, false); }
+    void resume() override { pw_stream_set_active(stream_, true); }
+    void close() override;
+    Flow flow() const override;
+    std::string error() const override;
+    std::optional<std::uint32_t> clock() const override;
+    // The way to the device and through the server's converters besides the period.
+    std::uint32_t latencyFrames(std::uint32_t period) const override;
+    int descriptor() const override { return loop_ == nullptr ? -1 : pw_loop_get_fd(loop_); }
+    void serve() override;
+
+private:
+    static const pw_core_events& coreEvents();
+    static const pw_stream_events& streamEvents();
+    std::optional<std::string> connect();
+    void process();
+
+    Listener& listener_;
+    pw_loop* loop_ = nullptr;
+    pw_context* context_ = nullptr;
+    pw_core* core_ = nullptr;
+    pw_stream* stream_ = nullptr;
+    spa_hook coreHook_{};
+    spa_hook streamHook_{};
+    const spa_io_position* position_ = nullptr; // the server's memory
+    bool answered_ = false;                     // since the stream was opened
+    bool failed_ = false;
+    std::string error_;
+};
+
+PipeWireStream::PipeWireStream(Listener& listener)
+    : listener_(listener) {
     static std::once_flag once;
     std::call_once(once, [] { pw_init(nullptr, nullptr); });
-    return pw_loop_new(nullptr);
+    loop_ = pw_loop_new(nullptr);
+    if (loop_ != nullptr)
+        pw_loop_enter(loop_);
 }
 
 PipeWireStream::~PipeWireStream() {
     close();
     if (context_ != nullptr)
         pw_context_destroy(context_);
+    if (loop_ == nullptr)
+        return;
+    pw_loop_leave(loop_);
+    pw_loop_destroy(loop_);
 }
 
-std::optional<std::string> PipeWireStream::open(const std::string& application,
-                                                const std::string& name,
-                                                std::uint32_t latencyFrames) {
+void PipeWireStream::serve() {
+    if (loop_ != nullptr)
+        pw_loop_iterate(loop_, 0);
+}
+
+std::optional<std::string> PipeWireStream::open(const Request& request) {
     answered_ = false;
     failed_ = false;
     error_.clear();
+    if (loop_ == nullptr)
+        return "PipeWire's library does not start";
     if (context_ == nullptr) {
         // This configuration is the one whose audio thread goes before ordinary ones.
-        context_ = pw_context_new(&loop_, properties({{PW_KEY_CONFIG_NAME, "client-rt.conf"}}), 0);
+        context_ = pw_context_new(loop_, properties({{PW_KEY_CONFIG_NAME, "client-rt.conf"}}), 0);
         if (context_ == nullptr)
             return "PipeWire's library does not start: " + describe(errno);
     }
-    core_ = pw_context_connect(context_, properties({{PW_KEY_APP_NAME, application}}), 0);
+    core_ =
+        pw_context_connect(context_, properties({{PW_KEY_APP_NAME, request.applicationName}}), 0);
     if (core_ == nullptr) {
         // Where there is no server its library must not take the memory it would.
         pw_context_destroy(std::exchange(context_, nullptr));
@@ -65,14 +115,14 @@ std::optional<std::string> PipeWireStream::open(const std::string& application,
     pw_proxy_add_object_listener(reinterpret_cast<pw_proxy*>(core_), &coreHook_, &coreEvents(),
                                  this);
     stream_ = pw_stream_new(
-        core_, name.c_str(),
+        core_, request.streamName.c_str(),
         properties({{PW_KEY_MEDIA_TYPE, "Audio"},
                     {PW_KEY_MEDIA_CATEGORY, "Playback"},
                     {PW_KEY_MEDIA_ROLE, "Game"}, // the role of quick answers
-                    {PW_KEY_APP_NAME, application},
-                    {PW_KEY_NODE_NAME, application},
+                    {PW_KEY_APP_NAME, request.applicationName},
+                    {PW_KEY_NODE_NAME, request.applicationName},
                     {PW_KEY_NODE_RATE, fmt::format("1/{}", rate)},
-                    {PW_KEY_NODE_LATENCY, fmt::format("{}/{}", latencyFrames, rate)}}));
+                    {PW_KEY_NODE_LATENCY, fmt::format("{}/{}", request.latencyFrames, rate)}}));
     auto refused = stream_ == nullptr ? describe(errno) : connect();
     if (refused)
         close();
@@ -102,11 +152,6 @@ std::optional<std::string> PipeWireStream::connect() {
     return std::nullopt;
 }
 
-void PipeWireStream::setActive(bool active) {
-    if (stream_ != nullptr)
-        pw_stream_set_active(stream_, active);
-}
-
 void PipeWireStream::close() {
     if (stream_ != nullptr) {
         pw_stream_destroy(stream_); // its listener with it, once the audio thread has left it
@@ -121,7 +166,7 @@ void PipeWireStream::close() {
     position_ = nullptr;
 }
 
-PipeWireStream::Flow PipeWireStream::flow() const {
+ServerStream::Flow PipeWireStream::flow() const {
     if (stream_ == nullptr)
         return Flow::closed;
     if (failed_)
@@ -130,20 +175,26 @@ PipeWireStream::Flow PipeWireStream::flow() const {
                                                                               : Flow::awaited;
 }
 
+std::string PipeWireStream::error() const {
+    if (failed_)
+        return error_;
+    return answered_ ? "there is no device" : "the sound server does not answer";
+}
+
 std::optional<std::uint32_t> PipeWireStream::clock() const {
     if (position_ == nullptr)
         return std::nullopt;
     return position_->clock.id;
 }
 
-std::uint32_t PipeWireStream::delayFrames() const {
+std::uint32_t PipeWireStream::latencyFrames(std::uint32_t period) const {
     pw_time time{};
     if (stream_ == nullptr || pw_stream_get_time_n(stream_, &time, sizeof time) < 0 ||
         time.rate.denom == 0)
-        return 0;
+        return period;
     const double seconds =
         static_cast<double>(time.delay) * time.rate.num / static_cast<double>(time.rate.denom);
-    return static_cast<std::uint32_t>(std::clamp(seconds, 0.0, 10.0) * rate) +
+    return period + static_cast<std::uint32_t>(std::clamp(seconds, 0.0, 10.0) * rate) +
            static_cast<std::uint32_t>(time.buffered);
 }
 
@@ -209,5 +260,21 @@ void PipeWireStream::process() {
     }
     pw_stream_queue_buffer(stream_, buffer);
 }
+
+std::filesystem::path socketOf(const Environment& environment) {
+    const std::string name = environment("PIPEWIRE_REMOTE").value_or("pipewire-0");
+    for (const char* const variable : {"PIPEWIRE_RUNTIME_DIR", "XDG_RUNTIME_DIR"})
+        if (const auto folder = environment(variable))
+            return std::filesystem::path(*folder) / name; // the name alone where that is a path
+    return {};
+}
+
+std::unique_ptr<ServerStream> makePipeWireStream(ServerStream::Listener& listener) {
+    return std::make_unique<PipeWireStream>(listener);
+}
+
+} // namespace
+
+const OutputServer pipeWireServer{"PipeWire", socketOf, makePipeWireStream};
 
 } // namespace morvel

@@ -1,8 +1,9 @@
 // What only PipeWire does: periods that change, sinks that are switched, and the choice between it
 // and PulseAudio.
 #include "platform/PreferredAudioOutput.h"
-#include "platform/linux/CubebAudioOutput.h"
-#include "platform/linux/PipeWireAudioOutput.h"
+#include "platform/linux/CubebStream.h"
+#include "platform/linux/PipeWireStream.h"
+#include "platform/linux/ServerAudioOutput.h"
 #include "platform/qt/QtScheduler.h"
 #include "platform/simulated/SimulatedLog.h"
 #include "tests/audio/Signals.h"
@@ -93,13 +94,13 @@ protected:
         // NOLINTEND(concurrency-mt-unsafe)
     }
     void build() {
-        output = std::make_unique<PipeWireAudioOutput>(scheduler, log);
+        output = std::make_unique<ServerAudioOutput>(pipeWireServer, scheduler, log);
         watch.attach(*output);
     }
     void buildChoice() {
         output = std::make_unique<PreferredAudioOutput>(
-            std::make_unique<PipeWireAudioOutput>(scheduler, log),
-            std::make_unique<CubebAudioOutput>(scheduler, log), scheduler);
+            std::make_unique<ServerAudioOutput>(pipeWireServer, scheduler, log),
+            std::make_unique<ServerAudioOutput>(pulseAudioServer, scheduler, log), scheduler);
         watch.attach(*output);
     }
     bool until(const std::function<bool()>& done, std::chrono::milliseconds limit = 10s) {

@@ -1,7 +1,9 @@
 #include "tests/audio/SoundServer.h"
 
-#include "platform/linux/CubebAudioOutput.h"
-#include "platform/linux/PipeWireAudioOutput.h"
+#include "platform/linux/CubebStream.h"
+#include "platform/linux/PipeWireStream.h"
+#include "platform/linux/ServerAudioOutput.h"
+#include "tests/support/PipeWireClient.h"
 #include "tests/support/PipeWireRecorder.h"
 #include "tests/support/PipeWireServer.h"
 #include "tests/support/PulseServer.h"
@@ -17,7 +19,7 @@ namespace {
 template <typename Recorder>
 class SinkRecorderOf : public SinkRecorder {
 public:
-    SinkRecorderOf(const char* source, const std::string& address)
+    SinkRecorderOf(const std::string& source, const std::string& address)
         : recorder_(source, address) {}
     float loudest() const override { return recorder_.loudest(); }
     audition::MonitorRecording finish() override { return recorder_.finish(); }
@@ -26,7 +28,7 @@ private:
     Recorder recorder_;
 };
 
-template <typename Server, typename Output>
+template <typename Server, const OutputServer& reached>
 class SoundServerOf : public SoundServer {
 public:
     explicit SoundServerOf(const std::filesystem::path& folder)
@@ -36,36 +38,52 @@ public:
     void stop() override { server_.stop(); }
     void signal(int number) override { server_.signal(number); }
     std::unique_ptr<AudioOutput> makeOutput(Scheduler& scheduler, Log& log) override {
-        return std::make_unique<Output>(scheduler, log);
+        return std::make_unique<ServerAudioOutput>(reached, scheduler, log);
     }
 
 protected:
     Server server_;
 };
 
-class PulseAudio : public SoundServerOf<PulseServer, CubebAudioOutput> {
+class PulseAudio : public SoundServerOf<PulseServer, pulseAudioServer> {
 public:
     explicit PulseAudio(const std::filesystem::path& folder)
         : SoundServerOf(folder) {
         setenv("PULSE_SERVER", server_.address().c_str(), 1); // NOLINT(concurrency-mt-unsafe)
     }
-    std::unique_ptr<SinkRecorder> record() override {
-        return std::make_unique<SinkRecorderOf<audition::MonitorRecorder>>(PulseServer::monitor,
+    void start() override {
+        server_.start();
+        server_.addSink(headphones);
+    }
+    std::unique_ptr<SinkRecorder> record(const std::string& sink) override {
+        return std::make_unique<SinkRecorderOf<audition::MonitorRecorder>>(sink + ".monitor",
                                                                            server_.address());
     }
+    void setDefaultSink(const std::string& sink) override { server_.setDefaultSink(sink); }
+    void removeSink(const std::string& sink) override { server_.removeSink(sink); }
 };
 
-class PipeWire : public SoundServerOf<PipeWireServer, PipeWireAudioOutput> {
+class PipeWire : public SoundServerOf<PipeWireServer, pipeWireServer> {
 public:
     explicit PipeWire(const std::filesystem::path& folder)
         : SoundServerOf(folder) {
         // NOLINTNEXTLINE(concurrency-mt-unsafe)
         setenv("PIPEWIRE_RUNTIME_DIR", server_.runtimeFolder().c_str(), 1);
     }
-    std::unique_ptr<SinkRecorder> record() override {
-        return std::make_unique<SinkRecorderOf<PipeWireRecorder>>(PipeWireServer::speaker,
-                                                                  server_.address());
+    std::unique_ptr<SinkRecorder> record(const std::string& sink) override {
+        return std::make_unique<SinkRecorderOf<PipeWireRecorder>>(sink, server_.address());
     }
+    void setDefaultSink(const std::string& sink) override { client().setDefaultSink(sink); }
+    void removeSink(const std::string& sink) override { client().removeSink(sink); }
+
+private:
+    PipeWireClient& client() {
+        if (!client_)
+            client_ = PipeWireClient::connect(server_.address());
+        return *client_;
+    }
+
+    std::unique_ptr<PipeWireClient> client_;
 };
 
 template <typename Server>

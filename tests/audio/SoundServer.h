@@ -13,7 +13,7 @@
 
 namespace morvel::test {
 
-// Records what the server's default sink plays.
+// Records what a sink plays.
 class SinkRecorder {
 public:
     virtual ~SinkRecorder() = default;
@@ -31,7 +31,13 @@ public:
     virtual void signal(int number) = 0;
     // An output of this process to the server.
     virtual std::unique_ptr<AudioOutput> makeOutput(Scheduler& scheduler, Log& log) = 0;
-    virtual std::unique_ptr<SinkRecorder> record() = 0;
+    // There are two sinks; the first one is the default.
+    static constexpr const char* speaker = "speaker";
+    static constexpr const char* headphones = "headphones";
+    virtual std::unique_ptr<SinkRecorder> record(const std::string& sink = speaker) = 0;
+    virtual void setDefaultSink(const std::string& sink) = 0;
+    // As if it had been unplugged.
+    virtual void removeSink(const std::string& sink) = 0;
 };
 
 struct SoundServerKind {

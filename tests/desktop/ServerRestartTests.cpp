@@ -4,8 +4,9 @@
 #include "app/login/LaunchAtLogin.h"
 #include "app/settings/JsonDefaultsStore.h"
 #include "keyboard/KeyboardEngine.h"
-#include "platform/linux/CubebAudioOutput.h"
+#include "platform/linux/CubebStream.h"
 #include "platform/linux/ProcfsProcessTable.h"
+#include "platform/linux/ServerAudioOutput.h"
 #include "platform/linux/SystemClock.h"
 #include "platform/linux/SystemRandom.h"
 #include "platform/linux/X11KeyTap.h"
@@ -145,7 +146,7 @@ TEST(ServerRestart, SoundReturnsWithinTwoSecondsAndTheMainLoopIsNeverBlocked) {
     SystemClock clock;
     SystemRandom random;
     QtScheduler scheduler;
-    CubebAudioOutput output(scheduler, log);
+    ServerAudioOutput output(pulseAudioServer, scheduler, log);
     AudioEngine audio({output, clock, scheduler, random, log}, false);
     SimulatedLoginItem loginItem;
     LaunchAtLogin login(loginItem, {}, {}, log);

@@ -5,6 +5,7 @@
 #include <pipewire/pipewire.h>
 
 #include <functional>
+#include <map>
 #include <string_view>
 
 namespace morvel::test {
@@ -22,7 +23,8 @@ struct PipeWireClient::State {
     pw_core_events coreEvents{};
     pw_registry_events registryEvents{};
     pw_metadata_events metadataEvents{};
-    std::string defaultSink; // as the server writes it
+    std::string defaultSink;                                 // as the server writes it
+    std::map<std::string, std::uint32_t, std::less<>> nodes; // by name
     int answered = -1;
     bool lost = false;
 
@@ -56,7 +58,11 @@ struct PipeWireClient::State {
     }
 
     void found(std::uint32_t id, std::string_view type, const spa_dict* properties) {
-        if (type != PW_TYPE_INTERFACE_Metadata || properties == nullptr)
+        if (properties == nullptr)
+            return;
+        if (const char* const node = spa_dict_lookup(properties, PW_KEY_NODE_NAME))
+            nodes[node] = id;
+        if (type != PW_TYPE_INTERFACE_Metadata)
             return;
         const char* const name = spa_dict_lookup(properties, PW_KEY_METADATA_NAME);
         const auto bind = [&] {
@@ -126,6 +132,12 @@ void PipeWireClient::setDefaultSink(const std::string& name) {
     state_->settle();
     pw_metadata_set_property(state_->defaults, 0, "default.configured.audio.sink",
                              "Spa:String:JSON", fmt::format(R"({{ "name": "{}" }})", name).c_str());
+    state_->settle();
+}
+
+void PipeWireClient::removeSink(const std::string& name) {
+    state_->settle();
+    pw_registry_destroy(state_->registry, state_->nodes.at(name));
     state_->settle();
 }
 

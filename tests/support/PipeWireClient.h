@@ -19,6 +19,7 @@ public:
     bool awaitDefaultSink(const std::string& name,
                           std::chrono::milliseconds limit = std::chrono::seconds(10));
     void setDefaultSink(const std::string& name);
+    void removeSink(const std::string& name);
     // The length of all periods, in frames of the server; 0: as the clients ask for.
     void forcePeriod(int frames);
 

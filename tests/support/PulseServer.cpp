@@ -1,5 +1,7 @@
 #include "tests/support/PulseServer.h"
 
+#include "tests/support/TemporaryFolder.h"
+
 #include <poll.h>
 #include <pulse/pulseaudio.h>
 #include <sched.h>
@@ -8,7 +10,9 @@
 
 #include <chrono>
 #include <csignal>
+#include <sstream>
 #include <stdexcept>
+#include <utility>
 
 namespace morvel::test {
 
@@ -76,6 +80,36 @@ void PulseServer::start() {
     // this is refused a busy machine may spoil a recording.
     const sched_param low{.sched_priority = 4};
     sched_setscheduler(process_->pid(), SCHED_RR, &low);
+}
+
+// Gives the server an order as its control program does; answers what that says.
+std::string PulseServer::order(std::vector<std::string> words) const {
+    const std::filesystem::path answer = folder_ / "answer";
+    words.insert(words.begin(), {"pactl", "--server=" + address()});
+    ChildProcess control({.command = std::move(words),
+                          .environment = {"LC_ALL=C"},
+                          .standardErrorFile = folder_ / "control.log",
+                          .inheritedDescriptors = {},
+                          .standardOutputFile = answer});
+    if (control.wait(std::chrono::seconds(10)) != 0)
+        throw std::runtime_error("PulseAudio refused an order");
+    return readText(answer);
+}
+
+void PulseServer::addSink(const std::string& name) const {
+    order({"load-module", "module-null-sink", "sink_name=" + name, "format=float32le", "rate=44100",
+           "norewinds=1"});
+}
+
+void PulseServer::setDefaultSink(const std::string& name) const {
+    order({"set-default-sink", name});
+}
+
+void PulseServer::removeSink(const std::string& name) const {
+    std::istringstream modules(order({"list", "short", "modules"}));
+    for (std::string line; std::getline(modules, line);)
+        if (line.find("sink_name=" + name + ' ') != std::string::npos)
+            order({"unload-module", line.substr(0, line.find('\t'))});
 }
 
 void PulseServer::kill() {

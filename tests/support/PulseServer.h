@@ -6,6 +6,7 @@
 #include <filesystem>
 #include <memory>
 #include <string>
+#include <vector>
 
 namespace morvel::test {
 
@@ -23,6 +24,12 @@ public:
     void signal(int number) { process_->signal(number); }
     bool running() const { return process_ != nullptr; }
 
+    // Sinks besides the first one, "speaker", which is the default until another is made so. Throw
+    // std::runtime_error where the server refuses.
+    void addSink(const std::string& name) const;
+    void setDefaultSink(const std::string& name) const;
+    void removeSink(const std::string& name) const;
+
     // The source on which what the sink plays can be recorded.
     static constexpr const char* monitor = "speaker.monitor";
 
@@ -30,6 +37,7 @@ public:
     std::string address() const { return "unix:" + socket().string(); }
 
 private:
+    std::string order(std::vector<std::string> words) const;
     std::filesystem::path socket() const { return folder_ / "pulse-socket"; }
 
     std::filesystem::path folder_;

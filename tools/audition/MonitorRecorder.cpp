@@ -134,8 +134,10 @@ MonitorRecorder::MonitorRecorder(const std::string& source, const std::string& s
     pa_buffer_attr attributes{};
     attributes.maxlength = static_cast<std::uint32_t>(-1);
     attributes.fragsize = fragmentFrames * frameBytes;
-    if (pa_stream_connect_record(s.stream, source.c_str(), &attributes, PA_STREAM_ADJUST_LATENCY) <
-        0)
+    // Where the default is switched the server would move the recording along with it.
+    constexpr auto flags =
+        static_cast<pa_stream_flags_t>(PA_STREAM_ADJUST_LATENCY | PA_STREAM_DONT_MOVE);
+    if (pa_stream_connect_record(s.stream, source.c_str(), &attributes, flags) < 0)
         throw std::runtime_error("cannot record " + source);
     while (s.recording.arrivals.empty()) {
         if (!PA_STREAM_IS_GOOD(pa_stream_get_state(s.stream)))

@@ -1,9 +1,13 @@
-#include "platform/linux/PipeWireAudioOutput.h"
+#include "platform/linux/ServerAudioOutput.h"
 
+#include "platform/linux/Descriptor.h"
 #include "platform/linux/OutputOwner.h"
-#include "platform/linux/PipeWireStream.h"
+#include "platform/linux/SocketWatch.h"
+#include "platform/linux/UserFolders.h"
 
 #include <fmt/format.h>
+#include <poll.h>
+#include <sys/eventfd.h>
 
 #include <algorithm>
 #include <atomic>
@@ -17,10 +21,11 @@ namespace morvel {
 namespace {
 
 using SteadyClock = std::chrono::steady_clock;
-using Flow = PipeWireStream::Flow;
+using Flow = ServerStream::Flow;
 
-// After this long the server's period has settled.
+// After this long, and this many calls, the server's period has settled.
 constexpr std::chrono::milliseconds measuringTime(200);
+constexpr std::uint32_t fewestCalls = 20;
 // A start() during an outage hastens the next attempt, but not without end.
 constexpr std::chrono::milliseconds shortestRetry(400);
 // The period is a running mean: where the server converts, calls differ by a frame. This is the
@@ -30,12 +35,14 @@ constexpr std::int64_t meanSteps = 256;
 
 } // namespace
 
-// What the loop's thread, the audio thread and the owner share. The mutex is never held during a
+// What the control thread, the audio thread and the owner share. The mutex is never held during a
 // call into the library.
-class PipeWireAudioOutput::Control : public PipeWireStream::Listener {
+class ServerAudioOutput::Control : public ServerStream::Listener {
 public:
-    Control(Scheduler& scheduler, Log& log, Options options)
-        : owner_(scheduler, log)
+    Control(const OutputServer& server, Scheduler& scheduler, Log& log, Options options)
+        : server_(server)
+        , socket_(server.socket(systemEnvironment()))
+        , owner_(scheduler, log)
         , options_(std::move(options)) {}
 
     void connect(Render render, Events events) {
@@ -49,14 +56,16 @@ public:
         return static_cast<std::uint32_t>((meanFrames_ + meanSteps / 2) / meanSteps);
     }
     std::uint32_t latency() const { return latency_; }
+    std::string_view serverName() const { return server_.name; }
 
-    // The loop's life.
+    // The control thread's life.
     void run();
 
     // From now on nothing of the owner's is touched. Answers whether the thread ended in time.
-    bool shutDown(std::chrono::milliseconds patience);
+    bool shutDown();
 
     void render(float* interleaved, std::uint32_t frames) override;
+    void wake() override { eventfd_write(word_.get(), 1); }
 
 private:
     struct Wishes {
@@ -65,33 +74,35 @@ private:
         SteadyClock::time_point retryAt;
     };
 
-    void serve(pw_loop& loop);
     Wishes wishes();
-    int timeout(const PipeWireStream& stream, const Wishes& wishes) const;
-    void turn(PipeWireStream& stream, const Wishes& wishes);
-    void open(PipeWireStream& stream);
-    void lookAtFlow(PipeWireStream& stream);
-    void flows(PipeWireStream& stream);
+    int timeout(const ServerStream& stream, const Wishes& wishes) const;
+    void await(ServerStream& stream);
+    void turn(ServerStream& stream, const Wishes& wishes);
+    bool open(ServerStream& stream);
+    void lookAtFlow(ServerStream& stream);
+    void flows(const ServerStream& stream);
     void lose(const std::string& error);
-    void measure(const PipeWireStream& stream);
+    void measure(ServerStream& stream);
 
+    const OutputServer& server_;
+    const std::filesystem::path socket_;
     OutputOwner owner_;
-    Options options_;
+    const Options options_;
+    const Descriptor word_{eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK)};
     std::atomic<AudioOutputState> state_ = AudioOutputState::stopped;
+    std::atomic<std::uint32_t> calls_ = 0;     // since the stream was opened
     std::atomic<std::int64_t> meanFrames_ = 0; // in parts of meanSteps
     std::atomic<std::uint32_t> latency_ = 0;
 
     std::mutex mutex_;
     std::condition_variable ended_;
-    pw_loop* loop_ = nullptr; // while its thread serves it
-    spa_source* word_ = nullptr;
     bool wanted_ = false; // output is to run
     bool quit_ = false;
     bool end_ = false;
     SteadyClock::time_point attempted_;
     SteadyClock::time_point retryAt_;
 
-    // The loop thread's own.
+    // The control thread's own.
     bool active_ = false; // what the stream was told
     bool outage_ = false; // reported as lost and not yet back
     bool everRan_ = false;
@@ -99,14 +110,10 @@ private:
     std::optional<SteadyClock::time_point> measureAt_;
     std::optional<std::uint32_t> clock_; // that drives the stream, as last seen
     std::chrono::milliseconds retry_{0};
-
-    void leaveWord() {
-        if (loop_ != nullptr)
-            pw_loop_signal_event(loop_, word_);
-    }
+    std::optional<SocketWatch> watch_; // during an outage
 };
 
-void PipeWireAudioOutput::Control::start() {
+void ServerAudioOutput::Control::start() {
     const std::lock_guard lock(mutex_);
     wanted_ = true;
     if (state_ == AudioOutputState::stopped || state_ == AudioOutputState::paused) {
@@ -117,65 +124,48 @@ void PipeWireAudioOutput::Control::start() {
     } else {
         return;
     }
-    leaveWord();
+    wake();
 }
 
-void PipeWireAudioOutput::Control::pause() {
+void ServerAudioOutput::Control::pause() {
     const std::lock_guard lock(mutex_);
     if (!wanted_)
         return;
     wanted_ = false;
     state_ = AudioOutputState::paused;
-    leaveWord();
+    wake();
 }
 
-void PipeWireAudioOutput::Control::render(float* interleaved, std::uint32_t frames) {
+void ServerAudioOutput::Control::render(float* interleaved, std::uint32_t frames) {
     owner_.render(interleaved, frames);
+    if (calls_++ == 0)
+        return; // it may be there to fill a buffer
     const std::int64_t now = frames * meanSteps;
     const std::int64_t mean = meanFrames_;
     meanFrames_ = mean == 0 ? now : mean + (now - mean) / newestPart;
 }
 
-void PipeWireAudioOutput::Control::run() {
-    if (pw_loop* const loop = PipeWireStream::makeLoop()) {
-        serve(*loop);
-        pw_loop_destroy(loop);
-    } else {
-        lose("PipeWire's library does not start");
+void ServerAudioOutput::Control::run() {
+    {
+        const auto stream = server_.makeStream(*this);
+        for (Wishes now = wishes(); !now.quit; now = wishes()) {
+            turn(*stream, now);
+            await(*stream);
+        }
+        stream->close();
     }
     const std::lock_guard lock(mutex_);
     end_ = true;
     ended_.notify_all();
 }
 
-void PipeWireAudioOutput::Control::serve(pw_loop& loop) {
-    PipeWireStream stream(loop, *this);
-    {
-        const std::lock_guard lock(mutex_);
-        word_ = pw_loop_add_event(
-            &loop, [](void*, std::uint64_t) {}, nullptr);
-        loop_ = &loop;
-    }
-    pw_loop_enter(&loop);
-    for (Wishes now = wishes(); !now.quit; now = wishes()) {
-        turn(stream, now);
-        pw_loop_iterate(&loop, timeout(stream, wishes()));
-    }
-    stream.close();
-    pw_loop_leave(&loop);
-    const std::lock_guard lock(mutex_);
-    pw_loop_destroy_source(&loop, word_);
-    loop_ = nullptr;
-}
-
-PipeWireAudioOutput::Control::Wishes PipeWireAudioOutput::Control::wishes() {
+ServerAudioOutput::Control::Wishes ServerAudioOutput::Control::wishes() {
     const std::lock_guard lock(mutex_);
     return {quit_, wanted_, retryAt_};
 }
 
 // Milliseconds until the next turn, if nothing happens before; -1: none.
-int PipeWireAudioOutput::Control::timeout(const PipeWireStream& stream,
-                                          const Wishes& wishes) const {
+int ServerAudioOutput::Control::timeout(const ServerStream& stream, const Wishes& wishes) const {
     std::optional<SteadyClock::time_point> next;
     const auto consider = [&next](std::optional<SteadyClock::time_point> time) {
         if (time && (!next || *time < *next))
@@ -191,7 +181,22 @@ int PipeWireAudioOutput::Control::timeout(const PipeWireStream& stream,
     return static_cast<int>(std::max<std::int64_t>(left.count(), 0));
 }
 
-void PipeWireAudioOutput::Control::turn(PipeWireStream& stream, const Wishes& wishes) {
+void ServerAudioOutput::Control::await(ServerStream& stream) {
+    pollfd sources[] = {{word_.get(), POLLIN, 0},
+                        {stream.descriptor(), POLLIN, 0},
+                        {watch_ ? watch_->descriptor() : -1, POLLIN, 0}};
+    poll(sources, std::size(sources), timeout(stream, wishes()));
+    eventfd_t words = 0;
+    eventfd_read(word_.get(), &words);
+    stream.serve();
+    if (watch_ && watch_->appeared()) {
+        const std::lock_guard lock(mutex_);
+        retry_ = {};
+        retryAt_ = {};
+    }
+}
+
+void ServerAudioOutput::Control::turn(ServerStream& stream, const Wishes& wishes) {
     if (stream.flow() == Flow::failed) {
         const std::string error = stream.error();
         stream.close();
@@ -199,13 +204,12 @@ void PipeWireAudioOutput::Control::turn(PipeWireStream& stream, const Wishes& wi
         return;
     }
     if (stream.flow() == Flow::closed) {
-        if (wishes.run && wishes.retryAt <= SteadyClock::now())
-            open(stream);
-        return;
-    }
-    if (active_ != wishes.run) {
+        const bool due = wishes.run && wishes.retryAt <= SteadyClock::now();
+        if (!due || !open(stream))
+            return;
+    } else if (active_ != wishes.run) {
         active_ = wishes.run;
-        stream.setActive(active_);
+        active_ ? stream.resume() : stream.rest();
         answerBy_.reset();
         measureAt_.reset();
     }
@@ -213,7 +217,7 @@ void PipeWireAudioOutput::Control::turn(PipeWireStream& stream, const Wishes& wi
         lookAtFlow(stream);
 }
 
-void PipeWireAudioOutput::Control::open(PipeWireStream& stream) {
+bool ServerAudioOutput::Control::open(ServerStream& stream) {
     {
         const std::lock_guard lock(mutex_);
         attempted_ = SteadyClock::now();
@@ -221,18 +225,18 @@ void PipeWireAudioOutput::Control::open(PipeWireStream& stream) {
     answerBy_.reset();
     measureAt_.reset();
     clock_.reset();
+    calls_ = 0;
     meanFrames_ = 0;
-    const auto error =
-        stream.open(options_.applicationName, options_.streamName, options_.latencyFrames);
-    if (error) {
+    if (const auto error = stream.open(options_.stream)) {
         lose(*error);
-        return;
+        return false;
     }
     active_ = true;
     answerBy_ = SteadyClock::now() + options_.answerLimit;
+    return true;
 }
 
-void PipeWireAudioOutput::Control::lookAtFlow(PipeWireStream& stream) {
+void ServerAudioOutput::Control::lookAtFlow(ServerStream& stream) {
     const auto now = SteadyClock::now();
     if (stream.flow() == Flow::streaming) {
         answerBy_.reset();
@@ -249,10 +253,10 @@ void PipeWireAudioOutput::Control::lookAtFlow(PipeWireStream& stream) {
     if (*answerBy_ > now)
         return;
     answerBy_.reset();
-    lose(stream.answered() ? "there is no device" : "the sound server does not answer");
+    lose(stream.error());
 }
 
-void PipeWireAudioOutput::Control::flows(PipeWireStream& stream) {
+void ServerAudioOutput::Control::flows(const ServerStream& stream) {
     bool resumed = false;
     {
         const std::lock_guard lock(mutex_);
@@ -264,6 +268,7 @@ void PipeWireAudioOutput::Control::flows(PipeWireStream& stream) {
     const bool moved = clock && clock_ && clock != clock_;
     clock_ = clock ? clock : clock_;
     retry_ = {};
+    watch_.reset();
     if (resumed || moved)
         measureAt_ = SteadyClock::now() + measuringTime;
     const bool back = std::exchange(outage_, false);
@@ -274,14 +279,17 @@ void PipeWireAudioOutput::Control::flows(PipeWireStream& stream) {
         owner_.reportStart();
 }
 
-void PipeWireAudioOutput::Control::lose(const std::string& error) {
+void ServerAudioOutput::Control::lose(const std::string& error) {
     answerBy_.reset();
     measureAt_.reset();
+    if (!watch_)
+        watch_.emplace(socket_);
+    const bool missing = watch_->missing();
     {
         const std::lock_guard lock(mutex_);
         retry_ =
             std::clamp(retry_ + options_.firstRetry, options_.firstRetry, options_.longestRetry);
-        retryAt_ = SteadyClock::now() + retry_;
+        retryAt_ = SteadyClock::now() + (missing ? options_.missingRetry : retry_);
         if (!wanted_)
             return;
         state_ = AudioOutputState::lost;
@@ -290,64 +298,69 @@ void PipeWireAudioOutput::Control::lose(const std::string& error) {
         owner_.reportFailure(error);
 }
 
-void PipeWireAudioOutput::Control::measure(const PipeWireStream& stream) {
+void ServerAudioOutput::Control::measure(ServerStream& stream) {
     measureAt_.reset();
-    if (period() == 0) {
+    stream.hastenAudioThread();
+    // A sink that was idle may take its time before it first asks for sound.
+    if (calls_ < fewestCalls) {
         measureAt_ = SteadyClock::now() + measuringTime;
         return;
     }
-    latency_ = period() + stream.delayFrames();
-    owner_.log(fmt::format("Audio output: PipeWire, 44100 Hz stereo, period {} frames, buffer {} "
-                           "frames ({:.1f} ms)",
-                           period(), latency_.load(), latency_.load() / 44.1));
+    latency_ = stream.latencyFrames(period());
+    owner_.log(fmt::format("Audio output: {}, 44100 Hz stereo, period {} frames, buffer {} frames "
+                           "({:.1f} ms)",
+                           server_.name, period(), latency_.load(), latency_.load() / 44.1));
 }
 
-bool PipeWireAudioOutput::Control::shutDown(std::chrono::milliseconds patience) {
+bool ServerAudioOutput::Control::shutDown() {
     owner_.release();
     std::unique_lock lock(mutex_);
     quit_ = true;
-    leaveWord();
-    return ended_.wait_for(lock, patience, [this] { return end_; });
+    wake();
+    return ended_.wait_for(lock, options_.patience, [this] { return end_; });
 }
 
-PipeWireAudioOutput::PipeWireAudioOutput(Scheduler& scheduler, Log& log)
-    : PipeWireAudioOutput(scheduler, log, Options{}) {}
+ServerAudioOutput::ServerAudioOutput(const OutputServer& server, Scheduler& scheduler, Log& log)
+    : ServerAudioOutput(server, scheduler, log, Options{}) {}
 
-PipeWireAudioOutput::PipeWireAudioOutput(Scheduler& scheduler, Log& log, Options options)
-    : patience_(options.patience) {
-    control_ = std::make_shared<Control>(scheduler, log, std::move(options));
-    thread_ = std::thread([control = control_] { control->run(); });
-}
+ServerAudioOutput::ServerAudioOutput(const OutputServer& server, Scheduler& scheduler, Log& log,
+                                     Options options)
+    : control_(std::make_shared<Control>(server, scheduler, log, std::move(options)))
+    , thread_([control = control_] { control->run(); }) {}
 
-PipeWireAudioOutput::~PipeWireAudioOutput() {
-    if (control_->shutDown(patience_))
+ServerAudioOutput::~ServerAudioOutput() {
+    if (control_->shutDown())
         thread_.join();
     else
         thread_.detach();
 }
 
-void PipeWireAudioOutput::connect(Render render, Events events) {
+void ServerAudioOutput::connect(Render render, Events events) {
     control_->connect(std::move(render), std::move(events));
 }
 
-void PipeWireAudioOutput::start() {
+void ServerAudioOutput::start() {
     control_->start();
 }
 
-void PipeWireAudioOutput::pause() {
+void ServerAudioOutput::pause() {
     control_->pause();
 }
 
-AudioOutputState PipeWireAudioOutput::state() const {
+AudioOutputState ServerAudioOutput::state() const {
     return control_->state();
 }
 
-std::uint32_t PipeWireAudioOutput::periodFrames() const {
+std::uint32_t ServerAudioOutput::periodFrames() const {
     return control_->period();
 }
 
-std::uint32_t PipeWireAudioOutput::latencyFrames() const {
+std::uint32_t ServerAudioOutput::latencyFrames() const {
     return control_->latency();
+}
+
+std::string_view ServerAudioOutput::serverName() const {
+    return control_->serverName();
 }
 
 } // namespace morvel
