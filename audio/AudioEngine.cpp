@@ -104,11 +104,15 @@ void AudioEngine::keepHouse() {
     };
     if (state.loop.category || state.loop.fadeTimer)
         state.lastSound = state.services.clock.now();
-    if (state.services.output.state() == AudioOutputState::running)
-        renderingStalled(state.services.clock.now());
-    if (!idle())
+    const AudioOutputState output = state.services.output.state();
+    const double now = state.services.clock.now();
+    if (output == AudioOutputState::running)
+        renderingStalled(now);
+    const bool awaited =
+        output == AudioOutputState::starting && now <= state.startRequested + state.startPatience;
+    if (!idle() || awaited)
         return;
-    if (state.services.output.state() != AudioOutputState::paused)
+    if (output != AudioOutputState::paused)
         state.services.output.pause();
     // A sound that was asked for meanwhile on another thread saw an output that was not paused.
     if (!idle()) {

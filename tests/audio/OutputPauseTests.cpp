@@ -51,6 +51,21 @@ TEST_F(OutputPause, ADeviceThatTakesItsTimeToWakePlaysTheFirstSoundAfterAPause) 
     EXPECT_EQ(test::peak(listen(500)), 0.5F);
 }
 
+TEST_F(OutputPause, AnOutputThatASoundWaitsForIsNotSentToSleepAgain) {
+    theme->set(SoundCategory::keyDown, test::constant(0.5F, 1000));
+    AudioEngine::Options options;
+    options.keepWarmSeconds = 0.4;
+    build(false, options);
+    time.advance(1);
+    ASSERT_EQ(output.state(), AudioOutputState::paused);
+    output.setSlow(true);
+    engine->play(SoundCategory::keyDown, 1, false);
+    time.advance(1.8);
+    EXPECT_EQ(output.state(), AudioOutputState::starting);
+    output.finishStarting();
+    EXPECT_EQ(test::peak(listen(500)), 0.5F);
+}
+
 TEST_F(OutputPause, OfTheSoundsBeforeADeviceWakesTheNewestAreHeard) {
     theme->set(SoundCategory::keyDown, test::constant(0.1F, 100000));
     theme->set(SoundCategory::keyUp, test::constant(0.3F, 100000));
