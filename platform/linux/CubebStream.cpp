@@ -3,9 +3,11 @@
 #include "platform/linux/RealtimeThread.h"
 
 #include <cubeb/cubeb.h>
+#include <dlfcn.h>
 
 #include <atomic>
 #include <string_view>
+#include <type_traits>
 
 namespace morvel {
 
@@ -27,6 +29,33 @@ std::string describe(int error) {
         return "the sound server refused";
     }
 }
+
+// The library, loaded for the first connection: what it links takes more than a megabyte of memory,
+// which nobody shall pay for whose PipeWire plays.
+struct Library {
+    decltype(&cubeb_init) init = nullptr;
+    decltype(&cubeb_destroy) destroy = nullptr;
+    decltype(&cubeb_get_backend_id) backendId = nullptr;
+    decltype(&cubeb_stream_init) streamInit = nullptr;
+    decltype(&cubeb_stream_start) streamStart = nullptr;
+    decltype(&cubeb_stream_stop) streamStop = nullptr;
+    decltype(&cubeb_stream_destroy) streamDestroy = nullptr;
+
+    // Whether all of it is there.
+    bool load() {
+        void* const file = dlopen("libcubeb.so.0", RTLD_NOW | RTLD_LOCAL); // never unloaded
+        const auto find = [file](const char* name, auto& function) {
+            if (file != nullptr)
+                function = reinterpret_cast<std::remove_reference_t<decltype(function)>>(
+                    dlsym(file, name));
+            return function != nullptr;
+        };
+        return find("cubeb_init", init) && find("cubeb_destroy", destroy) &&
+               find("cubeb_get_backend_id", backendId) && find("cubeb_stream_init", streamInit) &&
+               find("cubeb_stream_start", streamStart) && find("cubeb_stream_stop", streamStop) &&
+               find("cubeb_stream_destroy", streamDestroy);
+    }
+};
 
 class CubebStream : public ServerStream {
 public:
@@ -57,6 +86,7 @@ private:
     void disconnect();
 
     Listener& listener_;
+    std::optional<Library> library_;
     cubeb* context_ = nullptr;
     cubeb_stream* stream_ = nullptr;
     std::atomic<bool> failed_ = false;
@@ -68,13 +98,17 @@ std::optional<std::string> CubebStream::open(const Request& request) {
     failed_ = false;
     bufferFrames_ = 0;
     audioThread_ = 0;
+    if (!library_ && !library_.emplace().load()) {
+        library_.reset();
+        return "libcubeb is missing";
+    }
     if (context_ == nullptr) {
-        const int status = cubeb_init(&context_, request.applicationName.c_str(), backend);
+        const int status = library_->init(&context_, request.applicationName.c_str(), backend);
         // Without the wished-for backend the library offers the next best one. It would hold the
         // sound card that the server needs when it comes back.
-        if (status != CUBEB_OK || std::string_view(cubeb_get_backend_id(context_)) != backend) {
+        if (status != CUBEB_OK || std::string_view(library_->backendId(context_)) != backend) {
             if (status == CUBEB_OK)
-                cubeb_destroy(context_);
+                library_->destroy(context_);
             context_ = nullptr;
             return "no sound server";
         }
@@ -85,13 +119,13 @@ std::optional<std::string> CubebStream::open(const Request& request) {
     format.channels = 2;
     format.layout = CUBEB_LAYOUT_STEREO;
     format.prefs = CUBEB_STREAM_PREF_NONE;
-    int status =
-        cubeb_stream_init(context_, &stream_, request.streamName.c_str(), nullptr, nullptr, nullptr,
-                          &format, request.latencyFrames, dataCallback, stateCallback, this);
+    int status = library_->streamInit(context_, &stream_, request.streamName.c_str(), nullptr,
+                                      nullptr, nullptr, &format, request.latencyFrames,
+                                      dataCallback, stateCallback, this);
     if (status != CUBEB_OK)
         stream_ = nullptr;
     else
-        status = cubeb_stream_start(stream_);
+        status = library_->streamStart(stream_);
     if (status != CUBEB_OK) {
         disconnect();
         return describe(status);
@@ -102,8 +136,8 @@ std::optional<std::string> CubebStream::open(const Request& request) {
 void CubebStream::rest() {
     if (stream_ == nullptr)
         return;
-    cubeb_stream_stop(stream_);
-    cubeb_stream_destroy(stream_);
+    library_->streamStop(stream_);
+    library_->streamDestroy(stream_);
     stream_ = nullptr;
 }
 
@@ -111,7 +145,7 @@ void CubebStream::disconnect() {
     rest();
     if (context_ == nullptr)
         return;
-    cubeb_destroy(context_);
+    library_->destroy(context_);
     context_ = nullptr;
 }
 
