@@ -52,6 +52,7 @@ void AudioEngine::connectOutput() {
 
 void AudioEngine::start() {
     AudioOutput& output = state_->services.output;
+    double patience = state_->options.startPatienceSeconds;
     switch (output.state()) {
     case AudioOutputState::running:
     case AudioOutputState::starting:
@@ -59,12 +60,16 @@ void AudioEngine::start() {
     case AudioOutputState::lost:
         output.start(); // hastens the next attempt
         return;
-    case AudioOutputState::stopped:
     case AudioOutputState::paused:
+        patience = state_->options.wakePatienceSeconds;
+        break;
+    case AudioOutputState::stopped:
         break;
     }
     const double now = state_->services.clock.now();
+    state_->startPatience = patience;
     state_->startRequested = now;
+    state_->waitingSince = now;
     state_->lastSound = now;
     output.start();
     state_->services.scheduler.async([this, alive = std::weak_ptr<int>(state_->alive)] {
@@ -81,7 +86,7 @@ bool AudioEngine::isRunning() const {
 // the time to let output sleep again.
 void AudioEngine::watchStart() {
     Scheduler& scheduler = state_->services.scheduler;
-    state_->startWatch = scheduler.after(state_->options.startPatienceSeconds, [this] {
+    state_->startWatch = scheduler.after(state_->startPatience, [this] {
         if (state_->services.output.state() != AudioOutputState::running)
             state_->rendering->commands.forgetSounds();
     });
@@ -99,15 +104,19 @@ void AudioEngine::keepHouse() {
     };
     if (state.loop.category || state.loop.fadeTimer)
         state.lastSound = state.services.clock.now();
-    if (state.services.output.state() != AudioOutputState::running)
+    const AudioOutputState output = state.services.output.state();
+    const double now = state.services.clock.now();
+    if (output == AudioOutputState::running)
+        renderingStalled(now);
+    const bool awaited =
+        output == AudioOutputState::starting && now <= state.startRequested + state.startPatience;
+    if (!idle() || awaited)
         return;
-    renderingStalled(state.services.clock.now());
-    if (!idle())
-        return;
-    state.services.output.pause();
-    // A sound that was asked for meanwhile on another thread saw a running output.
+    if (output != AudioOutputState::paused)
+        state.services.output.pause();
+    // A sound that was asked for meanwhile on another thread saw an output that was not paused.
     if (!idle()) {
-        state.services.output.start();
+        start();
         return;
     }
     state.housekeeping.reset(); // the last statement: this function belongs to the timer
@@ -117,12 +126,17 @@ bool AudioEngine::outputTakesSounds() {
     const double now = state_->services.clock.now();
     switch (state_->services.output.state()) {
     case AudioOutputState::running:
-        return !renderingStalled(now);
     case AudioOutputState::starting:
-        return now - state_->startRequested <= state_->options.startPatienceSeconds;
+        break;
+    case AudioOutputState::paused: // just now: keepHouse() sees the sound and starts it again
+        return true;
     default:
         return false;
     }
+    if (renderingStalled(now))
+        return false;
+    keepNewestSounds(now);
+    return true;
 }
 
 // A hung sound server is not lost: it only stops asking for sound. What was queued since then must
@@ -130,15 +144,24 @@ bool AudioEngine::outputTakesSounds() {
 bool AudioEngine::renderingStalled(double now) {
     State& state = *state_;
     const std::uint64_t frames = state.rendering->commands.renderedFrames();
-    if (state.progressFrames.exchange(frames) != frames) {
+    if (state.progressFrames != frames) {
         state.progressTime = now;
+        state.waitingSince = now;
+        state.progressFrames = frames; // the last: another thread that sees it sees those too
         return false;
     }
-    const double since = std::max(state.progressTime.load(), state.startRequested.load());
-    if (now - since <= state.options.startPatienceSeconds)
+    if (now <= std::max(state.progressTime + state.options.startPatienceSeconds,
+                        state.startRequested + state.startPatience))
         return false;
     state.rendering->commands.expire();
     return true;
+}
+
+void AudioEngine::keepNewestSounds(double now) {
+    double since = state_->waitingSince;
+    if (now - since > state_->options.startPatienceSeconds &&
+        state_->waitingSince.compare_exchange_strong(since, now))
+        state_->rendering->commands.expire();
 }
 
 void AudioEngine::outputFailed(const std::string& error) {

@@ -6,7 +6,8 @@
 // Master volume and mute act at the submix, on everything at once.
 //
 // Output is kept running while sounds are played and for five minutes after, then paused until the
-// next sound. While the sound server is gone plays are counted as usual but make no sound, neither
+// next sound; a lost one that nobody has asked for sound for so long is looked for no more until
+// then either. While the sound server is gone plays are counted as usual but make no sound, neither
 // then nor later; a loop that runs is heard as soon as there is output for it.
 #pragma once
 
@@ -52,6 +53,10 @@ public:
         // A sound that output has not begun to play this many seconds after it was asked for is
         // forgotten rather than played late.
         double startPatienceSeconds = 0.3;
+        // The same for the first sound after a pause, since a device may take its time to wake, and
+        // would else swallow a sound after every pause. So that none of them come in a burst, a
+        // sound takes the place of those that wait for longer than the time above.
+        double wakePatienceSeconds = 2;
         // Set in this order.
         std::vector<LimiterParameter> limiter = {
             {Limiter::preGain, 0.0F}, {Limiter::attackTime, 0.001F}, {Limiter::decayTime, 0.04F}};
@@ -161,6 +166,7 @@ private:
     void reportRestart();
     bool outputTakesSounds();
     bool renderingStalled(double now);
+    void keepNewestSounds(double now);
     void watchStart();
     void keepHouse();
     void playOnce(SoundCategory category, float volume, bool pitchJitter, bool trace);

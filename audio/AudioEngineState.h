@@ -51,7 +51,11 @@ struct AudioEngine::State {
     std::atomic<float> masterVolume = 1.0F;
     std::atomic<bool> muted = false;
     std::atomic<double> lastSound = 0.0;
+    // When output was last asked to start, and for how long from then on sounds wait for it.
     std::atomic<double> startRequested = 0.0;
+    std::atomic<double> startPatience = 0.0;
+    // No sound that still waits is older.
+    std::atomic<double> waitingSince = 0.0;
     // How far rendering had come when it was last seen to move, and when that was.
     std::atomic<std::uint64_t> progressFrames = 0;
     std::atomic<double> progressTime = 0.0;

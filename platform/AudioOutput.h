@@ -11,11 +11,14 @@ namespace morvel {
 
 // Life of an output:
 //
-//   stopped --start()--> starting --> running --pause()--> paused --start()--> running
+//   stopped --start()--> starting --> running --pause()--> paused --start()--> starting
 //                            |           |
 //                            +--> lost <-+   (no server, server died, no device)
 //                                  |
 //                                  +--> running, by itself, as soon as a server is there again
+//
+// pause() leads from each of them to paused, and ends an outage: an output that is paused looks for
+// no server, and start() begins anew.
 //
 // Opening a device means talking to a sound server that may be slow, dead or absent, so an adapter
 // does it on a thread of its own: no member function ever waits for a server.
@@ -34,7 +37,7 @@ public:
         // Output could not be opened or was lost; `error` says why. Once an outage: it is not
         // repeated while the adapter keeps trying.
         std::function<void(const std::string& error)> failed;
-        // The device or its format changed, or output is back after an outage.
+        // The device or its format changed while output ran, or output is back after an outage.
         std::function<void()> configurationChanged;
     };
 
@@ -48,7 +51,8 @@ public:
     // audio thread.
     virtual void start() = 0;
 
-    // Lets the device sleep: no render calls and no wake-ups until the next start(). Main thread.
+    // Lets the device sleep, and looks for a lost one no more: no render calls and no wake-ups
+    // until the next start(). Main thread.
     virtual void pause() = 0;
 
     // Any thread; never blocks.

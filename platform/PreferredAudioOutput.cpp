@@ -61,12 +61,20 @@ void PreferredAudioOutput::render(const Candidate& candidate, float* interleaved
 
 void PreferredAudioOutput::start() {
     const std::lock_guard lock(mutex_);
-    wanted_ = true;
+    const bool resumes = !wanted_.exchange(true);
     if (!everStarted_.exchange(true)) {
         preferred_.takesPart = true;
         preferred_.output->start();
         chooser_ = std::jthread([this](const std::stop_token& stop) { choose(stop); });
         return;
+    }
+    if (resumes && fallback_.takesPart) {
+        preferred_.takesPart = true;
+        heard_ = nullptr;
+        scheduler_.async([this, alive = std::weak_ptr<int>(alive_)] {
+            if (!alive.expired() && wanted_ && !leaving_)
+                awaitPreferred();
+        });
     }
     for (Candidate* const candidate : {&preferred_, &fallback_})
         if (candidate->takesPart)
@@ -90,6 +98,9 @@ void PreferredAudioOutput::pause() {
     const std::lock_guard lock(mutex_);
     if (!wanted_.exchange(false))
         return;
+    outage_ = false;
+    watch_.reset();
+    leaving_.reset();
     for (Candidate* const candidate : {&preferred_, &fallback_})
         if (candidate->takesPart)
             candidate->output->pause();
@@ -132,6 +143,20 @@ void PreferredAudioOutput::leave(Candidate& candidate) {
         candidate.output->pause();
 }
 
+void PreferredAudioOutput::awaitPreferred() {
+    leaving_ = scheduler_.after(options_.lateLimit, [this] { timeIsUp(); });
+}
+
+void PreferredAudioOutput::timeIsUp() {
+    leaving_.reset();
+    if (runs(preferred_))
+        look();
+    else if (runs(fallback_))
+        leave(preferred_);
+    else if (!outage_) // nor has either failed: a device may take its time to wake
+        awaitPreferred();
+}
+
 // Which one is heard, if any.
 void PreferredAudioOutput::look() {
     if (!wanted_)
@@ -153,18 +178,13 @@ void PreferredAudioOutput::settle(Candidate& candidate) {
         leaving_.reset();
         leave(fallback_);
     } else if (preferred_.takesPart && !leaving_) {
-        leaving_ = scheduler_.after(options_.lateLimit, [this] {
-            if (runs(preferred_))
-                look(); // the last statement: this function belongs to the timer
-            else
-                leave(preferred_);
-        });
+        awaitPreferred();
     }
     watch_.reset();
     if (first && !back) {
         if (events_.started)
             events_.started();
-    } else if (back || before != &candidate) {
+    } else if (back || (before != nullptr && before != &candidate)) {
         if (events_.configurationChanged)
             events_.configurationChanged();
     }
@@ -173,7 +193,6 @@ void PreferredAudioOutput::settle(Candidate& candidate) {
 void PreferredAudioOutput::lost(Candidate& candidate, const std::string& error) {
     if (!wanted_ || !candidate.takesPart)
         return;
-    leaving_.reset();
     Candidate& other = &candidate == &preferred_ ? fallback_ : preferred_;
     if (runs(other)) {
         look();

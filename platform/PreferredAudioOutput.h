@@ -1,10 +1,11 @@
 // The better of two outputs, as far as it is to be had.
 //
 // At the start the preferred output is asked first; where it is lost, or takes too long, the other
-// joins in, and whichever runs is the one that is heard. A choice holds, through pauses too, until
-// its output is lost. Then the other one joins in: at once where the preferred one was not playing,
-// otherwise when that has not come back by itself for some seconds. The preferred output is given a
-// little more time once the other one runs; after that the one that was not chosen rests.
+// joins in, and whichever runs is the one that is heard. A choice holds until its output is lost.
+// Then the other one joins in: at once where the preferred one was not playing, otherwise when that
+// has not come back by itself for some seconds. The preferred output is given a little more time
+// once the other one runs; after that the one that was not chosen rests. After a pause it is given
+// that time again.
 #pragma once
 
 #include "platform/AudioOutput.h"
@@ -65,6 +66,8 @@ private:
     void join(Candidate& candidate);
     void leave(Candidate& candidate);
     bool runs(const Candidate& candidate) const;
+    void awaitPreferred();
+    void timeIsUp();
     void look();
     void settle(Candidate& candidate);
     void lost(Candidate& candidate, const std::string& error);
@@ -92,7 +95,9 @@ private:
     bool outage_ = false;
     int vainLooks_ = 0; // in this outage
     std::unique_ptr<Timer> watch_;
-    std::unique_ptr<Timer> leaving_;
+    std::unique_ptr<Timer> leaving_; // the preferred one's, where it does not run by then
+    // What is queued for the main thread looks whether the output is still there.
+    std::shared_ptr<int> alive_ = std::make_shared<int>();
 
     // The last, so that they are the first to go: they use all of the above.
     Candidate preferred_;

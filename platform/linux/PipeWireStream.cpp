@@ -7,9 +7,12 @@
 #include <algorithm>
 #include <array>
 #include <cerrno>
+#include <cstdlib>
 #include <mutex>
+#include <string_view>
 #include <system_error>
 #include <utility>
+#include <vector>
 
 namespace morvel {
 
@@ -44,7 +47,7 @@ public:
     void close() override;
     Flow flow() const override;
     std::string error() const override;
-    std::optional<std::uint32_t> clock() const override;
+    std::optional<std::uint32_t> device() const override;
     // The way to the device and through the server's converters besides the period.
     std::uint32_t latencyFrames(std::uint32_t period) const override;
     int descriptor() const override { return loop_ == nullptr ? -1 : pw_loop_get_fd(loop_); }
@@ -52,19 +55,29 @@ public:
 
 private:
     static const pw_core_events& coreEvents();
+    static const pw_registry_events& registryEvents();
     static const pw_stream_events& streamEvents();
     std::optional<std::string> connect();
+    void linked(std::uint32_t id, std::string_view type, const spa_dict* properties);
+    void unlinked(std::uint32_t id);
     void process();
+
+    struct Link {
+        std::uint32_t id;
+        std::uint32_t node; // that it leads to
+    };
 
     Listener& listener_;
     pw_loop* loop_ = nullptr;
     pw_context* context_ = nullptr;
     pw_core* core_ = nullptr;
+    pw_registry* registry_ = nullptr;
     pw_stream* stream_ = nullptr;
     spa_hook coreHook_{};
+    spa_hook registryHook_{};
     spa_hook streamHook_{};
-    const spa_io_position* position_ = nullptr; // the server's memory
-    bool answered_ = false;                     // since the stream was opened
+    std::vector<Link> links_; // of the stream, the oldest first
+    bool answered_ = false;   // since the stream was opened
     bool failed_ = false;
     std::string error_;
 };
@@ -120,6 +133,10 @@ std::optional<std::string> PipeWireStream::open(const Request& request) {
     }
     pw_proxy_add_object_listener(reinterpret_cast<pw_proxy*>(core_), &coreHook_, &coreEvents(),
                                  this);
+    registry_ = pw_core_get_registry(core_, PW_VERSION_REGISTRY, 0);
+    if (registry_ != nullptr)
+        pw_proxy_add_object_listener(reinterpret_cast<pw_proxy*>(registry_), &registryHook_,
+                                     &registryEvents(), this);
     stream_ = pw_stream_new(
         core_, request.streamName.c_str(),
         properties({{PW_KEY_MEDIA_TYPE, "Audio"},
@@ -163,13 +180,18 @@ void PipeWireStream::close() {
         pw_stream_destroy(stream_); // its listener with it, once the audio thread has left it
         stream_ = nullptr;
     }
+    if (registry_ != nullptr) {
+        pw_proxy_destroy(reinterpret_cast<pw_proxy*>(registry_));
+        registry_ = nullptr;
+    }
     if (core_ != nullptr) {
         pw_core_disconnect(core_);
         core_ = nullptr;
     }
     streamHook_ = {};
+    registryHook_ = {};
     coreHook_ = {};
-    position_ = nullptr;
+    links_.clear();
 }
 
 ServerStream::Flow PipeWireStream::flow() const {
@@ -187,10 +209,28 @@ std::string PipeWireStream::error() const {
     return answered_ ? "there is no device" : "the sound server does not answer";
 }
 
-std::optional<std::uint32_t> PipeWireStream::clock() const {
-    if (position_ == nullptr)
+// Somebody who records the stream links it as well, but later.
+std::optional<std::uint32_t> PipeWireStream::device() const {
+    if (links_.empty())
         return std::nullopt;
-    return position_->clock.id;
+    return links_.front().node;
+}
+
+void PipeWireStream::linked(std::uint32_t id, std::string_view type, const spa_dict* properties) {
+    if (type != PW_TYPE_INTERFACE_Link || properties == nullptr || stream_ == nullptr)
+        return;
+    const auto node = [properties](const char* end) {
+        const char* const text = spa_dict_lookup(properties, end);
+        return text == nullptr ? SPA_ID_INVALID
+                               : static_cast<std::uint32_t>(std::strtoul(text, nullptr, 10));
+    };
+    const std::uint32_t from = node(PW_KEY_LINK_OUTPUT_NODE);
+    if (from != SPA_ID_INVALID && from == pw_stream_get_node_id(stream_))
+        links_.push_back({id, node(PW_KEY_LINK_INPUT_NODE)});
+}
+
+void PipeWireStream::unlinked(std::uint32_t id) {
+    std::erase_if(links_, [id](const Link& link) { return link.id == id; });
 }
 
 std::uint32_t PipeWireStream::latencyFrames(std::uint32_t period) const {
@@ -223,6 +263,22 @@ const pw_core_events& PipeWireStream::coreEvents() {
     return events;
 }
 
+const pw_registry_events& PipeWireStream::registryEvents() {
+    static const pw_registry_events events = [] {
+        pw_registry_events result{};
+        result.version = PW_VERSION_REGISTRY_EVENTS;
+        result.global = [](void* self, std::uint32_t id, std::uint32_t, const char* type,
+                           std::uint32_t, const spa_dict* properties) {
+            static_cast<PipeWireStream*>(self)->linked(id, type, properties);
+        };
+        result.global_remove = [](void* self, std::uint32_t id) {
+            static_cast<PipeWireStream*>(self)->unlinked(id);
+        };
+        return result;
+    }();
+    return events;
+}
+
 const pw_stream_events& PipeWireStream::streamEvents() {
     static const pw_stream_events events = [] {
         pw_stream_events result{};
@@ -237,12 +293,6 @@ const pw_stream_events& PipeWireStream::streamEvents() {
             stream.error_ = state == PW_STREAM_STATE_ERROR && error != nullptr
                                 ? error
                                 : "the sound server has gone away";
-        };
-        result.io_changed = [](void* self, std::uint32_t id, void* area, std::uint32_t size) {
-            if (id == SPA_IO_Position)
-                static_cast<PipeWireStream*>(self)->position_ =
-                    size >= sizeof(spa_io_position) ? static_cast<const spa_io_position*>(area)
-                                                    : nullptr;
         };
         result.process = [](void* self) { static_cast<PipeWireStream*>(self)->process(); };
         return result;

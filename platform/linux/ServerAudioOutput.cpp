@@ -97,6 +97,7 @@ private:
     std::mutex mutex_;
     std::condition_variable ended_;
     bool wanted_ = false; // output is to run
+    bool outage_ = false; // reported as lost and not yet back
     bool quit_ = false;
     bool end_ = false;
     SteadyClock::time_point attempted_;
@@ -104,11 +105,10 @@ private:
 
     // The control thread's own.
     bool active_ = false; // what the stream was told
-    bool outage_ = false; // reported as lost and not yet back
     bool everRan_ = false;
     std::optional<SteadyClock::time_point> answerBy_;
     std::optional<SteadyClock::time_point> measureAt_;
-    std::optional<std::uint32_t> clock_; // that drives the stream, as last seen
+    std::optional<std::uint32_t> device_; // since the stream was opened or resumed, as last seen
     std::chrono::milliseconds retry_{0};
     std::optional<SocketWatch> watch_; // during an outage
 };
@@ -132,6 +132,7 @@ void ServerAudioOutput::Control::pause() {
     if (!wanted_)
         return;
     wanted_ = false;
+    outage_ = false;
     state_ = AudioOutputState::paused;
     wake();
 }
@@ -182,10 +183,13 @@ int ServerAudioOutput::Control::timeout(const ServerStream& stream, const Wishes
 }
 
 void ServerAudioOutput::Control::await(ServerStream& stream) {
+    const Wishes now = wishes();
+    if (!now.run)
+        watch_.reset();
     pollfd sources[] = {{word_.get(), POLLIN, 0},
                         {stream.descriptor(), POLLIN, 0},
                         {watch_ ? watch_->descriptor() : -1, POLLIN, 0}};
-    poll(sources, std::size(sources), timeout(stream, wishes()));
+    poll(sources, std::size(sources), timeout(stream, now));
     eventfd_t words = 0;
     eventfd_read(word_.get(), &words);
     stream.serve();
@@ -212,6 +216,9 @@ void ServerAudioOutput::Control::turn(ServerStream& stream, const Wishes& wishes
         active_ ? stream.resume() : stream.rest();
         answerBy_.reset();
         measureAt_.reset();
+        device_.reset();
+        if (active_)
+            answerBy_ = SteadyClock::now() + options_.wakeLimit;
     }
     if (active_)
         lookAtFlow(stream);
@@ -224,7 +231,7 @@ bool ServerAudioOutput::Control::open(ServerStream& stream) {
     }
     answerBy_.reset();
     measureAt_.reset();
-    clock_.reset();
+    device_.reset();
     calls_ = 0;
     meanFrames_ = 0;
     if (const auto error = stream.open(options_.stream)) {
@@ -258,20 +265,21 @@ void ServerAudioOutput::Control::lookAtFlow(ServerStream& stream) {
 
 void ServerAudioOutput::Control::flows(const ServerStream& stream) {
     bool resumed = false;
+    bool back = false;
     {
         const std::lock_guard lock(mutex_);
         if (!wanted_)
             return; // seen by the next turn
         resumed = state_.exchange(AudioOutputState::running) != AudioOutputState::running;
+        back = std::exchange(outage_, false);
     }
-    const auto clock = stream.clock();
-    const bool moved = clock && clock_ && clock != clock_;
-    clock_ = clock ? clock : clock_;
+    const auto device = stream.device();
+    const bool moved = device && device_ && device != device_;
+    device_ = device ? device : device_;
     retry_ = {};
     watch_.reset();
     if (resumed || moved)
         measureAt_ = SteadyClock::now() + measuringTime;
-    const bool back = std::exchange(outage_, false);
     const bool first = !std::exchange(everRan_, true);
     if (back || moved)
         owner_.reportChange();
@@ -293,9 +301,10 @@ void ServerAudioOutput::Control::lose(const std::string& error) {
         if (!wanted_)
             return;
         state_ = AudioOutputState::lost;
+        if (std::exchange(outage_, true))
+            return;
     }
-    if (!std::exchange(outage_, true))
-        owner_.reportFailure(error);
+    owner_.reportFailure(error);
 }
 
 void ServerAudioOutput::Control::measure(ServerStream& stream) {

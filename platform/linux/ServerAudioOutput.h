@@ -27,6 +27,8 @@ public:
         std::chrono::milliseconds missingRetry{10000};
         // A server that takes no sound for this long counts as lost.
         std::chrono::milliseconds answerLimit{1000};
+        // The same after a pause: a device may take its time to wake.
+        std::chrono::milliseconds wakeLimit{2500};
         // How long the destructor waits for a server that does not answer before it leaves the
         // control thread to itself.
         std::chrono::milliseconds patience{500};

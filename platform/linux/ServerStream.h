@@ -51,8 +51,9 @@ public:
     virtual Flow flow() const = 0;
     // Why it failed, or what is awaited.
     virtual std::string error() const = 0;
-    // The clock that drives the stream: another device has another one. Nothing while not known.
-    virtual std::optional<std::uint32_t> clock() const { return std::nullopt; }
+    // The device that the server leads the stream to, by the server's number. Nothing while not
+    // known, or where nobody needs to know.
+    virtual std::optional<std::uint32_t> device() const { return std::nullopt; }
     // For an audio thread to which the library itself gives no precedence; once sound flows.
     virtual void hastenAudioThread() {}
     // From rendering to the device, in frames, where the server asks for `period` frames at a time.

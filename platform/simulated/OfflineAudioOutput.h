@@ -37,6 +37,7 @@ public:
 
     void pause() override {
         ++pauses_;
+        outage_ = false;
         state_ = AudioOutputState::paused;
     }
 

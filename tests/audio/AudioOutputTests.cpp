@@ -182,49 +182,6 @@ TEST_P(AudioOutputTest, AHungServerBlocksNeitherPlaysNorTheEnd) {
     wait(0.3);
 }
 
-TEST_P(AudioOutputTest, APausedOutputRendersNothingAndTheNextSoundResumesIt) {
-    server->start();
-    AudioEngine::Options options;
-    options.keepWarmSeconds = 0.4;
-    build(options);
-    ASSERT_TRUE(awaitState(AudioOutputState::running));
-    press();
-    ASSERT_TRUE(awaitState(AudioOutputState::paused));
-    wait(0.3);
-    record();
-    EXPECT_EQ(recorder->loudest(), 0);
-    const Time before = now();
-    EXPECT_LT(press(), 20ms);
-    ASSERT_TRUE(heard());
-    std::printf("resumed and heard after %.1f ms\n",
-                std::chrono::duration<double, std::milli>(now() - before).count());
-    EXPECT_EQ(lineCount("failed"), 0);
-}
-
-TEST_P(AudioOutputTest, TheFirstSoundAfterAPauseIsWholeFromItsFirstSample) {
-    server->start();
-    constexpr int frames = 2205;
-    theme->set(SoundCategory::keyDown, test::constant(0.5F, frames));
-    AudioEngine::Options options;
-    options.keepWarmSeconds = 0.4;
-    build(options);
-    for (int pause = 0; pause < 3; ++pause) {
-        ASSERT_TRUE(awaitState(AudioOutputState::paused));
-        record();
-        press();
-        ASSERT_TRUE(heard());
-        wait(0.2);
-        const auto left = test::channel(recorder->finish().interleaved, 0);
-        recorder.reset();
-        const auto sounds = [](float sample) { return sample > 0.25F; };
-        const auto begin = std::ranges::find_if(left, sounds);
-        const auto end = std::find_if(left.rbegin(), left.rend(), sounds).base();
-        // A server that works at another rate rounds the corners.
-        EXPECT_NEAR(static_cast<int>(end - begin), frames, 4) << "after pause " << pause;
-        EXPECT_TRUE(std::all_of(begin, end, sounds)) << "after pause " << pause;
-    }
-}
-
 TEST_P(AudioOutputTest, ItEndsQuicklyWhileTheServerIsMissing) {
     build();
     ASSERT_TRUE(awaitState(AudioOutputState::lost));

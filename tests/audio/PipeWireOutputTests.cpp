@@ -246,6 +246,44 @@ TEST_F(PipeWireOutput, AServerWithoutADeviceIsLostUntilThereIsOne) {
     EXPECT_EQ(watch.events.back(), "changed");
 }
 
+TEST_F(PipeWireOutput, AServerWithoutASinkIsLostUntilThereIsOne) {
+    server.use(PipeWireServer::Sinks::none);
+    server.start();
+    build();
+    output->start();
+    ASSERT_TRUE(awaitState(AudioOutputState::lost));
+    ASSERT_TRUE(until([&] { return watch.events.size() == 1; }));
+    std::printf("%s\n", watch.events.front().c_str());
+    wait(2.5); // it tries again, and again
+    EXPECT_EQ(watch.failures(), 1);
+    EXPECT_EQ(watch.events.size(), 1U);
+    const auto client = test::PipeWireClient::connect(server.address());
+    ASSERT_TRUE(client);
+    client->addSink("late");
+    ASSERT_TRUE(awaitState(AudioOutputState::running));
+    EXPECT_TRUE(until([&] { return watch.events.size() == 2; }));
+    EXPECT_EQ(watch.events.back(), "changed");
+    PipeWireRecorder recorder("late", server.address());
+    EXPECT_TRUE(until([&] { return recorder.loudest() > 0.4F; }));
+}
+
+TEST_F(PipeWireOutput, AnotherClockForTheSameSinkIsNoChange) {
+    server.start();
+    const auto client = test::PipeWireClient::connect(server.address());
+    ASSERT_TRUE(client);
+    client->setDefaultSink(PipeWireServer::headphones);
+    ASSERT_TRUE(client->awaitDefaultSink(PipeWireServer::headphones));
+    build();
+    output->start();
+    ASSERT_TRUE(awaitState(AudioOutputState::running));
+    wait(0.3);
+    server.tie(PipeWireServer::speaker, PipeWireServer::headphones); // whose clock goes first
+    wait(0.3);
+    const int calls = watch.calls;
+    EXPECT_TRUE(until([&] { return watch.calls > calls + 10; }));
+    EXPECT_EQ(watch.events, std::vector<std::string>{"started"});
+}
+
 TEST_F(PipeWireOutput, IsChosenWhereItAnswers) {
     server.start();
     pulse.start();
@@ -298,6 +336,35 @@ TEST_F(PipeWireOutput, WithoutAnyServerTheFirstToComeIsTaken) {
     EXPECT_TRUE(until([&] { return watch.events.size() == 2; }));
     EXPECT_EQ(watch.events.back(), "changed");
     EXPECT_EQ(output->serverName(), "PipeWire");
+}
+
+TEST_F(PipeWireOutput, NobodyWakesToLookForAServerWhilePaused) {
+    buildChoice();
+    output->start();
+    ASSERT_TRUE(awaitState(AudioOutputState::lost));
+    ASSERT_TRUE(until([&] { return watch.events.size() == 1; }));
+    output->pause();
+    wait(0.3);
+    const std::uint64_t sleeps = sleepsBesidesMain();
+    wait(2.5);
+    EXPECT_EQ(sleepsBesidesMain(), sleeps);
+    EXPECT_EQ(watch.events.size(), 1U);
+}
+
+TEST_F(PipeWireOutput, APipeWireThatComesBackIsTakenAfterThePause) {
+    pulse.start();
+    buildChoice();
+    output->start();
+    ASSERT_TRUE(awaitState(AudioOutputState::running));
+    ASSERT_EQ(output->serverName(), "PulseAudio");
+    wait(2.5); // then PipeWire is looked for no more
+    output->pause();
+    server.start();
+    output->start();
+    EXPECT_TRUE(until([&] { return output->serverName() == "PipeWire"; }));
+    EXPECT_TRUE(awaitState(AudioOutputState::running));
+    PipeWireRecorder recorder(PipeWireServer::speaker, server.address());
+    EXPECT_TRUE(until([&] { return recorder.loudest() > 0.4F; }));
 }
 
 TEST_F(PipeWireOutput, PulseAudioStepsInForAPipeWireThatStaysAway) {

@@ -19,8 +19,9 @@ namespace {
 template <typename Recorder>
 class SinkRecorderOf : public SinkRecorder {
 public:
-    SinkRecorderOf(const std::string& source, const std::string& address)
-        : recorder_(source, address) {}
+    SinkRecorderOf(const std::string& source, const std::string& address,
+                   bool letsSinkSleep = false)
+        : recorder_(source, address, letsSinkSleep) {}
     float loudest() const override { return recorder_.loudest(); }
     audition::MonitorRecording finish() override { return recorder_.finish(); }
 
@@ -59,6 +60,15 @@ public:
         return std::make_unique<SinkRecorderOf<audition::MonitorRecorder>>(sink + ".monitor",
                                                                            server_.address());
     }
+    void startSleepy() override {
+        start();
+        server_.makeSinksSleepy();
+    }
+    std::unique_ptr<SinkRecorder> recordSleeper() override {
+        return std::make_unique<SinkRecorderOf<audition::MonitorRecorder>>(PulseServer::monitor,
+                                                                           server_.address(), true);
+    }
+    bool awaitSuspended() override { return server_.awaitSuspended(speaker); }
     void setDefaultSink(const std::string& sink) override { server_.setDefaultSink(sink); }
     void removeSink(const std::string& sink) override { server_.removeSink(sink); }
 };
@@ -73,6 +83,14 @@ public:
     std::unique_ptr<SinkRecorder> record(const std::string& sink) override {
         return std::make_unique<SinkRecorderOf<PipeWireRecorder>>(sink, server_.address());
     }
+    void startSleepy() override {
+        server_.use(PipeWireServer::Sinks::sleepy);
+        server_.start();
+    }
+    std::unique_ptr<SinkRecorder> recordSleeper() override {
+        return std::make_unique<SinkRecorderOf<PipeWireRecorder>>(speaker, server_.address(), true);
+    }
+    bool awaitSuspended() override { return client().awaitSuspended(speaker); }
     void setDefaultSink(const std::string& sink) override { client().setDefaultSink(sink); }
     void removeSink(const std::string& sink) override { client().removeSink(sink); }
 

@@ -35,6 +35,12 @@ public:
     static constexpr const char* speaker = "speaker";
     static constexpr const char* headphones = "headphones";
     virtual std::unique_ptr<SinkRecorder> record(const std::string& sink = speaker) = 0;
+    // start() with sinks that the server suspends after a second without sound, and a recorder of
+    // the first one that lets it.
+    virtual void startSleepy() = 0;
+    virtual std::unique_ptr<SinkRecorder> recordSleeper() = 0;
+    // Waits until the first sink is suspended; answers whether it was within reasonable time.
+    virtual bool awaitSuspended() = 0;
     virtual void setDefaultSink(const std::string& sink) = 0;
     // As if it had been unplugged.
     virtual void removeSink(const std::string& sink) = 0;

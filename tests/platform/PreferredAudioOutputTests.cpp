@@ -30,7 +30,10 @@ public:
         if (state_ != AudioOutputState::lost && state_ != AudioOutputState::running)
             state_ = AudioOutputState::starting;
     }
-    void pause() override { state_ = AudioOutputState::paused; }
+    void pause() override {
+        state_ = AudioOutputState::paused;
+        outage_ = false;
+    }
     AudioOutputState state() const override { return state_; }
     std::uint32_t periodFrames() const override { return static_cast<std::uint32_t>(name_.size()); }
     std::uint32_t latencyFrames() const override { return periodFrames(); }
@@ -227,20 +230,112 @@ TEST_F(PreferredAudioOutputTest, AnOutputThatRunsAgainWithoutAWordIsNoticed) {
     EXPECT_THAT(events, ElementsAre("started", "best is not there", "changed"));
 }
 
-TEST_F(PreferredAudioOutputTest, PauseAndStartKeepTheChoice) {
-    startWithout();
-    second_->run();
-    time.advance(10);
-    const int starts = best->starts;
+TEST_F(PreferredAudioOutputTest, PauseAndStartKeepThePreferredOne) {
+    output->start();
+    best->run();
     output->pause();
+    EXPECT_EQ(output->state(), AudioOutputState::paused);
+    output->start();
+    EXPECT_EQ(output->state(), AudioOutputState::starting);
+    best->run();
+    EXPECT_EQ(best->renderOne(), 1);
+    time.advance(10);
+    EXPECT_EQ(second_->starts, 0);
+    EXPECT_EQ(time.activeTimerCount(), 0U);
+    EXPECT_THAT(events, ElementsAre("started"));
+}
+
+// The other one was chosen, as the preferred one was away; then comes a pause.
+class AfterAPause : public PreferredAudioOutputTest {
+protected:
+    AfterAPause() {
+        startWithout();
+        second_->run();
+        second_->renderOne();
+        time.advance(10);
+        output->pause();
+    }
+};
+
+TEST_F(AfterAPause, ThePreferredOneIsGivenItsTimeAgainAndThenRests) {
+    const int starts = best->starts;
     EXPECT_EQ(output->state(), AudioOutputState::paused);
     EXPECT_EQ(second_->state(), AudioOutputState::paused);
     output->start();
     EXPECT_EQ(output->state(), AudioOutputState::starting);
+    EXPECT_EQ(best->starts, starts + 1);
     second_->run();
+    EXPECT_EQ(second_->renderOne(), 1) << "no sound waits for the preferred one";
+    best->lose();
+    time.advance(1.5);
+    EXPECT_EQ(best->state(), AudioOutputState::lost);
+    time.advance(1);
+    EXPECT_EQ(best->state(), AudioOutputState::paused);
     EXPECT_EQ(output->state(), AudioOutputState::running);
-    EXPECT_EQ(best->starts, starts);
+    EXPECT_EQ(time.activeTimerCount(), 0U);
     EXPECT_THAT(events, ElementsAre("started"));
+}
+
+TEST_F(AfterAPause, ThePreferredOneIsHeardFromTheFirstSoundOnWhereItIsTheFirst) {
+    output->start();
+    best->becomes(AudioOutputState::running);
+    EXPECT_EQ(best->renderOne(), 1);
+    second_->becomes(AudioOutputState::running);
+    EXPECT_EQ(second_->renderOne(), 0);
+    time.advance(3);
+    EXPECT_EQ(second_->state(), AudioOutputState::paused);
+    EXPECT_EQ(output->serverName(), "best");
+    EXPECT_EQ(time.activeTimerCount(), 0U);
+    EXPECT_THAT(events, ElementsAre("started")) << "nothing is cut off";
+}
+
+TEST_F(AfterAPause, ThePreferredOneTakesOverWhereItIsTheSecond) {
+    output->start();
+    second_->run();
+    EXPECT_EQ(second_->renderOne(), 1);
+    best->becomes(AudioOutputState::running); // as one that has been heard before: without a word
+    EXPECT_EQ(best->renderOne(), 0);
+    time.advance(3);
+    EXPECT_EQ(best->renderOne(), 1);
+    EXPECT_EQ(second_->state(), AudioOutputState::paused);
+    EXPECT_THAT(events, ElementsAre("started", "changed"));
+}
+
+TEST_F(AfterAPause, TheTimeOfThePreferredOneLastsUntilTheOtherRuns) {
+    output->start();
+    best->lose();
+    time.advance(5);
+    EXPECT_EQ(best->state(), AudioOutputState::lost);
+    second_->becomes(AudioOutputState::running);
+    time.advance(3);
+    EXPECT_EQ(best->state(), AudioOutputState::paused);
+    EXPECT_EQ(time.activeTimerCount(), 0U);
+}
+
+TEST_F(PreferredAudioOutputTest, APauseEndsAnOutage) {
+    startWithout();
+    second_->lose();
+    time.advance(300);
+    EXPECT_EQ(output->state(), AudioOutputState::lost);
+    output->pause();
+    EXPECT_EQ(time.activeTimerCount(), 0U);
+    time.advance(10);
+    EXPECT_EQ(output->state(), AudioOutputState::paused);
+    EXPECT_EQ(best->state(), AudioOutputState::paused);
+    EXPECT_EQ(second_->state(), AudioOutputState::paused);
+    output->start();
+    EXPECT_EQ(output->state(), AudioOutputState::starting);
+    best->lose();
+    second_->lose();
+    EXPECT_EQ(output->state(), AudioOutputState::lost);
+    EXPECT_THAT(events, ElementsAre("second is not there", "second is not there"));
+    output->pause();
+    output->start();
+    best->run();
+    EXPECT_EQ(best->renderOne(), 1);
+    EXPECT_EQ(events.back(), "started");
+    time.advance(10);
+    EXPECT_EQ(time.activeTimerCount(), 0U);
 }
 
 TEST_F(PreferredAudioOutputTest, AChangeOfTheChosenOneIsPassedOn) {

@@ -123,6 +123,10 @@ std::unique_ptr<PipeWireClient> PipeWireClient::connect(const std::string& addre
     return client;
 }
 
+bool PipeWireClient::awaitManager(std::chrono::milliseconds limit) {
+    return state_->iterateUntil([&] { return state_->defaults != nullptr; }, limit);
+}
+
 bool PipeWireClient::awaitDefaultSink(const std::string& name, std::chrono::milliseconds limit) {
     return state_->iterateUntil(
         [&] { return state_->defaultSink.find('"' + name + '"') != std::string::npos; }, limit);
@@ -133,6 +137,33 @@ void PipeWireClient::setDefaultSink(const std::string& name) {
     pw_metadata_set_property(state_->defaults, 0, "default.configured.audio.sink",
                              "Spa:String:JSON", fmt::format(R"({{ "name": "{}" }})", name).c_str());
     state_->settle();
+}
+
+void PipeWireClient::addSink(const std::string& name) {
+    pw_properties* const properties =
+        pw_properties_new("factory.name", "support.null-audio-sink", PW_KEY_NODE_NAME, name.c_str(),
+                          PW_KEY_MEDIA_CLASS, "Audio/Sink", "audio.position", "[ FL FR ]", nullptr);
+    pw_core_create_object(state_->core, "adapter", PW_TYPE_INTERFACE_Node, PW_VERSION_NODE,
+                          &properties->dict, 0);
+    state_->settle();
+    pw_properties_free(properties);
+}
+
+bool PipeWireClient::awaitSuspended(const std::string& sink, std::chrono::milliseconds limit) {
+    state_->settle();
+    auto* const node = static_cast<pw_node*>(pw_registry_bind(
+        state_->registry, state_->nodes.at(sink), PW_TYPE_INTERFACE_Node, PW_VERSION_NODE, 0));
+    bool suspended = false;
+    pw_node_events events{};
+    events.version = PW_VERSION_NODE_EVENTS;
+    events.info = [](void* result, const pw_node_info* info) {
+        *static_cast<bool*>(result) = info->state == PW_NODE_STATE_SUSPENDED;
+    };
+    spa_hook hook{};
+    pw_proxy_add_object_listener(reinterpret_cast<pw_proxy*>(node), &hook, &events, &suspended);
+    const bool done = state_->iterateUntil([&] { return suspended; }, limit);
+    pw_proxy_destroy(reinterpret_cast<pw_proxy*>(node));
+    return done;
 }
 
 void PipeWireClient::removeSink(const std::string& name) {

@@ -78,7 +78,7 @@ struct PipeWireRecorder::State {
         more.notify_all();
     }
 
-    bool connect(const std::string& sink, const std::string& address) {
+    bool connect(const std::string& sink, const std::string& address, bool letsSinkSleep) {
         context =
             pw_context_new(pw_thread_loop_get_loop(loop),
                            pw_properties_new(PW_KEY_CONFIG_NAME, "client-rt.conf", nullptr), 0);
@@ -86,12 +86,13 @@ struct PipeWireRecorder::State {
             context, pw_properties_new(PW_KEY_REMOTE_NAME, address.c_str(), nullptr), 0);
         if (core == nullptr)
             return false;
-        stream = pw_stream_new(core, "monitor",
-                               pw_properties_new(PW_KEY_MEDIA_TYPE, "Audio", PW_KEY_MEDIA_CATEGORY,
-                                                 "Capture", PW_KEY_STREAM_CAPTURE_SINK, "true",
-                                                 PW_KEY_TARGET_OBJECT, sink.c_str(),
-                                                 PW_KEY_NODE_LATENCY, "128/44100",
-                                                 PW_KEY_NODE_DONT_RECONNECT, "true", nullptr));
+        stream = pw_stream_new(
+            core, "monitor",
+            pw_properties_new(PW_KEY_MEDIA_TYPE, "Audio", PW_KEY_MEDIA_CATEGORY, "Capture",
+                              PW_KEY_STREAM_CAPTURE_SINK, "true", PW_KEY_TARGET_OBJECT,
+                              sink.c_str(), PW_KEY_NODE_LATENCY, "128/44100",
+                              PW_KEY_NODE_DONT_RECONNECT, "true", PW_KEY_NODE_PASSIVE,
+                              letsSinkSleep ? "true" : "false", nullptr));
         events.version = PW_VERSION_STREAM_EVENTS;
         events.process = [](void* self) { static_cast<State*>(self)->read(); };
         events.state_changed = [](void* self, pw_stream_state, pw_stream_state state, const char*) {
@@ -118,7 +119,8 @@ struct PipeWireRecorder::State {
     }
 };
 
-PipeWireRecorder::PipeWireRecorder(const std::string& sink, const std::string& address)
+PipeWireRecorder::PipeWireRecorder(const std::string& sink, const std::string& address,
+                                   bool letsSinkSleep)
     : state_(std::make_unique<State>()) {
     State& s = *state_;
     s.recording.interleaved.reserve(std::size_t{2} * sampleRate * 120);
@@ -127,11 +129,11 @@ PipeWireRecorder::PipeWireRecorder(const std::string& sink, const std::string& a
     s.loop = pw_thread_loop_new("recorder", nullptr);
     pw_thread_loop_start(s.loop);
     pw_thread_loop_lock(s.loop);
-    const bool connected = s.connect(sink, address);
+    const bool connected = s.connect(sink, address, letsSinkSleep);
     pw_thread_loop_unlock(s.loop);
-    if (connected)
+    if (connected && !letsSinkSleep)
         await(1);
-    if (!connected || frameLength() == 0)
+    if (!connected || (frameLength() == 0 && !letsSinkSleep))
         throw std::runtime_error("cannot record " + sink);
 }
 

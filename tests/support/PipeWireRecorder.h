@@ -12,8 +12,10 @@ namespace morvel::test {
 class PipeWireRecorder {
 public:
     // Starts recording the sink of this name of the server at this socket, at 44,100 Hz. Returns
-    // once the first block is there; throws std::runtime_error where none comes.
-    PipeWireRecorder(const std::string& sink, const std::string& address);
+    // once the first block is there; throws std::runtime_error where none comes. One that lets the
+    // sink sleep returns without, and records when the sink wakes.
+    PipeWireRecorder(const std::string& sink, const std::string& address,
+                     bool letsSinkSleep = false);
     ~PipeWireRecorder();
     PipeWireRecorder(const PipeWireRecorder&) = delete;
     PipeWireRecorder& operator=(const PipeWireRecorder&) = delete;

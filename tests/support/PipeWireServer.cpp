@@ -49,8 +49,7 @@ context.objects = [
 ]
 )";
 
-// The sinks stay awake as sound cards do whose owner listens to music.
-std::string sink(const char* name, int priority) {
+std::string sink(const char* name, int priority, const char* sleep) {
     return fmt::format(R"({{ factory = adapter args = {{
         factory.name = support.null-audio-sink
         node.name = {}
@@ -59,9 +58,9 @@ std::string sink(const char* name, int priority) {
         monitor.channel-volumes = false
         priority.session = {}
         priority.driver = {}
-        node.pause-on-idle = false }} }}
+        {} }} }}
 )",
-                       name, priority, priority);
+                       name, priority, priority, sleep);
 }
 
 // No devices, nothing remembered, no services of a desktop.
@@ -79,17 +78,28 @@ stream_defaults.properties["restore-target"] = false
 
 PipeWireServer::PipeWireServer(std::filesystem::path folder)
     : folder_(std::move(folder)) {
-    writeText(folder_ / "pipewire/pipewire.conf",
-              fmt::format(configuration, sink(speaker, 1100) + sink(headphones, 1000)));
+    use(Sinks::awake);
     writeText(folder_ / "wireplumber/main.lua.d/60-test.lua", managerRules);
     writeText(folder_ / "wireplumber/bluetooth.lua.d/60-test.lua",
               "bluez_monitor.enabled = false\n");
 }
 
-std::unique_ptr<ChildProcess> PipeWireServer::run(const std::string& program) const {
+void PipeWireServer::use(Sinks sinks) {
+    sinks_ = sinks;
+    const char* const sleep = sinks == Sinks::sleepy ? "session.suspend-timeout-seconds = 1"
+                                                     : "node.pause-on-idle = false";
+    const std::string both = sink(speaker, 1100, sleep) + sink(headphones, 1000, sleep);
+    writeText(folder_ / "pipewire/pipewire.conf",
+              fmt::format(configuration, sinks == Sinks::none ? std::string() : both));
+}
+
+std::unique_ptr<ChildProcess> PipeWireServer::run(const std::string& program,
+                                                  const std::vector<std::string>& arguments) const {
     const std::string folder = folder_.string();
+    std::vector<std::string> command{program};
+    command.insert(command.end(), arguments.begin(), arguments.end());
     return std::make_unique<ChildProcess>(ChildProcess::Setup{
-        .command = {program},
+        .command = std::move(command),
         .environment = {"HOME=" + folder, "XDG_RUNTIME_DIR=" + folder, "XDG_CONFIG_HOME=" + folder,
                         "XDG_STATE_HOME=" + folder, "PIPEWIRE_RUNTIME_DIR=" + folder,
                         "PIPEWIRE_REMOTE", "PIPEWIRE_CONFIG_DIR",
@@ -118,8 +128,17 @@ void PipeWireServer::start() {
 void PipeWireServer::startManager() {
     manager_ = run("wireplumber");
     const auto client = PipeWireClient::connect(address());
-    if (!client || !client->awaitDefaultSink(speaker, std::chrono::seconds(20)))
+    constexpr std::chrono::seconds limit(20);
+    const bool ready = client && (sinks_ == Sinks::none ? client->awaitManager(limit)
+                                                        : client->awaitDefaultSink(speaker, limit));
+    if (!ready)
         throw std::runtime_error("PipeWire's session manager did not start");
+}
+
+void PipeWireServer::tie(const std::string& from, const std::string& to) const {
+    if (run("pw-link", {from + ":monitor_FL", to + ":playback_FL"})
+            ->wait(std::chrono::seconds(10)) != 0)
+        throw std::runtime_error("PipeWire refused a link");
 }
 
 void PipeWireServer::kill() {

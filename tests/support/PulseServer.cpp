@@ -41,6 +41,64 @@ bool acceptsClients(const std::string& address) {
     return ready;
 }
 
+// Follows what a sink does.
+class SuspensionWatch {
+public:
+    SuspensionWatch(const std::string& address, std::string sink)
+        : sink_(std::move(sink))
+        , context_(pa_context_new(pa_mainloop_get_api(loop_), "test")) {
+        pa_context_set_state_callback(context_, stateChanged, this);
+        pa_context_set_subscribe_callback(
+            context_,
+            [](pa_context*, pa_subscription_event_type_t, std::uint32_t, void* self) {
+                static_cast<SuspensionWatch*>(self)->ask();
+            },
+            this);
+        pa_context_connect(context_, address.c_str(), PA_CONTEXT_NOAUTOSPAWN, nullptr);
+    }
+    ~SuspensionWatch() {
+        pa_context_disconnect(context_);
+        pa_context_unref(context_);
+        pa_mainloop_free(loop_);
+    }
+    SuspensionWatch(const SuspensionWatch&) = delete;
+    SuspensionWatch& operator=(const SuspensionWatch&) = delete;
+
+    bool await(std::chrono::milliseconds limit) {
+        const auto deadline = std::chrono::steady_clock::now() + limit;
+        constexpr int microseconds = 100'000;
+        while (!suspended_ && std::chrono::steady_clock::now() < deadline &&
+               pa_mainloop_prepare(loop_, microseconds) >= 0 && pa_mainloop_poll(loop_) >= 0 &&
+               pa_mainloop_dispatch(loop_) >= 0) {
+        }
+        return suspended_;
+    }
+
+private:
+    static void stateChanged(pa_context* context, void* self) {
+        if (pa_context_get_state(context) != PA_CONTEXT_READY)
+            return;
+        pa_operation_unref(
+            pa_context_subscribe(context, PA_SUBSCRIPTION_MASK_SINK, nullptr, nullptr));
+        static_cast<SuspensionWatch*>(self)->ask();
+    }
+    void ask() {
+        pa_operation_unref(pa_context_get_sink_info_by_name(
+            context_, sink_.c_str(),
+            [](pa_context*, const pa_sink_info* info, int, void* self) {
+                if (info != nullptr)
+                    static_cast<SuspensionWatch*>(self)->suspended_ =
+                        info->state == PA_SINK_SUSPENDED;
+            },
+            this));
+    }
+
+    std::string sink_;
+    pa_mainloop* loop_ = pa_mainloop_new();
+    pa_context* context_;
+    bool suspended_ = false;
+};
+
 } // namespace
 
 PulseServer::PulseServer(std::filesystem::path folder)
@@ -110,6 +168,14 @@ void PulseServer::removeSink(const std::string& name) const {
     for (std::string line; std::getline(modules, line);)
         if (line.find("sink_name=" + name + ' ') != std::string::npos)
             order({"unload-module", line.substr(0, line.find('\t'))});
+}
+
+void PulseServer::makeSinksSleepy() const {
+    order({"load-module", "module-suspend-on-idle", "timeout=1"});
+}
+
+bool PulseServer::awaitSuspended(const std::string& sink, std::chrono::milliseconds limit) const {
+    return SuspensionWatch(address(), sink).await(limit);
 }
 
 void PulseServer::kill() {

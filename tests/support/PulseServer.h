@@ -3,6 +3,7 @@
 
 #include "tests/support/ChildProcess.h"
 
+#include <chrono>
 #include <filesystem>
 #include <memory>
 #include <string>
@@ -29,6 +30,12 @@ public:
     void addSink(const std::string& name) const;
     void setDefaultSink(const std::string& name) const;
     void removeSink(const std::string& name) const;
+
+    // From now on sinks are suspended after a second without sound.
+    void makeSinksSleepy() const;
+    // Waits until the sink has been suspended; answers whether that was within `limit`.
+    bool awaitSuspended(const std::string& sink,
+                        std::chrono::milliseconds limit = std::chrono::seconds(20)) const;
 
     // The source on which what the sink plays can be recorded.
     static constexpr const char* monitor = "speaker.monitor";

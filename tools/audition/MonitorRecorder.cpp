@@ -104,7 +104,8 @@ struct MonitorRecorder::State {
     }
 };
 
-MonitorRecorder::MonitorRecorder(const std::string& source, const std::string& server)
+MonitorRecorder::MonitorRecorder(const std::string& source, const std::string& server,
+                                 bool letsSinkSleep)
     : state_(std::make_unique<State>()) {
     State& s = *state_;
     s.recording.interleaved.reserve(std::size_t{2} * sampleRate * 120);
@@ -135,8 +136,9 @@ MonitorRecorder::MonitorRecorder(const std::string& source, const std::string& s
     attributes.maxlength = static_cast<std::uint32_t>(-1);
     attributes.fragsize = fragmentFrames * frameBytes;
     // Where the default is switched the server would move the recording along with it.
-    constexpr auto flags =
-        static_cast<pa_stream_flags_t>(PA_STREAM_ADJUST_LATENCY | PA_STREAM_DONT_MOVE);
+    const auto flags = static_cast<pa_stream_flags_t>(
+        PA_STREAM_ADJUST_LATENCY | PA_STREAM_DONT_MOVE |
+        (letsSinkSleep ? PA_STREAM_DONT_INHIBIT_AUTO_SUSPEND : PA_STREAM_NOFLAGS));
     if (pa_stream_connect_record(s.stream, source.c_str(), &attributes, flags) < 0)
         throw std::runtime_error("cannot record " + source);
     while (s.recording.arrivals.empty()) {

@@ -31,9 +31,10 @@ struct MonitorRecording {
 class MonitorRecorder {
 public:
     // Starts recording `source` of the server of the environment (or `server`, where not empty).
-    // Returns once the first block is there; throws std::runtime_error where none comes.
+    // Returns once the first block is there; throws std::runtime_error where none comes. While it
+    // records, the sink is kept awake, unless it shall be let sleep: then that leaves no frames.
     explicit MonitorRecorder(const std::string& source = "@DEFAULT_MONITOR@",
-                             const std::string& server = {});
+                             const std::string& server = {}, bool letsSinkSleep = false);
     ~MonitorRecorder();
     MonitorRecorder(const MonitorRecorder&) = delete;
     MonitorRecorder& operator=(const MonitorRecorder&) = delete;
