@@ -14,6 +14,7 @@
 #include "platform/linux/LinuxApplicationBundle.h"
 #include "platform/linux/LinuxDesktopPlaces.h"
 #include "platform/linux/LinuxTrayWatch.h"
+#include "platform/linux/LogindSession.h"
 #include "platform/linux/PipeWireAudioOutput.h"
 #include "platform/linux/ProcfsProcessTable.h"
 #include "platform/linux/SessionType.h"
@@ -107,7 +108,8 @@ struct Session {
             tap = std::make_unique<X11KeyTap>(*keyboard, clock);
             trust = std::make_unique<X11TrustSource>(keyboard.get());
         } else {
-            keyboards.emplace(environment("XDG_SEAT").value_or("seat0"));
+            login.emplace(QDBusConnection::systemBus(), environment);
+            keyboards.emplace(*login);
             tap = std::make_unique<EvdevKeyTap>(*keyboards);
             trust = std::make_unique<EvdevTrustSource>(*keyboards, nullptr);
         }
@@ -124,6 +126,7 @@ struct Session {
 
     std::unique_ptr<X11Connection> keyboard; // the tap's own: keys wait for nothing else
     std::unique_ptr<X11Connection> desktop;
+    std::optional<LogindSession> login;
     std::optional<KeyboardNodes> keyboards;
     std::unique_ptr<KeyTap> tap;
     std::unique_ptr<TrustSource> trust;

@@ -73,11 +73,45 @@ bool canRead(const std::string& path) {
     return ::access(path.c_str(), R_OK) == 0;
 }
 
+std::string seatAtPresent(const LoginSession& session) {
+    return session.isActive() ? session.seat() : std::string();
+}
+
 } // namespace
+
+KeyboardNodes::KeyboardNodes(LoginSession& session)
+    : session_(&session)
+    , seat_(seatAtPresent(session))
+    , udev_(udev_new()) {
+    session_->setChangeHandler([this] { followSession(); });
+    start();
+}
 
 KeyboardNodes::KeyboardNodes(std::string seat)
     : seat_(std::move(seat))
     , udev_(udev_new()) {
+    start();
+}
+
+KeyboardNodes::~KeyboardNodes() {
+    if (session_ != nullptr)
+        session_->setChangeHandler(nullptr);
+}
+
+void KeyboardNodes::followSession() {
+    std::string seat = seatAtPresent(*session_);
+    if (seat == seat_)
+        return;
+    seat_ = std::move(seat);
+    nodes_.clear();
+    announce();
+    if (!udev_ || seat_.empty())
+        return;
+    findAll();
+    announce();
+}
+
+void KeyboardNodes::start() {
     if (!udev_)
         return;
     startMonitor(); // first, so that none is missed between the two
