@@ -8,6 +8,7 @@
 #include "platform/linux/TerminationSignals.h"
 #include "platform/linux/UnixInstanceChannel.h"
 #include "platform/linux/UserFolders.h"
+#include "platform/qt/CompositorLoss.h"
 
 #include <unistd.h>
 
@@ -29,9 +30,9 @@ int finish(const ProgramExit& exit) {
     return exit.status;
 }
 
-// Qt ends the process by itself, with exit(), when the display server has gone away, wherever it
-// notices. What must be at rest by then is put to rest here; windows without a display cannot even
-// be destroyed.
+// Qt ends the process by itself when the display server has gone away, wherever it notices: with
+// exit() for an X server, with _exit() for a Wayland compositor. What must be at rest by then is
+// put to rest here; windows without a display cannot even be destroyed.
 std::function<void()> beforeExit; // NOLINT(cppcoreguidelines-avoid-non-const-global-variables)
 
 void endInOrder() {
@@ -65,6 +66,7 @@ int runApplication(int argc, char** argv, const Environment& environment,
         composition.displayLost();
         channel.reset();
     };
+    const CompositorLoss compositorLoss(endInOrder);
     composition.launch();
     instance.serve([&composition](InstanceRequest request) { composition.serve(request); });
     const int status = QCoreApplication::exec();
