@@ -7,6 +7,7 @@
 #include "app/login/LaunchAtLogin.h"
 #include "app/settings/JsonDefaultsStore.h"
 #include "platform/PreferredAudioOutput.h"
+#include "platform/linux/CoreDumps.h"
 #include "platform/linux/CubebAudioOutput.h"
 #include "platform/linux/DesktopAppearance.h"
 #include "platform/linux/EvdevKeyTap.h"
@@ -108,6 +109,7 @@ struct Session {
             tap = std::make_unique<X11KeyTap>(*keyboard, clock);
             trust = std::make_unique<X11TrustSource>(keyboard.get());
         } else {
+            refuseCoreDumps();
             login.emplace(QDBusConnection::systemBus(), environment);
             keyboards.emplace(*login);
             tap = std::make_unique<EvdevKeyTap>(*keyboards);
