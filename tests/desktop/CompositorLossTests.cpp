@@ -88,5 +88,16 @@ TEST_F(CompositorLoss, EndsTheProgramInOrderWithTheLastChoiceKept) {
     EXPECT_FALSE(hasSocket());
 }
 
+TEST_F(CompositorLoss, ThatHappenedBeforeTheStartIsSaidSo) {
+    ASSERT_TRUE(morvel->awaitLine("not starting"));
+    morvel->process().signal(SIGTERM);
+    EXPECT_EQ(morvel->process().wait(10s), 0);
+    compositor->signal(SIGKILL);
+    compositor->wait(10s);
+    MorvelProcess late(folder.path().string(), environment());
+    EXPECT_EQ(late.process().wait(10s), 1);
+    EXPECT_TRUE(late.awaitLine("There is no display to show anything on — quitting"));
+}
+
 } // namespace
 } // namespace morvel::test
