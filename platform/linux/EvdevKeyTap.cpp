@@ -159,10 +159,13 @@ void EvdevKeyTap::deliver(const std::optional<KeyEvent>& event, bool missed) {
 
 bool EvdevTrustSource::isTrusted() {
     keyboards_.refresh();
-    const std::vector<KeyboardNodes::Node>& nodes = keyboards_.nodes();
-    if (!nodes.empty())
-        trusted_ =
-            std::any_of(nodes.begin(), nodes.end(), [](const auto& node) { return node.readable; });
+    std::optional<bool> keyboards;
+    std::optional<bool> joysticks;
+    for (const KeyboardNodes::Node& node : keyboards_.nodes()) {
+        std::optional<bool>& readable = node.joystick ? joysticks : keyboards;
+        readable = readable.value_or(false) || node.readable;
+    }
+    trusted_ = keyboards.value_or(joysticks.value_or(trusted_));
     return trusted_;
 }
 

@@ -66,7 +66,9 @@ private:
 };
 
 // Trust in such a session: at least one keyboard can be read. While there is no keyboard at all it
-// is what it was: one that is plugged out takes no permission along.
+// is what it was: one that is plugged out takes no permission along, nor does another session that
+// has the keyboards for a while. A gamepad that one can also type on counts only where there is
+// nothing else, as systems let everybody at the machine read gamepads.
 class EvdevTrustSource : public TrustSource {
 public:
     // `keyboards` must outlive the source. `ask` asks the system for permission; it must not block,

@@ -32,6 +32,7 @@ public:
         std::string device;    // udev's name of it
         std::string path;      // of the file to read
         bool readable = false; // by this user, when last asked
+        bool joystick = false; // and a keyboard only besides
     };
 
     // Without udev there are no keyboards; without its monitor those that were there at the start.
@@ -54,12 +55,16 @@ public:
 
 private:
     using Udev = Handle<udev, udev_unref>;
+    using Device = Handle<udev_device, udev_device_unref>;
     using Monitor = Handle<udev_monitor, udev_monitor_unref>;
 
     void start();
     void followSession();
     void startMonitor();
+    std::vector<Device> search() const;
     void findAll();
+    void reconcile();
+    void receive(udev_device& device);
     void receive();
     bool isOurs(udev_device& device) const;
     void take(udev_device& device);
