@@ -15,6 +15,7 @@
 #include "platform/linux/LinuxApplicationBundle.h"
 #include "platform/linux/LinuxDesktopPlaces.h"
 #include "platform/linux/LinuxTrayWatch.h"
+#include "platform/linux/LocaledKeymap.h"
 #include "platform/linux/LogindSession.h"
 #include "platform/linux/PipeWireAudioOutput.h"
 #include "platform/linux/ProcfsProcessTable.h"
@@ -102,7 +103,7 @@ struct Places {
 // that is not its own. There the keyboards are read themselves, also where a server of old programs
 // answers.
 struct Session {
-    Session(const Environment& environment, const Clock& clock, Scheduler& scheduler)
+    Session(const Environment& environment, const Clock& clock, Scheduler& scheduler, Log& log)
         : keyboard(isX11Session(environment) ? X11Connection::open() : nullptr)
         , desktop(keyboard ? X11Connection::open() : nullptr) {
         if (keyboard) {
@@ -112,7 +113,9 @@ struct Session {
             refuseCoreDumps();
             login.emplace(QDBusConnection::systemBus(), environment);
             keyboards.emplace(*login);
-            tap = std::make_unique<EvdevKeyTap>(*keyboards);
+            systemKeymap.emplace(QDBusConnection::systemBus());
+            tap = std::make_unique<EvdevKeyTap>(
+                *keyboards, EvdevKeyTap::Services{*systemKeymap, scheduler, log});
             trust = std::make_unique<EvdevTrustSource>(*keyboards, nullptr);
         }
         if (desktop) {
@@ -130,6 +133,7 @@ struct Session {
     std::unique_ptr<X11Connection> desktop;
     std::optional<LogindSession> login;
     std::optional<KeyboardNodes> keyboards;
+    std::optional<LocaledKeymap> systemKeymap;
     std::unique_ptr<KeyTap> tap;
     std::unique_ptr<TrustSource> trust;
     std::unique_ptr<HotKeyService> hotKeys;
@@ -149,7 +153,7 @@ struct Composition::Objects {
         , places(environment)
         , audioTrace(isOn(environment, "MORVEL_AUDIO_TRACE"))
         , latencyTrace(isOn(environment, "MORVEL_LATENCY_TRACE"))
-        , session(environment, clock, scheduler)
+        , session(environment, clock, scheduler, log)
         , loginItem({places.configuration / "autostart", std::string(applicationIdentifier),
                      places.bundle.executable.value_or(std::filesystem::path()),
                      searchPath(environment)})

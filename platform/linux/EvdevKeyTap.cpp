@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <cstddef>
+#include <utility>
 
 namespace morvel {
 
@@ -21,35 +22,66 @@ std::uint32_t hardwareCode(std::uint32_t evdevCode) {
 
 } // namespace
 
-EvdevKeyTap::EvdevKeyTap(KeyboardNodes& keyboards)
-    : nodes_(keyboards) {
+EvdevKeyTap::EvdevKeyTap(KeyboardNodes& keyboards, Services services)
+    : nodes_(keyboards)
+    , services_(services)
+    , capsLockWatch_(services.scheduler, [this] { soundAsOrdinary(); }) {
     nodes_.setChangeHandler([this] { openAndClose(); });
+    services_.keymap.setChangeHandler([this] { reloadKeymap(); });
 }
 
 EvdevKeyTap::~EvdevKeyTap() {
     EvdevKeyTap::remove();
+    services_.keymap.setChangeHandler(nullptr);
     nodes_.setChangeHandler(nullptr);
 }
 
 bool EvdevKeyTap::install(Listener& listener) {
-    keymap_ = SystemKeymap::load();
-    if (!keymap_)
+    if (!loadKeymap())
         return false;
     translator_ = KeyEventTranslator();
+    capsLockIsOrdinary_ = false;
     useTable();
     nodes_.refresh();
+    const std::vector<KeyboardNodes::Node>& nodes = nodes_.nodes();
+    if (!nodes.empty() &&
+        std::none_of(nodes.begin(), nodes.end(), [](const auto& node) { return node.readable; }))
+        return false;
     listener_ = &listener;
     openAndClose();
-    if (keyboards_.empty() && !nodes_.nodes().empty())
-        listener_ = nullptr;
-    return listener_ != nullptr;
+    return true;
 }
 
 void EvdevKeyTap::remove() {
     listener_ = nullptr;
+    capsLockWatch_.forget();
     keyboards_.clear();
     translator_ = KeyEventTranslator();
     keymap_.reset();
+}
+
+bool EvdevKeyTap::loadKeymap() {
+    auto keymap = SystemKeymap::load(services_.keymap.names());
+    if (!keymap)
+        services_.log.line("There is no keymap for the keyboards");
+    else if (keymap->isStandIn())
+        services_.log.line("The keymap that is asked for does not exist — the keys are those of "
+                           "the US layout");
+    if (keymap)
+        keymap_ = std::move(keymap);
+    return keymap_ != nullptr;
+}
+
+void EvdevKeyTap::reloadKeymap() {
+    if (listener_ == nullptr || !loadKeymap())
+        return;
+    const auto held = translator_.held();
+    for (std::uint32_t hardware = 0; hardware < held.size(); ++hardware)
+        if (held[hardware])
+            keymap_->key(hardware, true);
+    capsLockWatch_.forget();
+    capsLockIsOrdinary_ = false;
+    useTable();
 }
 
 EvdevKeyboard* EvdevKeyTap::find(std::uint32_t id) const {
@@ -98,6 +130,8 @@ void EvdevKeyTap::close(std::uint32_t id) {
         if (translator_.holds(id, hardware))
             keymap_->key(hardware, false);
     translator_.forgetDevice(id);
+    if (capsLockPress_.device == id)
+        capsLockWatch_.forget();
     std::erase_if(keyboards_, [id](const auto& keyboard) { return keyboard.id == id; });
 }
 
@@ -113,7 +147,7 @@ void EvdevKeyTap::read(std::uint32_t id) {
         if (event->kind == EvdevKeyboard::Event::Kind::key)
             key(id, *event);
         else
-            capsLock(event->value != 0, *event);
+            light(event->value != 0, *event);
     }
 }
 
@@ -128,9 +162,53 @@ void EvdevKeyTap::key(std::uint32_t id, const EvdevKeyboard::Event& event) {
                                            .pressed = pressed,
                                            .repeated = event.value == 2,
                                            .timestampNanos = event.timestampNanos});
+    if (moved && !event.missed && table_[hardware] == capsLockKeyCode)
+        watchCapsLock(id, hardware, pressed);
     deliver(keyEvent, event.missed);
     if (moved && listener_ != nullptr)
         followKeymap(hardware, pressed, event);
+}
+
+void EvdevKeyTap::watchCapsLock(std::uint32_t id, std::uint32_t hardware, bool pressed) {
+    if (!hasCapsLockLight())
+        return;
+    if (!pressed) {
+        capsLockWatch_.released();
+        return;
+    }
+    capsLockPress_ = {.device = id,
+                      .hardware = hardware,
+                      .pressed = true,
+                      .repeated = false,
+                      .timestampNanos = 0}; // it is too late to measure anything by
+    capsLockWatch_.pressed(translator_.capsLocked());
+}
+
+// From now on; and this once what the silent key has done already.
+void EvdevKeyTap::soundAsOrdinary() {
+    if (std::exchange(capsLockIsOrdinary_, true))
+        return;
+    KeyEventTranslator::KeyMotion motion = capsLockPress_;
+    const bool isDown = translator_.holds(motion.device, motion.hardware);
+    motion.pressed = false;
+    translator_.key(motion); // as the lock that it is not
+    useTable();
+    motion.pressed = true;
+    deliver(translator_.key(motion), false);
+    motion.pressed = isDown;
+    if (!isDown)
+        deliver(translator_.key(motion), false);
+}
+
+// A key that has sounded already does not sound a second time when it proves to be a lock again.
+void EvdevKeyTap::light(bool on, const EvdevKeyboard::Event& event) {
+    if (capsLockWatch_.changed() && capsLockIsOrdinary_) {
+        capsLockIsOrdinary_ = false;
+        useTable();
+        translator_.assumeCapsLock(on);
+    } else {
+        capsLock(on, event);
+    }
 }
 
 void EvdevKeyTap::followKeymap(std::uint32_t hardware, bool pressed,
@@ -147,8 +225,11 @@ void EvdevKeyTap::capsLock(bool locked, const EvdevKeyboard::Event& event) {
 }
 
 void EvdevKeyTap::useTable() {
-    VirtualKeyCodeTable table = keymap_->table();
-    table[fnHardware] = fnKeyCode;
+    table_ = keymap_->table();
+    table_[fnHardware] = fnKeyCode;
+    VirtualKeyCodeTable table = table_;
+    if (capsLockIsOrdinary_)
+        std::replace(table.begin(), table.end(), capsLockKeyCode, neutralKeyCode);
     translator_.setTable(table);
 }
 

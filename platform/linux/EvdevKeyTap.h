@@ -3,15 +3,20 @@
 //
 // The keymap is the system's (SystemKeymap says what that means). Caps Lock goes by the light that
 // the session puts on at every keyboard that has one; where none has, by what the keymap makes of
-// the key. The kernel never switches such a tap off, so the listener's tapDisabled() is never
-// called and enable() has nothing to do.
+// the key. A Caps Lock key that the light does not answer to is an ordinary key, late the first
+// time. The kernel never switches such a tap off, so the listener's tapDisabled() is never called
+// and enable() has nothing to do.
 #pragma once
 
 #include "platform/KeyTap.h"
+#include "platform/Log.h"
+#include "platform/Scheduler.h"
 #include "platform/TrustSource.h"
+#include "platform/linux/CapsLockWatch.h"
 #include "platform/linux/EvdevKeyboard.h"
 #include "platform/linux/KeyEventTranslator.h"
 #include "platform/linux/KeyboardNodes.h"
+#include "platform/linux/KeymapSettings.h"
 #include "platform/linux/SystemKeymap.h"
 
 #include <cstdint>
@@ -25,15 +30,21 @@ namespace morvel {
 
 class EvdevKeyTap : public KeyTap {
 public:
-    // `keyboards` must outlive the tap, which takes its change handler.
-    explicit EvdevKeyTap(KeyboardNodes& keyboards);
+    struct Services {
+        KeymapSettings& keymap; // the tap takes its change handler
+        Scheduler& scheduler;
+        Log& log;
+    };
+
+    // `keyboards`, whose change handler the tap takes, and the services must outlive it.
+    EvdevKeyTap(KeyboardNodes& keyboards, Services services);
     ~EvdevKeyTap() override;
     EvdevKeyTap(const EvdevKeyTap&) = delete;
     EvdevKeyTap& operator=(const EvdevKeyTap&) = delete;
 
-    // False without a keymap, and when there are keyboards and none can be read. From then on those
-    // that come, or become readable, are heard, and those that go, or may no longer be read, are
-    // closed, with their keys let go and no event of that.
+    // False without any keymap, and when there are keyboards and none may be read. From then on
+    // those that come, or become readable, are heard, and those that go, or may no longer be read,
+    // are closed, with their keys let go and no event of that.
     bool install(Listener& listener) override;
     void enable() override {}
     void remove() override;
@@ -55,11 +66,21 @@ private:
     void key(std::uint32_t id, const EvdevKeyboard::Event& event);
     void capsLock(bool locked, const EvdevKeyboard::Event& event);
     void followKeymap(std::uint32_t hardware, bool pressed, const EvdevKeyboard::Event& event);
+    bool loadKeymap();
+    void reloadKeymap();
     void useTable();
+    void watchCapsLock(std::uint32_t id, std::uint32_t hardware, bool pressed);
+    void soundAsOrdinary();
+    void light(bool on, const EvdevKeyboard::Event& event);
     void deliver(const std::optional<KeyEvent>& event, bool missed);
 
     KeyboardNodes& nodes_;
+    const Services services_;
     std::unique_ptr<SystemKeymap> keymap_;
+    VirtualKeyCodeTable table_{}; // the keymap's
+    CapsLockWatch capsLockWatch_;
+    KeyEventTranslator::KeyMotion capsLockPress_{}; // the last
+    bool capsLockIsOrdinary_ = false;
     KeyEventTranslator translator_;
     std::vector<OpenKeyboard> keyboards_;
     Listener* listener_ = nullptr;

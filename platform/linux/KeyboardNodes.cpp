@@ -215,13 +215,9 @@ void KeyboardNodes::take(udev_device& device) {
 }
 
 void KeyboardNodes::refresh() {
-    bool different = false;
-    for (Node& node : nodes_) {
-        const bool wasReadable = std::exchange(node.readable, canRead(node.path));
-        different |= node.readable != wasReadable;
-    }
-    if (different)
-        announce();
+    for (Node& node : nodes_)
+        node.readable = canRead(node.path);
+    announce();
 }
 
 void KeyboardNodes::announce() const {

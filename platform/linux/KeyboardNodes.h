@@ -50,7 +50,8 @@ public:
     // from udev. Costs one system call a keyboard.
     void refresh();
 
-    // Called whenever nodes() is different, and when udev says that a keyboard has changed.
+    // Called whenever nodes() is different, when udev says that a keyboard has changed, and at each
+    // refresh(): one that could not be opened may be tried again.
     void setChangeHandler(std::function<void()> handler) { changed_ = std::move(handler); }
 
 private:

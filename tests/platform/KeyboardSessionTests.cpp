@@ -1,7 +1,10 @@
 // Keyboards that are this session's to hear for a time only, and those that count for trust.
 
 #include "platform/linux/EvdevKeyTap.h"
+#include "platform/simulated/SimulatedLog.h"
 #include "platform/simulated/SimulatedLoginSession.h"
+#include "platform/simulated/VirtualTime.h"
+#include "tests/platform/FixedKeymap.h"
 #include "tests/support/InputDevices.h"
 #include "tests/support/MainLoop.h"
 
@@ -68,7 +71,10 @@ protected:
     KeyboardNodes nodes{session};
     EvdevTrustSource trust{nodes, nullptr};
     Listener listener;
-    EvdevKeyTap tap{nodes};
+    FixedKeymap keymap;
+    VirtualTime time;
+    SimulatedLog log;
+    EvdevKeyTap tap{nodes, {keymap, time, log}};
 };
 
 TEST_F(KeyboardSessionTest, AnotherSessionIsNotHeardAndTakesNoTrustAlong) {
