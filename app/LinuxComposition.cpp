@@ -8,6 +8,7 @@
 #include "app/settings/JsonDefaultsStore.h"
 #include "platform/PreferredAudioOutput.h"
 #include "platform/PreferredHotKeyService.h"
+#include "platform/linux/CoreDumps.h"
 #include "platform/linux/CubebStream.h"
 #include "platform/linux/DesktopAppearance.h"
 #include "platform/linux/EvdevHotKeyService.h"
@@ -17,6 +18,8 @@
 #include "platform/linux/LinuxApplicationBundle.h"
 #include "platform/linux/LinuxDesktopPlaces.h"
 #include "platform/linux/LinuxTrayWatch.h"
+#include "platform/linux/LocaledKeymap.h"
+#include "platform/linux/LogindSession.h"
 #include "platform/linux/PipeWireStream.h"
 #include "platform/linux/PortalHotKeyService.h"
 #include "platform/linux/ProcfsProcessTable.h"
@@ -126,9 +129,15 @@ struct Session {
             tap = std::make_unique<X11KeyTap>(*keyboard, clock);
             trust = std::make_unique<X11TrustSource>(keyboard.get());
         } else {
-            nodes.emplace(environment("XDG_SEAT").value_or("seat0"));
+            refuseCoreDumps();
+            const QDBusConnection system = QDBusConnection::systemBus();
+            login.emplace(system, environment);
+            nodes.emplace(*login);
             keyboards.emplace(*nodes);
-            tap = std::make_unique<EvdevKeyTap>(*keyboards);
+            tapKeymap.emplace(system);
+            hotKeyKeymap.emplace(system);
+            tap = std::make_unique<EvdevKeyTap>(*keyboards,
+                                                EvdevKeyTap::Services{*tapKeymap, scheduler, log});
             keyboardAccess.emplace(KeyboardAccess::Setup{
                 locatedProgram("pkexec", searchPath(environment)), accessProgram});
             trust = std::make_unique<EvdevTrustSource>(*nodes, [this, &log] {
@@ -144,8 +153,8 @@ struct Session {
             transients = std::make_unique<X11TransientWindows>(*desktop);
         } else {
             hotKeys = std::make_unique<PreferredHotKeyService>(
-                makePortalHotKeys(scheduler), std::make_unique<EvdevHotKeyService>(*keyboards),
-                scheduler, log);
+                makePortalHotKeys(scheduler),
+                std::make_unique<EvdevHotKeyService>(*keyboards, *hotKeyKeymap), scheduler, log);
             poster = std::make_unique<NoKeyEventPoster>();
             transients = std::make_unique<NoTransientWindows>();
         }
@@ -153,8 +162,11 @@ struct Session {
 
     std::unique_ptr<X11Connection> keyboard; // the tap's own: keys wait for nothing else
     std::unique_ptr<X11Connection> desktop;
+    std::optional<LogindSession> login;
     std::optional<KeyboardNodes> nodes;
     std::optional<EvdevKeyboards> keyboards;
+    std::optional<LocaledKeymap> tapKeymap; // whoever goes by the keymap follows its own
+    std::optional<LocaledKeymap> hotKeyKeymap;
     std::optional<KeyboardAccess> keyboardAccess;
     std::unique_ptr<KeyTap> tap;
     std::unique_ptr<TrustSource> trust;

@@ -9,6 +9,7 @@
 #include "platform/linux/TerminationSignals.h"
 #include "platform/linux/UnixInstanceChannel.h"
 #include "platform/linux/UserFolders.h"
+#include "platform/qt/CompositorLoss.h"
 
 #include <unistd.h>
 
@@ -69,6 +70,7 @@ int runApplication(int argc, char** argv, const Environment& environment,
         composition.displayLost();
         channel.reset();
     };
+    const CompositorLoss compositorLoss(endInOrder);
     composition.launch();
     instance.serve([&composition](InstanceRequest request) { composition.serve(request); });
     const BusApplication onBus(QDBusConnection::sessionBus(), applicationIdentifier,

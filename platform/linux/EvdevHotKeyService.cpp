@@ -12,10 +12,15 @@ constexpr std::uint32_t keymapOffset = 8;
 
 } // namespace
 
-EvdevHotKeyService::EvdevHotKeyService(EvdevKeyboards& keyboards)
-    : keyboards_(keyboards) {}
+EvdevHotKeyService::EvdevHotKeyService(EvdevKeyboards& keyboards, KeymapSettings& keymap)
+    : keyboards_(keyboards)
+    , settings_(keymap) {
+    settings_.setChangeHandler([this] { reloadKeymap(); });
+}
 
-EvdevHotKeyService::~EvdevHotKeyService() = default;
+EvdevHotKeyService::~EvdevHotKeyService() {
+    settings_.setChangeHandler(nullptr);
+}
 
 HotKeyStatus EvdevHotKeyService::installHandler(Handler handler) {
     handler_ = std::move(handler);
@@ -26,7 +31,7 @@ Result<HotKeyReference, HotKeyStatus>
 EvdevHotKeyService::registerHotKey(std::uint32_t keyCode, std::uint32_t modifiers,
                                    HotKeyIdentifier identifier) {
     if (registrations_.empty())
-        keymap_ = SystemKeymap::load();
+        keymap_ = SystemKeymap::load(settings_.names());
     if (!keymap_)
         return eventInternalErr;
     const auto position = keymap_->hotKey(keyCode, modifiers);
@@ -97,10 +102,27 @@ void EvdevHotKeyService::event(std::uint32_t id, const EvdevKeyboard::Event& eve
 }
 
 void EvdevHotKeyService::follow(std::uint32_t hardware, bool pressed) {
-    if (!keymap_->key(hardware, pressed).layout)
-        return;
+    if (keymap_->key(hardware, pressed).layout)
+        findKeys();
+}
+
+void EvdevHotKeyService::findKeys() {
     for (auto& [number, registration] : registrations_)
         registration.position = keymap_->hotKey(registration.keyCode, registration.modifiers);
+}
+
+void EvdevHotKeyService::reloadKeymap() {
+    if (!keymap_)
+        return;
+    auto keymap = SystemKeymap::load(settings_.names());
+    if (!keymap)
+        return;
+    keymap_ = std::move(keymap);
+    for (const auto& [id, held] : held_)
+        for (std::uint32_t hardware = 0; hardware < held.size(); ++hardware)
+            if (held.test(hardware))
+                keymap_->key(hardware, true);
+    findKeys();
 }
 
 bool EvdevHotKeyService::isHeld(std::uint32_t hardware) const {

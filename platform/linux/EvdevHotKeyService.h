@@ -13,6 +13,7 @@
 
 #include "platform/HotKeyService.h"
 #include "platform/linux/EvdevKeyboards.h"
+#include "platform/linux/KeymapSettings.h"
 #include "platform/linux/SystemKeymap.h"
 
 #include <bitset>
@@ -26,8 +27,8 @@ namespace morvel {
 
 class EvdevHotKeyService : public HotKeyService, private EvdevKeyboards::Listener {
 public:
-    // `keyboards` must outlive the service.
-    explicit EvdevHotKeyService(EvdevKeyboards& keyboards);
+    // `keyboards` and `keymap`, whose change handler the service takes, must outlive it.
+    EvdevHotKeyService(EvdevKeyboards& keyboards, KeymapSettings& keymap);
     ~EvdevHotKeyService() override;
     EvdevHotKeyService(const EvdevHotKeyService&) = delete;
     EvdevHotKeyService& operator=(const EvdevHotKeyService&) = delete;
@@ -59,11 +60,14 @@ private:
     void event(std::uint32_t id, const EvdevKeyboard::Event& event) override;
 
     void follow(std::uint32_t hardware, bool pressed);
+    void findKeys();
+    void reloadKeymap();
     bool isHeld(std::uint32_t hardware) const;
     void pressed(std::uint32_t hardware);
     void tell() const;
 
     EvdevKeyboards& keyboards_;
+    KeymapSettings& settings_;
     Handler handler_;
     std::function<void()> changed_;
     std::unique_ptr<SystemKeymap> keymap_;                // while anything is registered

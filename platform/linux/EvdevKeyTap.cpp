@@ -3,6 +3,7 @@
 #include <linux/input-event-codes.h>
 
 #include <algorithm>
+#include <utility>
 
 namespace morvel {
 
@@ -20,19 +21,24 @@ std::uint32_t hardwareCode(std::uint32_t evdevCode) {
 
 } // namespace
 
-EvdevKeyTap::EvdevKeyTap(EvdevKeyboards& keyboards)
-    : keyboards_(keyboards) {}
+EvdevKeyTap::EvdevKeyTap(EvdevKeyboards& keyboards, Services services)
+    : keyboards_(keyboards)
+    , services_(services)
+    , capsLockWatch_(services.scheduler, [this] { soundAsOrdinary(); }) {
+    services_.keymap.setChangeHandler([this] { reloadKeymap(); });
+}
 
 EvdevKeyTap::~EvdevKeyTap() {
     EvdevKeyTap::remove();
+    services_.keymap.setChangeHandler(nullptr);
 }
 
 bool EvdevKeyTap::install(KeyTap::Listener& listener) {
-    keymap_ = SystemKeymap::load();
-    if (!keymap_)
+    if (!loadKeymap())
         return false;
     translator_ = KeyEventTranslator();
     lights_.clear();
+    capsLockIsOrdinary_ = false;
     useTable();
     listener_ = &listener;
     listening_ = keyboards_.listen(*this);
@@ -43,9 +49,34 @@ bool EvdevKeyTap::install(KeyTap::Listener& listener) {
 
 void EvdevKeyTap::remove() {
     listener_ = nullptr;
+    capsLockWatch_.forget();
     listening_.reset();
     translator_ = KeyEventTranslator();
     keymap_.reset();
+}
+
+bool EvdevKeyTap::loadKeymap() {
+    auto keymap = SystemKeymap::load(services_.keymap.names());
+    if (!keymap)
+        services_.log.line("There is no keymap for the keyboards");
+    else if (keymap->isStandIn())
+        services_.log.line("The keymap that is asked for does not exist — the keys are those of "
+                           "the US layout");
+    if (keymap)
+        keymap_ = std::move(keymap);
+    return keymap_ != nullptr;
+}
+
+void EvdevKeyTap::reloadKeymap() {
+    if (listener_ == nullptr || !loadKeymap())
+        return;
+    const auto held = translator_.held();
+    for (std::uint32_t hardware = 0; hardware < held.size(); ++hardware)
+        if (held[hardware])
+            keymap_->key(hardware, true);
+    capsLockWatch_.forget();
+    capsLockIsOrdinary_ = false;
+    useTable();
 }
 
 void EvdevKeyTap::opened(std::uint32_t id, const EvdevKeyboard& keyboard) {
@@ -65,13 +96,15 @@ void EvdevKeyTap::closed(std::uint32_t id) {
             keymap_->key(hardware, false);
     translator_.forgetDevice(id);
     std::erase(lights_, id);
+    if (capsLockPress_.device == id)
+        capsLockWatch_.forget();
 }
 
 void EvdevKeyTap::event(std::uint32_t id, const EvdevKeyboard::Event& event) {
     if (event.kind == EvdevKeyboard::Event::Kind::key)
         key(id, event);
     else
-        capsLock(event.value != 0, event);
+        light(event.value != 0, event);
 }
 
 void EvdevKeyTap::key(std::uint32_t id, const EvdevKeyboard::Event& event) {
@@ -85,9 +118,53 @@ void EvdevKeyTap::key(std::uint32_t id, const EvdevKeyboard::Event& event) {
                                            .pressed = pressed,
                                            .repeated = event.value == 2,
                                            .timestampNanos = event.timestampNanos});
+    if (moved && !event.missed && table_[hardware] == capsLockKeyCode)
+        watchCapsLock(id, hardware, pressed);
     deliver(keyEvent, event.missed);
     if (moved && listener_ != nullptr)
         followKeymap(hardware, pressed, event);
+}
+
+void EvdevKeyTap::watchCapsLock(std::uint32_t id, std::uint32_t hardware, bool pressed) {
+    if (lights_.empty())
+        return;
+    if (!pressed) {
+        capsLockWatch_.released();
+        return;
+    }
+    capsLockPress_ = {.device = id,
+                      .hardware = hardware,
+                      .pressed = true,
+                      .repeated = false,
+                      .timestampNanos = 0}; // it is too late to measure anything by
+    capsLockWatch_.pressed(translator_.capsLocked());
+}
+
+// From now on; and this once what the silent key has done already.
+void EvdevKeyTap::soundAsOrdinary() {
+    if (std::exchange(capsLockIsOrdinary_, true))
+        return;
+    KeyEventTranslator::KeyMotion motion = capsLockPress_;
+    const bool isDown = translator_.holds(motion.device, motion.hardware);
+    motion.pressed = false;
+    translator_.key(motion); // as the lock that it is not
+    useTable();
+    motion.pressed = true;
+    deliver(translator_.key(motion), false);
+    motion.pressed = isDown;
+    if (!isDown)
+        deliver(translator_.key(motion), false);
+}
+
+// A key that has sounded already does not sound a second time when it proves to be a lock again.
+void EvdevKeyTap::light(bool on, const EvdevKeyboard::Event& event) {
+    if (capsLockWatch_.changed() && capsLockIsOrdinary_) {
+        capsLockIsOrdinary_ = false;
+        useTable();
+        translator_.assumeCapsLock(on);
+    } else {
+        capsLock(on, event);
+    }
 }
 
 void EvdevKeyTap::followKeymap(std::uint32_t hardware, bool pressed,
@@ -104,8 +181,11 @@ void EvdevKeyTap::capsLock(bool locked, const EvdevKeyboard::Event& event) {
 }
 
 void EvdevKeyTap::useTable() {
-    VirtualKeyCodeTable table = keymap_->table();
-    table[fnHardware] = fnKeyCode;
+    table_ = keymap_->table();
+    table_[fnHardware] = fnKeyCode;
+    VirtualKeyCodeTable table = table_;
+    if (capsLockIsOrdinary_)
+        std::replace(table.begin(), table.end(), capsLockKeyCode, neutralKeyCode);
     translator_.setTable(table);
 }
 
@@ -116,10 +196,13 @@ void EvdevKeyTap::deliver(const std::optional<KeyEvent>& event, bool missed) {
 
 bool EvdevTrustSource::isTrusted() {
     keyboards_.refresh();
-    const std::vector<KeyboardNodes::Node>& nodes = keyboards_.nodes();
-    if (!nodes.empty())
-        trusted_ =
-            std::any_of(nodes.begin(), nodes.end(), [](const auto& node) { return node.readable; });
+    std::optional<bool> keyboards;
+    std::optional<bool> joysticks;
+    for (const KeyboardNodes::Node& node : keyboards_.nodes()) {
+        std::optional<bool>& readable = node.joystick ? joysticks : keyboards;
+        readable = readable.value_or(false) || node.readable;
+    }
+    trusted_ = keyboards.value_or(joysticks.value_or(trusted_));
     return trusted_;
 }
 

@@ -3,15 +3,20 @@
 //
 // The keymap is the system's (SystemKeymap says what that means). Caps Lock goes by the light that
 // the session puts on at every keyboard that has one; where none has, by what the keymap makes of
-// the key. The kernel never switches such a tap off, so the listener's tapDisabled() is never
-// called and enable() has nothing to do.
+// the key. A Caps Lock key that the light does not answer to is an ordinary key, late the first
+// time. The kernel never switches such a tap off, so the listener's tapDisabled() is never called
+// and enable() has nothing to do.
 #pragma once
 
 #include "platform/KeyTap.h"
+#include "platform/Log.h"
+#include "platform/Scheduler.h"
 #include "platform/TrustSource.h"
+#include "platform/linux/CapsLockWatch.h"
 #include "platform/linux/EvdevKeyboards.h"
 #include "platform/linux/KeyEventTranslator.h"
 #include "platform/linux/KeyboardNodes.h"
+#include "platform/linux/KeymapSettings.h"
 #include "platform/linux/SystemKeymap.h"
 
 #include <cstdint>
@@ -25,14 +30,20 @@ namespace morvel {
 
 class EvdevKeyTap : public KeyTap, private EvdevKeyboards::Listener {
 public:
-    // `keyboards` must outlive the tap.
-    explicit EvdevKeyTap(EvdevKeyboards& keyboards);
+    struct Services {
+        KeymapSettings& keymap; // the tap takes its change handler
+        Scheduler& scheduler;
+        Log& log;
+    };
+
+    // `keyboards` and the services must outlive the tap.
+    EvdevKeyTap(EvdevKeyboards& keyboards, Services services);
     ~EvdevKeyTap() override;
     EvdevKeyTap(const EvdevKeyTap&) = delete;
     EvdevKeyTap& operator=(const EvdevKeyTap&) = delete;
 
-    // False without a keymap, and when there are keyboards and none can be read. Keys of a keyboard
-    // that goes are let go with no event of that.
+    // False without any keymap, and when there are keyboards and none may be read. Keys of a
+    // keyboard that goes are let go with no event of that.
     bool install(KeyTap::Listener& listener) override;
     void enable() override {}
     void remove() override;
@@ -45,11 +56,21 @@ private:
     void key(std::uint32_t id, const EvdevKeyboard::Event& event);
     void capsLock(bool locked, const EvdevKeyboard::Event& event);
     void followKeymap(std::uint32_t hardware, bool pressed, const EvdevKeyboard::Event& event);
+    bool loadKeymap();
+    void reloadKeymap();
     void useTable();
+    void watchCapsLock(std::uint32_t id, std::uint32_t hardware, bool pressed);
+    void soundAsOrdinary();
+    void light(bool on, const EvdevKeyboard::Event& event);
     void deliver(const std::optional<KeyEvent>& event, bool missed);
 
     EvdevKeyboards& keyboards_;
+    const Services services_;
     std::unique_ptr<SystemKeymap> keymap_;
+    VirtualKeyCodeTable table_{}; // the keymap's
+    CapsLockWatch capsLockWatch_;
+    KeyEventTranslator::KeyMotion capsLockPress_{}; // the last
+    bool capsLockIsOrdinary_ = false;
     KeyEventTranslator translator_;
     std::vector<std::uint32_t> lights_; // the keyboards that have one
     KeyTap::Listener* listener_ = nullptr;
@@ -57,7 +78,9 @@ private:
 };
 
 // Trust in such a session: at least one keyboard can be read. While there is no keyboard at all it
-// is what it was: one that is plugged out takes no permission along.
+// is what it was: one that is plugged out takes no permission along, nor does another session that
+// has the keyboards for a while. A gamepad that one can also type on counts only where there is
+// nothing else, as systems let everybody at the machine read gamepads.
 class EvdevTrustSource : public TrustSource {
 public:
     // `keyboards` must outlive the source. `ask` asks the system for permission; it must not block,

@@ -50,6 +50,12 @@ EvdevKeyboard* EvdevKeyboards::find(std::uint32_t id) const {
     return found == keyboards_.end() ? nullptr : found->device.get();
 }
 
+bool EvdevKeyboards::refused() const {
+    const std::vector<KeyboardNodes::Node>& nodes = nodes_.nodes();
+    return !nodes.empty() &&
+           std::none_of(nodes.begin(), nodes.end(), [](const auto& node) { return node.readable; });
+}
+
 bool EvdevKeyboards::isHeard() const {
     return std::any_of(places_.begin(), places_.end(),
                        [](const auto& place) { return place->listener != nullptr; });

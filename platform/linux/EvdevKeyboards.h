@@ -48,8 +48,8 @@ public:
 
     // Whether one is open.
     bool any() const { return !keyboards_.empty(); }
-    // Whether there are keyboards, and none could be opened.
-    bool refused() const { return !any() && !nodes_.nodes().empty(); }
+    // Whether there are keyboards, and none may be read.
+    bool refused() const;
 
 private:
     struct OpenKeyboard {

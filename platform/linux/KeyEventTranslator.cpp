@@ -73,6 +73,13 @@ bool KeyEventTranslator::holds(std::uint32_t device, std::uint32_t hardware) con
     return found != devices_.end() && hardware < hardwareCodes && found->held[hardware];
 }
 
+std::bitset<256> KeyEventTranslator::held() const {
+    std::bitset<hardwareCodes> keys;
+    for (const Device& device : devices_)
+        keys |= device.held;
+    return keys;
+}
+
 void KeyEventTranslator::forgetDevice(std::uint32_t device) {
     std::erase_if(devices_, [device](const Device& d) { return d.id == device; });
 }

@@ -43,6 +43,9 @@ public:
     // Whether this key of this keyboard is down.
     bool holds(std::uint32_t device, std::uint32_t hardware) const;
 
+    // The keys that are down on any keyboard.
+    std::bitset<256> held() const;
+
     // The keyboard is gone: none of its keys is held any more.
     void forgetDevice(std::uint32_t device);
 

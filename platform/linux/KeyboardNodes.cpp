@@ -6,6 +6,7 @@
 #include <algorithm>
 #include <array>
 #include <cctype>
+#include <cerrno>
 #include <charconv>
 #include <climits>
 #include <cstddef>
@@ -15,8 +16,6 @@
 namespace morvel {
 
 namespace {
-
-using Device = Handle<udev_device, udev_device_unref>;
 
 constexpr std::array typingKeys = {
     KEY_Q,         KEY_W,   KEY_E,        KEY_R,         KEY_T,       KEY_Y,         KEY_U,
@@ -73,11 +72,45 @@ bool canRead(const std::string& path) {
     return ::access(path.c_str(), R_OK) == 0;
 }
 
+std::string seatAtPresent(const LoginSession& session) {
+    return session.isActive() ? session.seat() : std::string();
+}
+
 } // namespace
+
+KeyboardNodes::KeyboardNodes(LoginSession& session)
+    : session_(&session)
+    , seat_(seatAtPresent(session))
+    , udev_(udev_new()) {
+    session_->setChangeHandler([this] { followSession(); });
+    start();
+}
 
 KeyboardNodes::KeyboardNodes(std::string seat)
     : seat_(std::move(seat))
     , udev_(udev_new()) {
+    start();
+}
+
+KeyboardNodes::~KeyboardNodes() {
+    if (session_ != nullptr)
+        session_->setChangeHandler(nullptr);
+}
+
+void KeyboardNodes::followSession() {
+    std::string seat = seatAtPresent(*session_);
+    if (seat == seat_)
+        return;
+    seat_ = std::move(seat);
+    nodes_.clear();
+    announce();
+    if (!udev_ || seat_.empty())
+        return;
+    findAll();
+    announce();
+}
+
+void KeyboardNodes::start() {
     if (!udev_)
         return;
     startMonitor(); // first, so that none is missed between the two
@@ -97,40 +130,76 @@ void KeyboardNodes::startMonitor() {
                      [this] { receive(); });
 }
 
-void KeyboardNodes::findAll() {
+std::vector<KeyboardNodes::Device> KeyboardNodes::search() const {
+    std::vector<Device> found;
     const Handle<udev_enumerate, udev_enumerate_unref> search(udev_enumerate_new(udev_.get()));
     if (!search || udev_enumerate_add_match_subsystem(search.get(), "input") < 0 ||
         udev_enumerate_add_match_sysname(search.get(), "event*") < 0 ||
         udev_enumerate_scan_devices(search.get()) < 0)
-        return;
+        return found;
     udev_list_entry* entry = nullptr;
     udev_list_entry_foreach(entry, udev_enumerate_get_list_entry(search.get())) {
-        const Device device(
-            udev_device_new_from_syspath(udev_.get(), udev_list_entry_get_name(entry)));
+        Device device(udev_device_new_from_syspath(udev_.get(), udev_list_entry_get_name(entry)));
         if (device && isOurs(*device))
-            take(*device);
+            found.push_back(std::move(device));
     }
+    return found;
+}
+
+void KeyboardNodes::findAll() {
+    for (const Device& device : search())
+        take(*device);
 }
 
 void KeyboardNodes::receive() {
-    while (const Device device{udev_monitor_receive_device(monitor_.get())}) {
-        const std::string_view action = text(udev_device_get_action(device.get()));
+    for (;;) {
+        errno = 0;
+        if (const Device device{udev_monitor_receive_device(monitor_.get())})
+            receive(*device);
+        else if (errno == ENOBUFS)
+            reconcile();
+        else
+            return;
+    }
+}
+
+void KeyboardNodes::receive(udev_device& device) {
+    const std::string_view action = text(udev_device_get_action(&device));
+    const std::string_view name = text(udev_device_get_syspath(&device));
+    const bool wanted = action != "remove" && isOurs(device);
+    const auto known = std::find_if(nodes_.begin(), nodes_.end(),
+                                    [name](const Node& node) { return node.device == name; });
+    if (known == nodes_.end() && !wanted)
+        return;
+    if (known != nodes_.end() && wanted && action != "add") {
+        known->readable = canRead(known->path);
+    } else {
+        if (known != nodes_.end())
+            nodes_.erase(known);
+        if (wanted)
+            take(device);
+    }
+    announce();
+}
+
+// More has happened than udev's queue holds, and nobody knows what.
+void KeyboardNodes::reconcile() {
+    const std::vector<Device> present = search();
+    std::erase_if(nodes_, [&present](const Node& node) {
+        return std::none_of(present.begin(), present.end(), [&node](const Device& device) {
+            return node.device == text(udev_device_get_syspath(device.get()));
+        });
+    });
+    for (const Device& device : present) {
         const std::string_view name = text(udev_device_get_syspath(device.get()));
-        const bool wanted = action != "remove" && isOurs(*device);
         const auto known = std::find_if(nodes_.begin(), nodes_.end(),
                                         [name](const Node& node) { return node.device == name; });
-        if (known == nodes_.end() && !wanted)
-            continue;
-        if (known != nodes_.end() && wanted && action != "add") {
+        if (known == nodes_.end())
+            take(*device);
+        else
             known->readable = canRead(known->path);
-        } else {
-            if (known != nodes_.end())
-                nodes_.erase(known);
-            if (wanted)
-                take(*device);
-        }
-        announce();
     }
+    announce();
 }
 
 bool KeyboardNodes::isOurs(udev_device& device) const {
@@ -140,17 +209,15 @@ bool KeyboardNodes::isOurs(udev_device& device) const {
 void KeyboardNodes::take(udev_device& device) {
     std::string path = udev_device_get_devnode(&device);
     const bool readable = canRead(path);
-    nodes_.push_back({++lastId_, udev_device_get_syspath(&device), std::move(path), readable});
+    const bool joystick = text(udev_device_get_property_value(&device, "ID_INPUT_JOYSTICK")) == "1";
+    nodes_.push_back(
+        {++lastId_, udev_device_get_syspath(&device), std::move(path), readable, joystick});
 }
 
 void KeyboardNodes::refresh() {
-    bool different = false;
-    for (Node& node : nodes_) {
-        const bool wasReadable = std::exchange(node.readable, canRead(node.path));
-        different |= node.readable != wasReadable;
-    }
-    if (different)
-        announce();
+    for (Node& node : nodes_)
+        node.readable = canRead(node.path);
+    announce();
 }
 
 void KeyboardNodes::announce() const {

@@ -4,9 +4,14 @@
 // the keypad, Control, Shift or Alt. So a macro pad, a keypad or a pedal that acts as a modifier is
 // one, whatever else it can do; power buttons, lid switches, media keys and mice are none.
 //
+// Of several login sessions at one seat the active one alone has keyboards: what is typed into
+// another one, or at a greeter, is not this program's to hear, even where it might be read. The
+// same keyboard is another one, with another id, once the session is active again.
+//
 // Needs a QCoreApplication; main thread. Opens no device.
 #pragma once
 
+#include "platform/LoginSession.h"
 #include "platform/linux/Handle.h"
 
 #include <libudev.h>
@@ -27,11 +32,15 @@ public:
         std::string device;    // udev's name of it
         std::string path;      // of the file to read
         bool readable = false; // by this user, when last asked
+        bool joystick = false; // and a keyboard only besides
     };
 
-    // `seat` as the session names it, "seat0" on most machines. Without udev there are no
-    // keyboards; without its monitor those that were there at the start.
+    // Without udev there are no keyboards; without its monitor those that were there at the start.
+    // `session` must outlive the nodes, which take its change handler.
+    explicit KeyboardNodes(LoginSession& session);
+    // Those of a seat that no session shares with another; "seat0" on most machines.
     explicit KeyboardNodes(std::string seat);
+    ~KeyboardNodes();
     KeyboardNodes(const KeyboardNodes&) = delete;
     KeyboardNodes& operator=(const KeyboardNodes&) = delete;
 
@@ -41,21 +50,29 @@ public:
     // from udev. Costs one system call a keyboard.
     void refresh();
 
-    // Called whenever nodes() is different, and when udev says that a keyboard has changed.
+    // Called whenever nodes() is different, when udev says that a keyboard has changed, and at each
+    // refresh(): one that could not be opened may be tried again.
     void setChangeHandler(std::function<void()> handler) { changed_ = std::move(handler); }
 
 private:
     using Udev = Handle<udev, udev_unref>;
+    using Device = Handle<udev_device, udev_device_unref>;
     using Monitor = Handle<udev_monitor, udev_monitor_unref>;
 
+    void start();
+    void followSession();
     void startMonitor();
+    std::vector<Device> search() const;
     void findAll();
+    void reconcile();
+    void receive(udev_device& device);
     void receive();
     bool isOurs(udev_device& device) const;
     void take(udev_device& device);
     void announce() const;
 
-    const std::string seat_;
+    LoginSession* const session_ = nullptr; // null: alone at its seat
+    std::string seat_;                      // empty: none at the moment
     const Udev udev_;
     Monitor monitor_;
     std::unique_ptr<QSocketNotifier> notifier_;

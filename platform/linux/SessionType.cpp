@@ -1,6 +1,19 @@
 #include "platform/linux/SessionType.h"
 
+#include "platform/linux/Descriptor.h"
+
+#include <sys/socket.h>
+#include <sys/un.h>
 #include <xcb/xcb.h>
+
+#include <QCoreApplication>
+#include <QDir>
+#include <QString>
+#include <QStringList>
+#include <algorithm>
+#include <cerrno>
+#include <filesystem>
+#include <string>
 
 namespace morvel {
 
@@ -11,13 +24,59 @@ bool isX11Session(const Environment& environment) {
     return environment("WAYLAND_DISPLAY").value_or("").empty();
 }
 
-bool displayServerAnswers(const Environment& environment) {
-    if (!environment("WAYLAND_DISPLAY").value_or("").empty())
-        return true;
-    xcb_connection_t* const connection = xcb_connect(nullptr, nullptr);
+namespace {
+
+bool xServerAnswers(const Environment& environment) {
+    const std::string display = environment("DISPLAY").value_or("");
+    if (display.empty())
+        return false;
+    xcb_connection_t* const connection = xcb_connect(display.c_str(), nullptr);
     const bool answers = xcb_connection_has_error(connection) == 0;
     xcb_disconnect(connection);
     return answers;
+}
+
+bool compositorAnswers(const Environment& environment) {
+    if (!environment("WAYLAND_SOCKET").value_or("").empty())
+        return true; // it is a connection already
+    const std::string display = environment("WAYLAND_DISPLAY").value_or("");
+    if (display.empty())
+        return false;
+    const std::string path = std::filesystem::path(environment("XDG_RUNTIME_DIR").value_or("")) /
+                             display; // which may be a whole path
+    sockaddr_un address{};
+    address.sun_family = AF_UNIX;
+    if (path.size() >= sizeof address.sun_path)
+        return false;
+    path.copy(address.sun_path, path.size());
+    const Descriptor socket(::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0));
+    // One that has no time at the moment is there.
+    return ::connect(socket.get(), reinterpret_cast<const sockaddr*>(&address), sizeof address) ==
+               0 ||
+           errno == EAGAIN;
+}
+
+bool qtSpeaksWayland() {
+    const QStringList folders = QCoreApplication::libraryPaths();
+    return std::any_of(folders.begin(), folders.end(), [](const QString& folder) {
+        return !QDir(folder + QStringLiteral("/platforms"))
+                    .entryList({QStringLiteral("libqwayland*")}, QDir::Files)
+                    .isEmpty();
+    });
+}
+
+} // namespace
+
+bool displayServerAnswers(const Environment& environment) {
+    const std::string chosen = environment("QT_QPA_PLATFORM").value_or("");
+    const bool waylandIsChosen = chosen.find("wayland") != std::string::npos;
+    const bool xIsChosen = chosen.find("xcb") != std::string::npos;
+    const bool onCompositor = !environment("WAYLAND_DISPLAY").value_or("").empty();
+    if (!chosen.empty() && !waylandIsChosen && !xIsChosen && onCompositor)
+        return true;
+    if ((chosen.empty() || waylandIsChosen) && qtSpeaksWayland() && compositorAnswers(environment))
+        return true;
+    return (chosen.empty() || !waylandIsChosen || xIsChosen) && xServerAnswers(environment);
 }
 
 } // namespace morvel

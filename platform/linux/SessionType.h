@@ -10,8 +10,10 @@ namespace morvel {
 // display tells. Main thread.
 bool isX11Session(const Environment& environment);
 
-// Whether there is a display server that windows can be shown by. An X server is asked; a Wayland
-// compositor is taken at its word. Main thread.
+// Whether there is a display server that Qt can show windows by: one that answers, and for a
+// Wayland compositor Qt's part for it, which is a package of its own. What QT_QPA_PLATFORM names is
+// the only choice; something else than the two is taken at its word in a Wayland session. Main
+// thread.
 bool displayServerAnswers(const Environment& environment);
 
 } // namespace morvel

@@ -1,14 +1,49 @@
 #include "platform/linux/SystemKeymap.h"
 
+#include <cstdlib>
+#include <string>
 #include <utility>
 
 namespace morvel {
 
-std::unique_ptr<SystemKeymap> SystemKeymap::load() {
+namespace {
+
+// Null leaves a part to the environment, and without it to XKB.
+const char* unlessInEnvironment(const char* variable, const std::string& name) {
+    return std::getenv(variable) != nullptr // NOLINT(concurrency-mt-unsafe)
+               ? nullptr
+               : name.c_str();
+}
+
+xkb_rule_names rulesFor(const KeymapNames& system) {
+    xkb_rule_names names{};
+    if (system.layout.empty())
+        return names;
+    names.model = unlessInEnvironment("XKB_DEFAULT_MODEL", system.model);
+    names.layout = unlessInEnvironment("XKB_DEFAULT_LAYOUT", system.layout);
+    names.variant = names.layout == nullptr ? nullptr : system.variant.c_str();
+    names.options = unlessInEnvironment("XKB_DEFAULT_OPTIONS", system.options);
+    return names;
+}
+
+constexpr xkb_rule_names standIn{"evdev", "pc105", "us", "", ""};
+
+} // namespace
+
+std::unique_ptr<SystemKeymap> SystemKeymap::load(const KeymapNames& system) {
     Context context(xkb_context_new(XKB_CONTEXT_NO_FLAGS));
     if (!context)
         return nullptr;
-    Keymap keymap(xkb_keymap_new_from_names(context.get(), nullptr, XKB_KEYMAP_COMPILE_NO_FLAGS));
+    // What does not compile is told once, by who asked for it.
+    xkb_context_set_log_level(context.get(), XKB_LOG_LEVEL_CRITICAL);
+    const auto compile = [&context](const xkb_rule_names& names) {
+        return Keymap(
+            xkb_keymap_new_from_names(context.get(), &names, XKB_KEYMAP_COMPILE_NO_FLAGS));
+    };
+    Keymap keymap = compile(rulesFor(system));
+    const bool standsIn = !keymap;
+    if (standsIn)
+        keymap = compile(standIn);
     if (!keymap)
         return nullptr;
     State state(xkb_state_new(keymap.get()));
@@ -16,14 +51,15 @@ std::unique_ptr<SystemKeymap> SystemKeymap::load() {
         return nullptr;
     // Its constructor is private.
     return std::unique_ptr<SystemKeymap>(
-        new SystemKeymap(std::move(context), std::move(keymap), std::move(state)));
+        new SystemKeymap(std::move(context), std::move(keymap), std::move(state), standsIn));
 }
 
-SystemKeymap::SystemKeymap(Context context, Keymap keymap, State state)
+SystemKeymap::SystemKeymap(Context context, Keymap keymap, State state, bool standsIn)
     : context_(std::move(context))
     , keymap_(std::move(keymap))
     , state_(std::move(state))
-    , locks_(lockModifiers(keymap_.get())) {}
+    , locks_(lockModifiers(keymap_.get()))
+    , standsIn_(standsIn) {}
 
 VirtualKeyCodeTable SystemKeymap::table() const {
     return virtualKeyCodeTable(keymap_.get(), layout());

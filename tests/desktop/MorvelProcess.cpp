@@ -10,6 +10,7 @@ MorvelProcess::MorvelProcess(const std::string& home, std::vector<std::string> e
     for (const char* variable : {"WAYLAND_DISPLAY", "PIPEWIRE_REMOTE", "PIPEWIRE_RUNTIME_DIR"})
         environment.emplace_back(variable);
     environment.emplace_back("XDG_SESSION_TYPE=x11");
+    environment.emplace_back("DBUS_SYSTEM_BUS_ADDRESS=unix:path=/nonexistent");
     std::vector<std::string> command = {program};
     command.insert(command.end(), options.begin(), options.end());
     process_ = std::make_unique<ChildProcess>(
