@@ -7,6 +7,7 @@
 #include <functional>
 #include <map>
 #include <string_view>
+#include <vector>
 
 namespace morvel::test {
 
@@ -23,12 +24,15 @@ struct PipeWireClient::State {
     pw_core_events coreEvents{};
     pw_registry_events registryEvents{};
     pw_metadata_events metadataEvents{};
+    std::vector<pw_proxy*> added;
     std::string defaultSink;                                 // as the server writes it
     std::map<std::string, std::uint32_t, std::less<>> nodes; // by name
     int answered = -1;
     bool lost = false;
 
     ~State() {
+        for (pw_proxy* const sink : added)
+            pw_proxy_destroy(sink);
         for (pw_metadata* const metadata : {defaults, settings})
             if (metadata != nullptr)
                 pw_proxy_destroy(reinterpret_cast<pw_proxy*>(metadata));
@@ -143,8 +147,8 @@ void PipeWireClient::addSink(const std::string& name) {
     pw_properties* const properties =
         pw_properties_new("factory.name", "support.null-audio-sink", PW_KEY_NODE_NAME, name.c_str(),
                           PW_KEY_MEDIA_CLASS, "Audio/Sink", "audio.position", "[ FL FR ]", nullptr);
-    pw_core_create_object(state_->core, "adapter", PW_TYPE_INTERFACE_Node, PW_VERSION_NODE,
-                          &properties->dict, 0);
+    state_->added.push_back(static_cast<pw_proxy*>(pw_core_create_object(
+        state_->core, "adapter", PW_TYPE_INTERFACE_Node, PW_VERSION_NODE, &properties->dict, 0)));
     state_->settle();
     pw_properties_free(properties);
 }
