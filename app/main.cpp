@@ -34,9 +34,8 @@ int finish(const ProgramExit& exit) {
 }
 
 // Qt ends the process by itself when the display server has gone away, wherever it notices: with
-// exit() when that is an X server, and with _exit(), which leaves nothing to do, when it is a
-// Wayland compositor. What must be at rest by then is put to rest here; windows without a display
-// cannot even be destroyed.
+// exit() for an X server, with _exit() for a Wayland compositor. What must be at rest by then is
+// put to rest here; windows without a display cannot even be destroyed.
 std::function<void()> beforeExit; // NOLINT(cppcoreguidelines-avoid-non-const-global-variables)
 
 void endInOrder() {
