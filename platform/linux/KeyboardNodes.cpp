@@ -82,7 +82,7 @@ KeyboardNodes::KeyboardNodes(LoginSession& session)
     : session_(&session)
     , seat_(seatAtPresent(session))
     , udev_(udev_new()) {
-    session_->setChangeHandler([this] { followSession(); });
+    session.setChangeHandler([this, &session] { follow(session); });
     start();
 }
 
@@ -97,8 +97,8 @@ KeyboardNodes::~KeyboardNodes() {
         session_->setChangeHandler(nullptr);
 }
 
-void KeyboardNodes::followSession() {
-    std::string seat = seatAtPresent(*session_);
+void KeyboardNodes::follow(const LoginSession& session) {
+    std::string seat = seatAtPresent(session);
     if (seat == seat_)
         return;
     seat_ = std::move(seat);

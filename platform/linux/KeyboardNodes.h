@@ -60,7 +60,7 @@ private:
     using Monitor = Handle<udev_monitor, udev_monitor_unref>;
 
     void start();
-    void followSession();
+    void follow(const LoginSession& session);
     void startMonitor();
     std::vector<Device> search() const;
     void findAll();
