@@ -271,9 +271,8 @@ TEST(WaylandDesktopTest, WhenTheCompositorGoesTheProgramEndsAndTheNextDesktopFin
     WaylandDesktop desktop;
     ASSERT_TRUE(desktop.start());
     ASSERT_TRUE(desktop.startAgain("--toggle-mute"));
-    ASSERT_TRUE(desktop.settings.await("master.muted", true));
-    desktop.session.killCompositor();
-    EXPECT_NE(desktop.morvel->process().wait(20s), -1);
+    desktop.session.killCompositor(); // before the settings' delay is over
+    EXPECT_EQ(desktop.morvel->process().wait(20s), 0);
     EXPECT_EQ(desktop.settings.value("master.muted"), true);
     EXPECT_FALSE(desktop.startAgain("--toggle-mute")); // nobody is left
 }
