@@ -4,6 +4,8 @@
 #include "platform/linux/SystemRandom.h"
 #include "platform/simulated/SimulatedLog.h"
 #include "tests/desktop/MorvelProcess.h"
+#include "tests/support/BusServer.h"
+#include "tests/support/LinePipe.h"
 #include "tests/support/PipeWireClient.h"
 #include "tests/support/PipeWireRecorder.h"
 #include "tests/support/PipeWireServer.h"
@@ -21,7 +23,9 @@
 #include <cmath>
 #include <csignal>
 #include <cstdio>
+#include <filesystem>
 #include <fstream>
+#include <stdexcept>
 #include <thread>
 
 namespace morvel {
@@ -219,15 +223,56 @@ TEST_F(WholeProgramTest, TrustThatIsRevokedAndReturnsStopsAndStartsTheTap) {
     ASSERT_TRUE(revoked.awaitLine("event tap removed"));
 }
 
+// What anybody on a bus asks for that keeps the machine from sleeping or its screen from locking:
+// the services for it all call that the same.
+class InhibitionWatch {
+public:
+    InhibitionWatch(const std::string& bus, const std::filesystem::path& folder)
+        : bus_(bus)
+        , lines_(folder / "inhibitions")
+        , monitor_({.command = {"dbus-monitor", "--address", bus,
+                                std::string("member='") + request_ + '\''},
+                    .environment = {},
+                    .standardErrorFile = {},
+                    .inheritedDescriptors = {},
+                    .standardOutputFile = lines_.path()}) {
+        if (!lines_.await("member=NameLost"))
+            throw std::runtime_error("nobody watches the bus");
+    }
+    // How many there were; a last one, of the test's own, tells that none was missed.
+    std::size_t count() {
+        test::ChildProcess own(
+            {.command = {"dbus-send", "--bus=" + bus_, "--type=method_call",
+                         "--dest=org.freedesktop.login1", "/org/freedesktop/login1",
+                         std::string("org.freedesktop.login1.Manager.") + request_, "string:last"},
+             .environment = {},
+             .standardErrorFile = {},
+             .inheritedDescriptors = {}});
+        EXPECT_TRUE(lines_.await("string \"last\""));
+        return lines_.count(std::string("member=") + request_) - 1;
+    }
+
+private:
+    static constexpr const char* request_ = "Inhibit";
+    std::string bus_;
+    test::LinePipe lines_;
+    test::ChildProcess monitor_;
+};
+
 // One of each output, side by side, so that the minute passes once.
 TEST_F(WholeProgramTest, OnceOutputSleepsItWakesAtMostOnceASecondUntilTheNextKeySounds) {
+    const test::BusServer bus;
+    InhibitionWatch inhibitions(bus.address(), folder.path());
     sound.start();
     test::PipeWireServer server(folder.path() / "pipewire");
     server.start();
-    const std::string soon = "MORVEL_KEEP_WARM_SECONDS=1";
-    test::MorvelProcess throughPulse(home("pulse"), environment({soon}));
-    test::MorvelProcess throughPipeWire(
-        home("pipewire"), environment({soon, "PIPEWIRE_RUNTIME_DIR=" + server.runtimeFolder()}));
+    const std::vector<std::string> common = {"MORVEL_KEEP_WARM_SECONDS=1",
+                                             "DBUS_SESSION_BUS_ADDRESS=" + bus.address(),
+                                             "DBUS_SYSTEM_BUS_ADDRESS=" + bus.address()};
+    test::MorvelProcess throughPulse(home("pulse"), environment(common));
+    auto withPipeWire = common;
+    withPipeWire.push_back("PIPEWIRE_RUNTIME_DIR=" + server.runtimeFolder());
+    test::MorvelProcess throughPipeWire(home("pipewire"), environment(withPipeWire));
     ASSERT_TRUE(throughPulse.awaitLine("Audio output: PulseAudio"));
     ASSERT_TRUE(throughPipeWire.awaitLine("Audio output: PipeWire"));
     using Counts = std::array<std::uint64_t, 2>;
@@ -259,6 +304,7 @@ TEST_F(WholeProgramTest, OnceOutputSleepsItWakesAtMostOnceASecondUntilTheNextKey
     EXPECT_TRUE(pulse.awaitSound(0.02F, 2s));
     EXPECT_TRUE(pipeWire.awaitSound(0.02F, 2s));
     keys.release(XKB_KEY_a);
+    EXPECT_EQ(inhibitions.count(), 0U) << "neither awake nor asleep it keeps the machine awake";
 }
 
 } // namespace
