@@ -142,7 +142,7 @@ void CubebStream::rest() {
 }
 
 void CubebStream::disconnect() {
-    rest();
+    CubebStream::rest();
     if (context_ == nullptr)
         return;
     library_->destroy(context_);

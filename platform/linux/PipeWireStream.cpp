@@ -98,7 +98,7 @@ PipeWireStream::PipeWireStream(Listener& listener)
 }
 
 PipeWireStream::~PipeWireStream() {
-    close();
+    PipeWireStream::close();
     if (context_ != nullptr)
         pw_context_destroy(context_);
     if (loop_ == nullptr)
