@@ -376,7 +376,7 @@ TEST_F(DialDesktopTest, ClosingTheDrawerInTheMiddleOfASpinFadesTheWhir) {
     desktop.pointer.move(at(DrawerPlaces::onDial(0)));
     desktop.pointer.press();
     for (int degrees = 6; degrees <= 180; degrees += 6) {
-        std::this_thread::sleep_for(10ms);
+        std::this_thread::sleep_for(10ms); // how fast the hand turns is what is heard
         desktop.pointer.move(at(DrawerPlaces::onDial(degrees)));
     }
     ASSERT_TRUE(recorder.awaitSound(0.05F, 20s));

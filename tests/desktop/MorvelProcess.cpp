@@ -1,5 +1,7 @@
 #include "tests/desktop/MorvelProcess.h"
 
+#include <thread>
+
 namespace morvel::test {
 
 MorvelProcess::MorvelProcess(const std::string& home, std::vector<std::string> environment,
@@ -15,6 +17,10 @@ MorvelProcess::MorvelProcess(const std::string& home, std::vector<std::string> e
     command.insert(command.end(), options.begin(), options.end());
     process_ = std::make_unique<ChildProcess>(
         ChildProcess::Setup{std::move(command), std::move(environment), log_.path(), {}});
+}
+
+void passReopeningPause() {
+    std::this_thread::sleep_for(std::chrono::milliseconds(260));
 }
 
 } // namespace morvel::test

@@ -38,4 +38,8 @@ private:
     std::unique_ptr<ChildProcess> process_;
 };
 
+// Right after the drawer has closed a click on the icon does not open it, and a second click is
+// half of a double one. No event ends that time: it is the hand that waits.
+void passReopeningPause();
+
 } // namespace morvel::test

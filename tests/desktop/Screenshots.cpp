@@ -268,7 +268,7 @@ private:
         desktop_.pointer.press();
         for (int degrees = -90; degrees <= 40; degrees += 5) {
             desktop_.pointer.move(at(degrees));
-            std::this_thread::sleep_for(15ms);
+            std::this_thread::sleep_for(15ms); // at a hand's pace
         }
         std::this_thread::sleep_for(300ms); // it is let go of at rest
         desktop_.pointer.release();

@@ -9,7 +9,6 @@
 #include <gtest/gtest.h>
 
 #include <QDBusArgument>
-#include <thread>
 
 namespace morvel::test {
 namespace {
@@ -34,11 +33,6 @@ QPoint settingsEntry(const QRect& menu) {
 }
 QPoint lastEntry(const QRect& menu) {
     return {menu.center().x(), menu.bottom() - 14};
-}
-
-// So soon after a closing the icon does not open the drawer.
-void passReopeningPause() {
-    std::this_thread::sleep_for(260ms);
 }
 
 void strikeMuteShortcut(MorvelDesktop& desktop) {

@@ -14,7 +14,6 @@
 
 #include <csignal>
 #include <cstdlib>
-#include <thread>
 
 namespace morvel::test {
 namespace {
@@ -153,12 +152,6 @@ public:
     InputDevice& keyboard;
     std::unique_ptr<MorvelProcess> morvel;
 };
-
-// So soon after a closing the icon does not open the drawer, and a click is a second one to the
-// bar.
-void passReopeningPause() {
-    std::this_thread::sleep_for(260ms);
-}
 
 TEST(WaylandDesktopTest, KeysSoundByTheirKindAndTheIconOpensTheDrawerAsAWindowOfItsSize) {
     WaylandDesktop desktop;

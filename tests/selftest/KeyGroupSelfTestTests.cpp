@@ -3,7 +3,6 @@
 #include "platform/simulated/SimulatedLog.h"
 #include "platform/simulated/VirtualTime.h"
 #include "selftest/KeyGroupSelfTest.h"
-#include "selftest/keygroup/TemporaryTheme.h"
 #include "selftest/keygroup/VocabularyChecks.h"
 #include "tests/themes/ThemeFolder.h"
 
@@ -481,28 +480,6 @@ TEST(KeyGroupSelfTest, IsEnabledByExactlyOne) {
     EXPECT_FALSE(with("yes"));
     EXPECT_FALSE(with("1 "));
     EXPECT_FALSE(with(std::nullopt));
-}
-
-TEST(TemporaryTheme, TakesTheFirstFreeNameAndIsGoneWithItsEnd) {
-    const TemporaryFolder folder;
-    const fs::path themes = folder.folder("Themes");
-    writeClick(folder.folder("sounds") / "a.wav");
-    fs::create_directory(themes / "mine");
-    fs::create_symlink("nowhere", themes / "mine-2");
-    {
-        const auto theme = TemporaryTheme::write(themes, folder / "sounds",
-                                                 {"mine", "Mine", {{"keyboard.down", {"a.wav"}}}});
-        ASSERT_TRUE(theme) << theme.error();
-        EXPECT_EQ(theme->id(), "mine-3");
-        const auto manifest = ThemeManifest::readManifest(themes / "mine-3");
-        ASSERT_TRUE(manifest);
-        EXPECT_EQ(manifest->id, "mine");
-        EXPECT_EQ(manifest->name, "Mine");
-        EXPECT_EQ(manifest->authoredCategories(themes / "mine-3").size(), 12u);
-    }
-    EXPECT_TRUE(fs::is_directory(themes / "mine"));
-    EXPECT_TRUE(fs::is_symlink(themes / "mine-2"));
-    EXPECT_FALSE(fs::exists(themes / "mine-3"));
 }
 
 } // namespace

@@ -43,6 +43,7 @@ int main(int argc, char** argv) {
     write("runs\n");
     const int status = QCoreApplication::exec();
     write("ends\n");
+    // Slow to end, so that whoever has asked for the end and waits for it is seen to wait.
     std::atexit([] { std::this_thread::sleep_for(std::chrono::milliseconds(150)); });
     return status;
 }
