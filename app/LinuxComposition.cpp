@@ -64,6 +64,17 @@ AudioEngine::Options engineOptions(const Environment& environment) {
     return options;
 }
 
+// For an X server that takes no second connection.
+class NoHotKeyService : public HotKeyService {
+public:
+    HotKeyStatus installHandler(Handler) override { return eventInternalErr; }
+    Result<HotKeyReference, HotKeyStatus> registerHotKey(std::uint32_t, std::uint32_t,
+                                                         HotKeyIdentifier) override {
+        return eventInternalErr;
+    }
+    void unregisterHotKey(HotKeyReference) override {}
+};
+
 std::string searchPath(const Environment& environment) {
     return environment("PATH").value_or("/usr/local/bin:/usr/bin:/bin");
 }
@@ -76,14 +87,18 @@ std::vector<std::filesystem::path> windowsModules(const ApplicationBundle& bundl
     return {folder / "morvel-windows.so", folder.parent_path() / "lib/morvel/morvel-windows.so"};
 }
 
-// The program that gives access to keyboards: beside this one in a build, else where the system has
-// it. There it may be missing.
+// The program that gives access to keyboards: beside this one in a build, below the same prefix in
+// an installed copy, else where the system has it. There it may be missing.
 std::filesystem::path keyboardAccessProgram(const ApplicationBundle& bundle) {
-    std::filesystem::path installed(installedKeyboardAccess);
+    std::filesystem::path system(installedKeyboardAccess);
     if (!bundle.executable)
-        return installed;
-    const auto built = bundle.executable->parent_path() / installed.filename();
-    return locatedProgram(built.string(), {}).value_or(installed);
+        return system;
+    const std::filesystem::path folder = bundle.executable->parent_path();
+    const std::filesystem::path prefix = folder.parent_path().parent_path().parent_path();
+    for (const auto& place : {folder, prefix / "libexec"})
+        if (auto program = locatedProgram((place / system.filename()).string(), {}))
+            return std::move(*program);
+    return system;
 }
 
 // With a connection of its own: newer portals want to be told who is asking before all else.
@@ -151,10 +166,14 @@ struct Session {
             hotKeys = std::make_unique<X11HotKeyService>(*desktop, scheduler);
             poster = std::make_unique<X11KeyEventPoster>(*desktop);
             transients = std::make_unique<X11TransientWindows>(*desktop);
-        } else {
+        } else if (keyboards) {
             hotKeys = std::make_unique<PreferredHotKeyService>(
                 makePortalHotKeys(scheduler),
                 std::make_unique<EvdevHotKeyService>(*keyboards, *hotKeyKeymap), scheduler, log);
+        } else {
+            hotKeys = std::make_unique<NoHotKeyService>();
+        }
+        if (!desktop) {
             poster = std::make_unique<NoKeyEventPoster>();
             transients = std::make_unique<NoTransientWindows>();
         }

@@ -147,9 +147,16 @@ std::optional<KeyboardAccessAnswer> KeyboardAccess::start(const char* argument) 
                                     argv.data(), ::environ);
     if (error != 0)
         return systemFailure(error);
+    Descriptor process(static_cast<int>(::syscall(SYS_pidfd_open, child, 0)));
+    if (!process) {
+        const int problem = errno;
+        ::kill(child, SIGTERM); // not reaped yet, so it is still this one
+        ::waitpid(child, nullptr, 0);
+        return systemFailure(problem);
+    }
     child_ = child;
     errors_ = std::move(errors);
-    process_ = Descriptor(static_cast<int>(::syscall(SYS_pidfd_open, child, 0)));
+    process_ = std::move(process);
     notifier_ = std::make_unique<QSocketNotifier>(process_.get(), QSocketNotifier::Read);
     QObject::connect(notifier_.get(), &QSocketNotifier::activated, notifier_.get(),
                      [this] { ended(); });
@@ -158,13 +165,16 @@ std::optional<KeyboardAccessAnswer> KeyboardAccess::start(const char* argument) 
 
 void KeyboardAccess::ended() {
     int status = 0;
-    if (::waitpid(child_, &status, WNOHANG) == 0)
+    const pid_t reaped = ::waitpid(child_, &status, WNOHANG);
+    if (reaped == 0)
         return;
+    const int problem = errno;
     child_ = 0;
     notifier_->setEnabled(false);
     notifier_.release()->deleteLater(); // it is what calls
     process_.reset();
-    const KeyboardAccessAnswer answer = answerOf(status, firstLine(errors_.get()));
+    const KeyboardAccessAnswer answer =
+        reaped < 0 ? systemFailure(problem) : answerOf(status, firstLine(errors_.get()));
     errors_.reset();
     std::exchange(answered_, nullptr)(answer);
 }

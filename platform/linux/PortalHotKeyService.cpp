@@ -32,7 +32,10 @@ constexpr int noLimit = std::numeric_limits<int>::max();
 constexpr uint granted = 0;
 constexpr uint cancelledByUser = 1;
 
-// The keys as the shared specification of shortcuts writes them; nothing for an unknown key.
+// Between two repeats of a key that is held, in seconds: more than the longest delay of the first.
+constexpr double longestRepeat = 1;
+
+// The keys as portals write them; nothing for an unknown key.
 std::optional<QString> keysText(std::uint32_t keyCode, std::uint32_t modifiers) {
     const auto symbol = hotKeySymbol(keyCode);
     std::array<char, 64> name{};
@@ -234,6 +237,7 @@ void PortalHotKeyService::refuse() {
 void PortalHotKeyService::closeSession() {
     ++attempt_;
     step_ = Step::none;
+    held_.reset();
     if (const QString request = std::exchange(request_, {}); !request.isEmpty()) {
         follow(false, request, requestInterface, QStringLiteral("Response"),
                SLOT(responded(QDBusMessage)));
@@ -246,16 +250,29 @@ void PortalHotKeyService::closeSession() {
     }
 }
 
+bool PortalHotKeyService::isOurs(const QDBusMessage& motion) const {
+    return isFromPortal(motion) && delivery_.way == Way::desktop && registration_ &&
+           motion.signature().startsWith(QLatin1String("os")) &&
+           pathIn(motion.arguments().at(0)) == session_ &&
+           motion.arguments().at(1).toString() == setup_.shortcut;
+}
+
+// Some desktops tell of every repeat of a key that is held. A release that gets lost makes the
+// shortcut deaf for a moment only.
 void PortalHotKeyService::activated(const QDBusMessage& press) {
-    if (!isFromPortal(press) || delivery_.way != Way::desktop || !registration_ ||
-        !press.signature().startsWith(QLatin1String("os")) ||
-        pathIn(press.arguments().at(0)) != session_ ||
-        press.arguments().at(1).toString() != setup_.shortcut)
+    if (!isOurs(press))
         return;
-    if (handler_) {
+    const bool repeats = held_ != nullptr;
+    held_ = scheduler_.after(longestRepeat, [this] { held_.reset(); });
+    if (handler_ && !repeats) {
         const HotKeyIdentifier identifier = registration_->identifier;
         handler_(identifier); // may give the registration up
     }
+}
+
+void PortalHotKeyService::deactivated(const QDBusMessage& release) {
+    if (isOurs(release))
+        held_.reset();
 }
 
 void PortalHotKeyService::shortcutsChanged(const QDBusMessage& change) {
@@ -301,6 +318,8 @@ void PortalHotKeyService::speakWith(const QString& portal) {
             continue;
         follow(wanted, object, shortcutsInterface, QStringLiteral("Activated"),
                SLOT(activated(QDBusMessage)));
+        follow(wanted, object, shortcutsInterface, QStringLiteral("Deactivated"),
+               SLOT(deactivated(QDBusMessage)));
         follow(wanted, object, shortcutsInterface, QStringLiteral("ShortcutsChanged"),
                SLOT(shortcutsChanged(QDBusMessage)));
     }

@@ -91,6 +91,35 @@ TEST_F(PortalHotKeyServiceTest, AGrantedShortcutDeliversEachPressOnceWithItsIden
     EXPECT_EQ(presses_, (std::vector{mute, mute}));
 }
 
+TEST_F(PortalHotKeyServiceTest, HoldingTheKeysIsOnePressHoweverOftenTheDesktopTellsOfIt) {
+    bound();
+    for (int repeat = 0; repeat < 10; ++repeat) {
+        portal_.move("Activated");
+        EXPECT_EQ(pressesSoFar(), 1u);
+        time_.advance(0.6);
+    }
+    portal_.move("Deactivated");
+    portal_.press();
+    EXPECT_EQ(pressesSoFar(), 2u);
+}
+
+TEST_F(PortalHotKeyServiceTest, AReleaseThatIsNeverToldMakesItDeafForAMomentOnly) {
+    bound();
+    portal_.move("Activated");
+    EXPECT_EQ(pressesSoFar(), 1u);
+    time_.advance(1.1);
+    portal_.move("Activated");
+    EXPECT_EQ(pressesSoFar(), 2u);
+}
+
+TEST_F(PortalHotKeyServiceTest, TheReleaseOfAnotherShortcutIsNotOurs) {
+    bound();
+    portal_.move("Activated");
+    portal_.move("Deactivated", {}, "another");
+    portal_.move("Activated");
+    EXPECT_EQ(pressesSoFar(), 1u);
+}
+
 TEST_F(PortalHotKeyServiceTest, ThePortalIsToldTheNameTheShortcutItsMeaningAndTheWishedKeysOnce) {
     bound();
     EXPECT_EQ(portal_.registered, QStringList{"app.x.Y"});
@@ -185,6 +214,7 @@ TEST_F(PortalHotKeyServiceTest, AUserWhoDeclinesIsNotAskedAgain) {
     settle();
     time_.advance(3600);
     settle();
+    EXPECT_EQ(portal_.count("Registry.Register"), 1);
     EXPECT_EQ(portal_.bound.size(), 1u);
 }
 
