@@ -87,18 +87,8 @@ std::vector<std::filesystem::path> windowsModules(const ApplicationBundle& bundl
     return {folder / "morvel-windows.so", folder.parent_path() / "lib/morvel/morvel-windows.so"};
 }
 
-// The program that gives access to keyboards: beside this one in a build, below the same prefix in
-// an installed copy, else where the system has it. There it may be missing.
-std::filesystem::path keyboardAccessProgram(const ApplicationBundle& bundle) {
-    std::filesystem::path system(installedKeyboardAccess);
-    if (!bundle.executable)
-        return system;
-    const std::filesystem::path folder = bundle.executable->parent_path();
-    const std::filesystem::path prefix = folder.parent_path().parent_path().parent_path();
-    for (const auto& place : {folder, prefix / "libexec"})
-        if (auto program = locatedProgram((place / system.filename()).string(), {}))
-            return std::move(*program);
-    return system;
+bool isProgram(const std::filesystem::path& file) {
+    return locatedProgram(file.string(), {}).has_value();
 }
 
 // With a connection of its own: newer portals want to be told who is asking before all else.
@@ -119,7 +109,7 @@ struct Places {
         , configuration(configurationFolder(environment, home))
         , data(dataFolder(environment, home))
         , bundle(applicationBundle(runningExecutable(), MORVEL_SOURCE_THEMES))
-        , keyboardAccess(keyboardAccessProgram(bundle)) {}
+        , keyboardAccess(keyboardAccessProgram(bundle.executable, isProgram)) {}
 
     std::filesystem::path autostartEntry() const {
         return configuration / "autostart" / (std::string(applicationIdentifier) + ".desktop");

@@ -98,6 +98,24 @@ KeyboardAccessAnswer systemFailure(int error) {
 
 } // namespace
 
+std::filesystem::path
+keyboardAccessProgram(const std::optional<std::filesystem::path>& executable,
+                      const std::function<bool(const std::filesystem::path&)>& isProgram) {
+    std::filesystem::path system(installedKeyboardAccess);
+    if (!executable)
+        return system;
+    const std::filesystem::path folder = executable->parent_path();
+    if (auto built = folder / system.filename(); isProgram(built))
+        return built;
+    const std::filesystem::path bundle = folder.parent_path();
+    if (bundle.extension() != ".app")
+        return system;
+    const std::filesystem::path prefix = bundle.parent_path().parent_path();
+    if (auto installed = prefix / "libexec" / system.filename(); isProgram(installed))
+        return installed;
+    return system;
+}
+
 KeyboardAccess::KeyboardAccess(Setup setup)
     : setup_(std::move(setup)) {}
 

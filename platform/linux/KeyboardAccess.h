@@ -22,6 +22,13 @@ namespace morvel {
 // Where an installation for all users has the program, and where polkit's policy names it.
 inline constexpr std::string_view installedKeyboardAccess = "/usr/libexec/morvel-keyboard-access";
 
+// The program that belongs to `executable`, the running copy of Morvel: beside it in a build, in
+// the "libexec" of the same prefix where it is an installed copy (LinuxApplicationBundle.h), else
+// the one above, whether it is there or not. `isProgram` tells whether a file is one. Any thread.
+std::filesystem::path
+keyboardAccessProgram(const std::optional<std::filesystem::path>& executable,
+                      const std::function<bool(const std::filesystem::path&)>& isProgram);
+
 struct KeyboardAccessAnswer {
     enum class Kind {
         done,

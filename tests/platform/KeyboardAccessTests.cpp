@@ -5,6 +5,7 @@
 #include <gmock/gmock.h>
 
 #include <csignal>
+#include <set>
 
 namespace morvel {
 namespace {
@@ -42,6 +43,41 @@ protected:
     KeyboardAccess access_{{pkexec(), helper_}};
     void SetUp() override { writeProgram(helper_); }
 };
+
+class KeyboardAccessProgramPlace : public testing::Test {
+protected:
+    static std::string of(const std::optional<fs::path>& executable,
+                          const std::set<fs::path>& programs) {
+        return keyboardAccessProgram(executable,
+                                     [&](const fs::path& file) { return programs.contains(file); })
+            .string();
+    }
+};
+
+TEST_F(KeyboardAccessProgramPlace, IsBesideAProgramThatIsRunFromABuild) {
+    EXPECT_EQ(of("/src/build/dev/app/morvel",
+                 {"/src/build/dev/app/morvel-keyboard-access", installedKeyboardAccess}),
+              "/src/build/dev/app/morvel-keyboard-access");
+}
+
+TEST_F(KeyboardAccessProgramPlace, IsBelowThePrefixOfAnInstalledCopyWhicheverThatIs) {
+    for (const std::string& prefix : {std::string("/usr/local"), std::string("/opt/any prefix"),
+                                      std::string("/home/me/.local")})
+        EXPECT_EQ(of(prefix + "/lib/Morvel.app/bin/morvel",
+                     {prefix + "/libexec/morvel-keyboard-access", installedKeyboardAccess}),
+                  prefix + "/libexec/morvel-keyboard-access");
+    EXPECT_EQ(of("/usr/lib/Morvel.app/bin/morvel", {installedKeyboardAccess}),
+              installedKeyboardAccess);
+}
+
+TEST_F(KeyboardAccessProgramPlace, IsElseTheSystemsWhetherItIsThereOrNot) {
+    EXPECT_EQ(of("/opt/lib/Morvel.app/bin/morvel", {}), installedKeyboardAccess);
+    EXPECT_EQ(of("/morvel", {}), installedKeyboardAccess);
+    EXPECT_EQ(of(std::nullopt, {}), installedKeyboardAccess);
+    // No bundle: what lies some folders above has nothing to do with it.
+    EXPECT_EQ(of("/src/build/dev/app/morvel", {"/src/libexec/morvel-keyboard-access"}),
+              installedKeyboardAccess);
+}
 
 TEST_F(KeyboardAccessTest, AsksForTheHelperWithOneArgumentAndForNoTextualQuestion) {
     EXPECT_EQ(answerTo("exit 0").kind, Kind::done);
