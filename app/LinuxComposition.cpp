@@ -145,12 +145,8 @@ struct Session {
                                                 EvdevKeyTap::Services{*tapKeymap, scheduler, log});
             keyboardAccess.emplace(KeyboardAccess::Setup{
                 locatedProgram("pkexec", searchPath(environment)), accessProgram});
-            trust = std::make_unique<EvdevTrustSource>(*nodes, [this, &log] {
-                keyboardAccess->grant([&log](const KeyboardAccessAnswer& answer) {
-                    if (answer.kind != KeyboardAccessAnswer::Kind::done)
-                        log.line(fmt::format("No access to the keyboards — {}", answer.problem));
-                });
-            });
+            trust = std::make_unique<EvdevTrustSource>(
+                *nodes, [this, accessProgram, &log] { askForKeyboards(accessProgram, log); });
         }
         if (desktop) {
             hotKeys = std::make_unique<X11HotKeyService>(*desktop, scheduler);
@@ -169,7 +165,18 @@ struct Session {
         }
     }
 
-    std::unique_ptr<X11Connection> keyboard; // the tap's own: keys wait for nothing else
+    // Only ever by the permission window's button, so that somebody waits for what comes of it.
+    void askForKeyboards(const std::filesystem::path& program, Log& log) {
+        keyboardAccess->grant([this, program, &log](const KeyboardAccessAnswer& answer) {
+            if (answer.kind != KeyboardAccessAnswer::Kind::done)
+                log.line(fmt::format("No access to the keyboards — {}", answer.problem));
+            if (const auto page = grantHelp(answer, program); page && showHelp)
+                showHelp(*page);
+        });
+    }
+
+    std::function<void(const HelpPage&)> showHelp; // empty until there are windows for it
+    std::unique_ptr<X11Connection> keyboard;       // the tap's own: keys wait for nothing else
     std::unique_ptr<X11Connection> desktop;
     std::optional<LogindSession> login;
     std::optional<KeyboardNodes> nodes;
@@ -213,6 +220,7 @@ struct Composition::Objects {
         , delegate(delegateServices(), environment) {
         QObject::connect(&themes, &ThemeController::activeThemeIDChanged, &themes,
                          [this] { returnFreeMemorySoon(); });
+        session.showHelp = [this](const HelpPage& page) { windows.showHelp(page); };
         if (session.keyboard)
             session.keyboard->setLostHandler(std::move(endProcess));
     }

@@ -29,6 +29,7 @@ constexpr int dismissedStatus = 126;
 constexpr int notAuthorisedStatus = 127;
 
 constexpr std::size_t longestProblem = 500;
+constexpr std::size_t longestShown = 120; // in a small window
 
 class FileActions {
 public:
@@ -96,7 +97,36 @@ KeyboardAccessAnswer systemFailure(int error) {
     return {Kind::failed, std::generic_category().message(error)};
 }
 
+// The part of a sentence that a line of somebody else's is, cut between two characters.
+std::string sentencePart(std::string line) {
+    while (line.ends_with('.'))
+        line.pop_back();
+    if (line.size() <= longestShown)
+        return line;
+    std::size_t end = longestShown;
+    while (end > 0 && (static_cast<unsigned char>(line[end]) & 0xC0U) == 0x80U)
+        --end;
+    return line.substr(0, end) + "…";
+}
+
 } // namespace
+
+std::optional<HelpPage> grantHelp(const KeyboardAccessAnswer& answer,
+                                  const std::filesystem::path& helper) {
+    if (answer.kind == Kind::done || answer.kind == Kind::dismissed || answer.kind == Kind::busy)
+        return std::nullopt;
+    const char* const text =
+        answer.kind == Kind::noHelper
+            ? "A part of Morvel is missing, the program that gives access to the keyboards: "
+              "{}.\n\nInstall Morvel again. Then “Grant Access” asks for it, and an administrator "
+              "can give it by this command in a terminal."
+            : "The system has not given access to the keyboards: {}.\n\nAn administrator can give "
+              "it by this command in a terminal. From then on every program of the person at this "
+              "screen can read all that is typed, passwords too, and press keys itself.";
+    return HelpPage{"No access to the keyboards",
+                    fmt::format(fmt::runtime(text), sentencePart(answer.problem)),
+                    fmt::format("sudo {} --grant", asValidUtf8(helper.string()))};
+}
 
 std::filesystem::path
 keyboardAccessProgram(const std::optional<std::filesystem::path>& executable,

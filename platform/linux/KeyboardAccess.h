@@ -5,6 +5,7 @@
 // "morvel-keyboard-access" only after it. It may stand open for as long as the person likes.
 #pragma once
 
+#include "platform/DesktopPlaces.h"
 #include "platform/linux/Descriptor.h"
 
 #include <sys/types.h>
@@ -42,6 +43,11 @@ struct KeyboardAccessAnswer {
     Kind kind = Kind::failed;
     std::string problem; // unless done: one printable line
 };
+
+// For whoever has asked for access, where nothing came of it and not by their own doing: why, and
+// the command that gives it all the same. Any thread.
+std::optional<HelpPage> grantHelp(const KeyboardAccessAnswer& answer,
+                                  const std::filesystem::path& helper);
 
 class KeyboardAccess {
 public:

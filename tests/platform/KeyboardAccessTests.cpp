@@ -11,6 +11,7 @@ namespace morvel {
 namespace {
 
 namespace fs = std::filesystem;
+using testing::HasSubstr;
 using Kind = KeyboardAccessAnswer::Kind;
 
 // A program in pkexec's place tells what it was called with and ends as it is told to.
@@ -43,6 +44,33 @@ protected:
     KeyboardAccess access_{{pkexec(), helper_}};
     void SetUp() override { writeProgram(helper_); }
 };
+
+TEST(GrantHelp, TellsWhyThereIsNoAccessAndTheCommandThatGivesIt) {
+    for (const Kind kind : {Kind::notAuthorised, Kind::noPrompt, Kind::noHelper, Kind::failed}) {
+        const auto page = grantHelp({kind, "No agent found."}, "/opt/libexec/access");
+        ASSERT_TRUE(page);
+        EXPECT_THAT(page->text, HasSubstr(": No agent found.\n\n"));
+        EXPECT_THAT(page->text, HasSubstr("administrator"));
+        EXPECT_EQ(page->detail, "sudo /opt/libexec/access --grant");
+    }
+    EXPECT_THAT(grantHelp({Kind::noHelper, "x"}, "/a")->text, HasSubstr("Install Morvel again"));
+    EXPECT_THAT(grantHelp({Kind::noPrompt, "x"}, "/a")->text, HasSubstr("passwords"));
+}
+
+TEST(GrantHelp, SaysNothingToWhoHasGotItOrHasClosedTheQuestionOrStillSeesIt) {
+    for (const Kind kind : {Kind::done, Kind::dismissed, Kind::busy})
+        EXPECT_FALSE(grantHelp({kind, "no matter"}, "/a"));
+}
+
+TEST(GrantHelp, CutsALongLineBetweenTwoCharacters) {
+    std::string line;
+    for (int i = 0; i < 100; ++i)
+        line += "€"; // of three bytes
+    EXPECT_THAT(grantHelp({Kind::failed, line}, "/a")->text,
+                HasSubstr(": " + line.substr(0, 120) + "….\n"));
+    EXPECT_THAT(grantHelp({Kind::failed, "x" + line}, "/a")->text,
+                HasSubstr(": x" + line.substr(0, 117) + "….\n"));
+}
 
 class KeyboardAccessProgramPlace : public testing::Test {
 protected:
