@@ -211,6 +211,7 @@ void PortalHotKeyService::bind(const QVariantMap& results) {
     call << QVariant::fromValue(QDBusObjectPath(session_)) << QVariant::fromValue(shortcuts)
          << QString() << QVariantMap{{QStringLiteral("handle_token"), token}};
     request(Step::binding, call, token);
+    become({Way::deciding, {}});
 }
 
 // A list without ours is one from which the user has taken it.
@@ -222,6 +223,7 @@ void PortalHotKeyService::bound(const QVariantMap& results) {
     }
     const auto keys = keysOf(setup_.shortcut, list);
     if (!keys) {
+        declined_ = isShortcutList(list);
         refuse();
         return;
     }
@@ -230,7 +232,7 @@ void PortalHotKeyService::bound(const QVariantMap& results) {
 
 void PortalHotKeyService::refuse() {
     closeSession();
-    become({Way::none, {}});
+    become({declined_ ? Way::declined : Way::none, {}});
 }
 
 // Closes what there is, at whatever step it is.

@@ -3,9 +3,9 @@
 //
 // Nothing waits: a registration is under way when registerHotKey() returns, and delivery() tells
 // what came of it. The portal is asked again when it comes back, unless the user has declined, and
-// some seconds after it has closed a session that worked; whether its user is asked again is its own
-// affair. What does not come from the portal itself, or is about another session or shortcut, is
-// ignored.
+// some seconds after it has closed a session that worked; whether its user is asked again is its
+// own affair. What does not come from the portal itself, or is about another session or shortcut,
+// is ignored.
 //
 // Desktops remember a shortcut by the application and a name. An application that is not sandboxed
 // is known to newer portals by its own word, given before anything else comes through the same
@@ -54,7 +54,9 @@ public:
                                                          HotKeyIdentifier identifier) override;
     void unregisterHotKey(HotKeyReference reference) override;
 
-    // Way::asking, Way::desktop or, where the portal is not there or does not grant it, Way::none.
+    // Way::asking; from when the portal puts it before its user Way::deciding; Way::desktop,
+    // Way::declined until it is registered again or, where the portal is not there or cannot grant
+    // it, Way::none.
     HotKeyDelivery delivery() const override { return delivery_; }
     void setDeliveryHandler(const std::function<void()>& changed) override;
 
