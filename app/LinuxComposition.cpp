@@ -64,6 +64,17 @@ AudioEngine::Options engineOptions(const Environment& environment) {
     return options;
 }
 
+// For an X server that takes no second connection.
+class NoHotKeyService : public HotKeyService {
+public:
+    HotKeyStatus installHandler(Handler) override { return eventInternalErr; }
+    Result<HotKeyReference, HotKeyStatus> registerHotKey(std::uint32_t, std::uint32_t,
+                                                         HotKeyIdentifier) override {
+        return eventInternalErr;
+    }
+    void unregisterHotKey(HotKeyReference) override {}
+};
+
 std::string searchPath(const Environment& environment) {
     return environment("PATH").value_or("/usr/local/bin:/usr/bin:/bin");
 }
@@ -76,14 +87,8 @@ std::vector<std::filesystem::path> windowsModules(const ApplicationBundle& bundl
     return {folder / "morvel-windows.so", folder.parent_path() / "lib/morvel/morvel-windows.so"};
 }
 
-// The program that gives access to keyboards: beside this one in a build, else where the system has
-// it. There it may be missing.
-std::filesystem::path keyboardAccessProgram(const ApplicationBundle& bundle) {
-    std::filesystem::path installed(installedKeyboardAccess);
-    if (!bundle.executable)
-        return installed;
-    const auto built = bundle.executable->parent_path() / installed.filename();
-    return locatedProgram(built.string(), {}).value_or(installed);
+bool isProgram(const std::filesystem::path& file) {
+    return locatedProgram(file.string(), {}).has_value();
 }
 
 // With a connection of its own: newer portals want to be told who is asking before all else.
@@ -104,7 +109,7 @@ struct Places {
         , configuration(configurationFolder(environment, home))
         , data(dataFolder(environment, home))
         , bundle(applicationBundle(runningExecutable(), MORVEL_SOURCE_THEMES))
-        , keyboardAccess(keyboardAccessProgram(bundle)) {}
+        , keyboardAccess(keyboardAccessProgram(bundle.executable, isProgram)) {}
 
     std::filesystem::path autostartEntry() const {
         return configuration / "autostart" / (std::string(applicationIdentifier) + ".desktop");
@@ -140,27 +145,38 @@ struct Session {
                                                 EvdevKeyTap::Services{*tapKeymap, scheduler, log});
             keyboardAccess.emplace(KeyboardAccess::Setup{
                 locatedProgram("pkexec", searchPath(environment)), accessProgram});
-            trust = std::make_unique<EvdevTrustSource>(*nodes, [this, &log] {
-                keyboardAccess->grant([&log](const KeyboardAccessAnswer& answer) {
-                    if (answer.kind != KeyboardAccessAnswer::Kind::done)
-                        log.line(fmt::format("No access to the keyboards — {}", answer.problem));
-                });
-            });
+            trust = std::make_unique<EvdevTrustSource>(
+                *nodes, [this, accessProgram, &log] { askForKeyboards(accessProgram, log); });
         }
         if (desktop) {
             hotKeys = std::make_unique<X11HotKeyService>(*desktop, scheduler);
             poster = std::make_unique<X11KeyEventPoster>(*desktop);
             transients = std::make_unique<X11TransientWindows>(*desktop);
-        } else {
+        } else if (keyboards) {
             hotKeys = std::make_unique<PreferredHotKeyService>(
                 makePortalHotKeys(scheduler),
                 std::make_unique<EvdevHotKeyService>(*keyboards, *hotKeyKeymap), scheduler, log);
+        } else {
+            hotKeys = std::make_unique<NoHotKeyService>();
+        }
+        if (!desktop) {
             poster = std::make_unique<NoKeyEventPoster>();
             transients = std::make_unique<NoTransientWindows>();
         }
     }
 
-    std::unique_ptr<X11Connection> keyboard; // the tap's own: keys wait for nothing else
+    // Only ever by the permission window's button, so that somebody waits for what comes of it.
+    void askForKeyboards(const std::filesystem::path& program, Log& log) {
+        keyboardAccess->grant([this, program, &log](const KeyboardAccessAnswer& answer) {
+            if (answer.kind != KeyboardAccessAnswer::Kind::done)
+                log.line(fmt::format("No access to the keyboards — {}", answer.problem));
+            if (const auto page = grantHelp(answer, program); page && showHelp)
+                showHelp(*page);
+        });
+    }
+
+    std::function<void(const HelpPage&)> showHelp; // empty until there are windows for it
+    std::unique_ptr<X11Connection> keyboard;       // the tap's own: keys wait for nothing else
     std::unique_ptr<X11Connection> desktop;
     std::optional<LogindSession> login;
     std::optional<KeyboardNodes> nodes;
@@ -204,6 +220,7 @@ struct Composition::Objects {
         , delegate(delegateServices(), environment) {
         QObject::connect(&themes, &ThemeController::activeThemeIDChanged, &themes,
                          [this] { returnFreeMemorySoon(); });
+        session.showHelp = [this](const HelpPage& page) { windows.showHelp(page); };
         if (session.keyboard)
             session.keyboard->setLostHandler(std::move(endProcess));
     }

@@ -50,6 +50,8 @@ struct HotKeyDelivery {
         desktop,   // the desktop listens, for whatever keys its user has given the shortcut
         keyboards, // the program looks for the keys in what is typed; others get them, too
         asking,    // the desktop has not answered yet
+        deciding,  // nor has its user, before whom it has put the question
+        declined,  // the user does not want the shortcut
         none,      // not at present
     };
     Way way = Way::claimed;

@@ -22,6 +22,10 @@ std::string describe(const HotKeyDelivery& delivery) {
         return "looked for at the keyboards";
     case Way::asking:
         return "the desktop is being asked";
+    case Way::deciding:
+        return "the desktop asks its user";
+    case Way::declined:
+        return "none, the user has declined";
     case Way::none:
         break;
     }
@@ -47,8 +51,15 @@ PreferredHotKeyService::~PreferredHotKeyService() {
 }
 
 HotKeyStatus PreferredHotKeyService::installHandler(Handler handler) {
-    const HotKeyStatus preferred = preferred_->installHandler(handler);
-    const HotKeyStatus fallback = fallback_->installHandler(std::move(handler));
+    const HotKeyStatus preferred =
+        preferred_->installHandler([this, handler](const std::optional<HotKeyIdentifier>& press) {
+            return heard_ ? hotKeyNoErr : handler(press);
+        });
+    const HotKeyStatus fallback = fallback_->installHandler(
+        [this, handler = std::move(handler)](const std::optional<HotKeyIdentifier>& press) {
+            heard_ = scheduler_.after(samePress, [this] { heard_.reset(); });
+            return handler(press);
+        });
     return preferred == hotKeyNoErr ? preferred : fallback;
 }
 
@@ -106,7 +117,7 @@ void PreferredHotKeyService::follow() {
     if (registering_ || registrations_.empty())
         return;
     const Way way = preferred_->delivery().way;
-    if (way == Way::desktop) {
+    if (way == Way::desktop || way == Way::deciding || way == Way::declined) {
         leaveFallback();
     } else if (way != Way::asking || waited_) {
         joinFallback();

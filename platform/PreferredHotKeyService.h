@@ -2,8 +2,13 @@
 //
 // The preferred service, which may take its time to answer, has every hot key. The other one has
 // them only while the preferred one delivers no presses: from its refusal on or, at the start, once
-// it has been waited for long enough; it gives them up when the preferred one takes over. So a
-// press is never delivered twice.
+// it has been waited for long enough; it gives them up when the preferred one takes over. A press
+// that both hear as they change over is delivered once.
+//
+// The user's word counts: while the preferred service's user is being asked, maybe by a dialog that
+// wants the keys pressed, the other one does not listen, nor where that user has declined.
+//
+// Both services deliver presses on the main thread.
 #pragma once
 
 #include "platform/HotKeyService.h"
@@ -22,6 +27,8 @@ class PreferredHotKeyService : public HotKeyService {
 public:
     // In seconds: how long the preferred service's first answer is waited for.
     static constexpr double patience = 3;
+    // From a press that the other one has heard to when one of the preferred service's is another.
+    static constexpr double samePress = 0.3;
 
     // `scheduler` and `log` must outlive the service. Each change of where presses come from is one
     // log line.
@@ -64,6 +71,7 @@ private:
     bool registering_ = false; // what either says of itself meanwhile is not the last word
     bool waited_ = false;      // for the preferred service's answer, long enough
     std::unique_ptr<Timer> waiting_;
+    std::unique_ptr<Timer> heard_; // by the fallback, a moment ago
     std::optional<HotKeyDelivery> told_;
 };
 

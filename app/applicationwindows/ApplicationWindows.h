@@ -55,6 +55,9 @@ public:
     // Brings the settings window to the front.
     virtual void showSettings() = 0;
 
+    // Shows the page in place of the one before, in front of all other windows.
+    virtual void showHelp(const HelpPage& page) = 0;
+
     // Another settings window, hidden, that knows nothing of that one. It must not outlive the
     // windows.
     virtual std::unique_ptr<SettingsWindow> makeSettingsWindow() = 0;

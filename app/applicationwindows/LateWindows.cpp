@@ -71,6 +71,11 @@ void LateWindows::showSettings() {
         all->showSettings();
 }
 
+void LateWindows::showHelp(const HelpPage& page) {
+    if (ApplicationWindows* const all = windows())
+        all->showHelp(page);
+}
+
 std::unique_ptr<SettingsWindow> LateWindows::makeSettingsWindow() {
     ApplicationWindows* const all = windows();
     return all != nullptr ? all->makeSettingsWindow() : nullptr;

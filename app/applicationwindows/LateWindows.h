@@ -20,6 +20,7 @@ public:
     void show(AccessibilityPermission& permission) override;
     void close() override;
     void showSettings();
+    void showHelp(const HelpPage& page);
     // Null where the windows cannot be made. Must not outlive this.
     std::unique_ptr<SettingsWindow> makeSettingsWindow();
 

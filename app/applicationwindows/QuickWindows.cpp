@@ -47,6 +47,7 @@ public:
 
     PermissionWindow& permissionWindow() override { return permission_; }
     void showSettings() override { settings_.show(); }
+    void showHelp(const HelpPage& page) override { help_.show(page); }
     std::unique_ptr<SettingsWindow> makeSettingsWindow() override {
         return std::make_unique<QuickSettingsWindow>(factory_, log_, shown_);
     }

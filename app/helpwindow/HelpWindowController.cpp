@@ -12,7 +12,7 @@ void HelpWindowController::show(const HelpPage& page) {
     emit pageChanged();
     if (!window_)
         window_ =
-            windows_.makeWindow(QStringLiteral("Morvel Help"), QSize(420, 260),
+            windows_.makeWindow(QStringLiteral("Morvel Help"), QSize(420, 300),
                                 {appView(QStringLiteral("HelpView")),
                                  {{QStringLiteral("page"), QVariant::fromValue<QObject*>(this)}}});
     if (window_)

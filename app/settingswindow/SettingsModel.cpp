@@ -47,6 +47,12 @@ QString describe(const HotKeyDelivery& delivery) {
                               "front gets the keys, too.");
     case Way::asking:
         return QStringLiteral("Mute shortcut: waiting for your desktop’s answer.");
+    case Way::deciding:
+        return QStringLiteral("Mute shortcut: waiting for your answer to your desktop.");
+    case Way::declined:
+        return QStringLiteral(
+            "Mute shortcut: none, as you declined it. Your desktop is asked again "
+            "when Morvel is started again.");
     case Way::none:
         break;
     }

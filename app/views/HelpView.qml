@@ -8,7 +8,7 @@ Rectangle {
     required property QtObject page
 
     width: 420
-    height: 260
+    height: 300
     color: Appearance.window
 
     Column {

@@ -120,6 +120,8 @@ void QuickPopover::showNormal(bool leavable) {
         return;
     leavable_ = leavable;
     visited_ = false;
+    pointerInside_ = false;
+    pointerLeft_.invalidate();
     rise_ = 0;
     const QRect available = screenOf(std::nullopt)->availableGeometry();
     QRect place(QPoint(0, 0), size_);
@@ -255,16 +257,13 @@ void QuickPopover::buttonChanged(bool down) {
     });
 }
 
-// Where the pointer alone moves the keyboard, a normal window loses it on the pointer's way there.
-//
 // A window manager that is still busy with the click, or with a window that has just gone, may hand
 // the keyboard on once more while the popover opens.
 void QuickPopover::keyboardLost() {
     if (state_ != State::shown || awaitsExposure_)
         return;
     if (style_ == Style::normalWindow) {
-        if (leavable_ && visited_)
-            close();
+        turnedAway();
         return;
     }
     if (animation_.state() == QAbstractAnimation::Running)
@@ -276,6 +275,21 @@ void QuickPopover::keyboardLost() {
             if (state_ == State::shown && !window_->isActive())
                 keyboardLost();
         });
+}
+
+// Of a press elsewhere a normal window hears only by the loss of the keyboard. Where the pointer
+// alone moves the keyboard, it loses that on the pointer's way there as well, and whenever the
+// pointer steps out, which may be told a little before or after.
+void QuickPopover::turnedAway() {
+    if (!leavable_ || !visited_)
+        return;
+    if (pointerInside_)
+        QTimer::singleShot(steppingMs, this, [this] {
+            if (pointerInside_ && !window_->isActive())
+                close();
+        });
+    else if (!pointerLeft_.isValid() || pointerLeft_.hasExpired(steppingMs))
+        close();
 }
 
 void QuickPopover::finishClosing() {
@@ -301,7 +315,12 @@ bool QuickPopover::eventFilter(QObject* watched, QEvent* event) {
         exposed();
     else if (event->type() == QEvent::FocusOut)
         keyboardLost();
-    else if (event->type() == QEvent::Enter || event->type() == QEvent::KeyPress)
+    else if (event->type() == QEvent::Enter)
+        visited_ = pointerInside_ = true;
+    else if (event->type() == QEvent::Leave) {
+        pointerInside_ = false;
+        pointerLeft_.start();
+    } else if (event->type() == QEvent::KeyPress)
         visited_ = true;
     else if (event->type() == QEvent::MouseButtonPress)
         pressedInside_.start();

@@ -23,6 +23,7 @@ public:
     static constexpr int insideNewsMs = 30;    // that the window's own press may be late
     static constexpr qint64 insideMs = 90;     // that a press inside is the one just seen
     static constexpr int shortcutHeldMs = 100; // between looks at who has the keyboard
+    static constexpr int steppingMs = 150;     // that the pointer and the keyboard leave apart
 
     // `engine` and `windows` must outlive the popover. `title` is that of the normal window.
     QuickPopover(std::function<QQmlEngine&()> engine, TransientWindows& windows, QString title,
@@ -55,6 +56,7 @@ private:
     void setProgress(qreal progress);
     void buttonChanged(bool down);
     void keyboardLost();
+    void turnedAway();
     void finishClosing();
     QRect sheet() const;
 
@@ -73,6 +75,8 @@ private:
     bool awaitsExposure_ = false;
     bool leavable_ = false; // a normal window that closes when the user turns to something else
     bool visited_ = false;  // and to which the user has turned
+    bool pointerInside_ = false;
+    QElapsedTimer pointerLeft_; // since then; only for a normal window
     bool buttonDown_ = false;
     QElapsedTimer pressedInside_;   // since the last press that the window was sent
     bool pressedElsewhere_ = false; // and the button is still down

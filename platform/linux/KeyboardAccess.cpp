@@ -29,6 +29,7 @@ constexpr int dismissedStatus = 126;
 constexpr int notAuthorisedStatus = 127;
 
 constexpr std::size_t longestProblem = 500;
+constexpr std::size_t longestShown = 120; // in a small window
 
 class FileActions {
 public:
@@ -96,7 +97,54 @@ KeyboardAccessAnswer systemFailure(int error) {
     return {Kind::failed, std::generic_category().message(error)};
 }
 
+// The part of a sentence that a line of somebody else's is, cut between two characters.
+std::string sentencePart(std::string line) {
+    while (line.ends_with('.'))
+        line.pop_back();
+    if (line.size() <= longestShown)
+        return line;
+    std::size_t end = longestShown;
+    while (end > 0 && (static_cast<unsigned char>(line[end]) & 0xC0U) == 0x80U)
+        --end;
+    return line.substr(0, end) + "…";
+}
+
 } // namespace
+
+std::optional<HelpPage> grantHelp(const KeyboardAccessAnswer& answer,
+                                  const std::filesystem::path& helper) {
+    if (answer.kind == Kind::done || answer.kind == Kind::dismissed || answer.kind == Kind::busy)
+        return std::nullopt;
+    const char* const text =
+        answer.kind == Kind::noHelper
+            ? "A part of Morvel is missing, the program that gives access to the keyboards: "
+              "{}.\n\nInstall Morvel again. Then “Grant Access” asks for it, and an administrator "
+              "can give it by this command in a terminal."
+            : "The system has not given access to the keyboards: {}.\n\nAn administrator can give "
+              "it by this command in a terminal. From then on every program of the person at this "
+              "screen can read all that is typed, passwords too, and press keys itself.";
+    return HelpPage{"No access to the keyboards",
+                    fmt::format(fmt::runtime(text), sentencePart(answer.problem)),
+                    fmt::format("sudo {} --grant", asValidUtf8(helper.string()))};
+}
+
+std::filesystem::path
+keyboardAccessProgram(const std::optional<std::filesystem::path>& executable,
+                      const std::function<bool(const std::filesystem::path&)>& isProgram) {
+    std::filesystem::path system(installedKeyboardAccess);
+    if (!executable)
+        return system;
+    const std::filesystem::path folder = executable->parent_path();
+    if (auto built = folder / system.filename(); isProgram(built))
+        return built;
+    const std::filesystem::path bundle = folder.parent_path();
+    if (bundle.extension() != ".app")
+        return system;
+    const std::filesystem::path prefix = bundle.parent_path().parent_path();
+    if (auto installed = prefix / "libexec" / system.filename(); isProgram(installed))
+        return installed;
+    return system;
+}
 
 KeyboardAccess::KeyboardAccess(Setup setup)
     : setup_(std::move(setup)) {}
@@ -147,9 +195,16 @@ std::optional<KeyboardAccessAnswer> KeyboardAccess::start(const char* argument) 
                                     argv.data(), ::environ);
     if (error != 0)
         return systemFailure(error);
+    Descriptor process(static_cast<int>(::syscall(SYS_pidfd_open, child, 0)));
+    if (!process) {
+        const int problem = errno;
+        ::kill(child, SIGTERM); // not reaped yet, so it is still this one
+        ::waitpid(child, nullptr, 0);
+        return systemFailure(problem);
+    }
     child_ = child;
     errors_ = std::move(errors);
-    process_ = Descriptor(static_cast<int>(::syscall(SYS_pidfd_open, child, 0)));
+    process_ = std::move(process);
     notifier_ = std::make_unique<QSocketNotifier>(process_.get(), QSocketNotifier::Read);
     QObject::connect(notifier_.get(), &QSocketNotifier::activated, notifier_.get(),
                      [this] { ended(); });
@@ -158,13 +213,16 @@ std::optional<KeyboardAccessAnswer> KeyboardAccess::start(const char* argument) 
 
 void KeyboardAccess::ended() {
     int status = 0;
-    if (::waitpid(child_, &status, WNOHANG) == 0)
+    const pid_t reaped = ::waitpid(child_, &status, WNOHANG);
+    if (reaped == 0)
         return;
+    const int problem = errno;
     child_ = 0;
     notifier_->setEnabled(false);
     notifier_.release()->deleteLater(); // it is what calls
     process_.reset();
-    const KeyboardAccessAnswer answer = answerOf(status, firstLine(errors_.get()));
+    const KeyboardAccessAnswer answer =
+        reaped < 0 ? systemFailure(problem) : answerOf(status, firstLine(errors_.get()));
     errors_.reset();
     std::exchange(answered_, nullptr)(answer);
 }

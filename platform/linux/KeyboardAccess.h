@@ -5,6 +5,7 @@
 // "morvel-keyboard-access" only after it. It may stand open for as long as the person likes.
 #pragma once
 
+#include "platform/DesktopPlaces.h"
 #include "platform/linux/Descriptor.h"
 
 #include <sys/types.h>
@@ -22,6 +23,13 @@ namespace morvel {
 // Where an installation for all users has the program, and where polkit's policy names it.
 inline constexpr std::string_view installedKeyboardAccess = "/usr/libexec/morvel-keyboard-access";
 
+// The program that belongs to `executable`, the running copy of Morvel: beside it in a build, in
+// the "libexec" of the same prefix where it is an installed copy (LinuxApplicationBundle.h), else
+// the one above, whether it is there or not. `isProgram` tells whether a file is one. Any thread.
+std::filesystem::path
+keyboardAccessProgram(const std::optional<std::filesystem::path>& executable,
+                      const std::function<bool(const std::filesystem::path&)>& isProgram);
+
 struct KeyboardAccessAnswer {
     enum class Kind {
         done,
@@ -35,6 +43,11 @@ struct KeyboardAccessAnswer {
     Kind kind = Kind::failed;
     std::string problem; // unless done: one printable line
 };
+
+// For whoever has asked for access, where nothing came of it and not by their own doing: why, and
+// the command that gives it all the same. Any thread.
+std::optional<HelpPage> grantHelp(const KeyboardAccessAnswer& answer,
+                                  const std::filesystem::path& helper);
 
 class KeyboardAccess {
 public:

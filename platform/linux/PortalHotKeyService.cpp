@@ -32,7 +32,10 @@ constexpr int noLimit = std::numeric_limits<int>::max();
 constexpr uint granted = 0;
 constexpr uint cancelledByUser = 1;
 
-// The keys as the shared specification of shortcuts writes them; nothing for an unknown key.
+// Between two repeats of a key that is held, in seconds: more than the longest delay of the first.
+constexpr double longestRepeat = 1;
+
+// The keys as portals write them; nothing for an unknown key.
 std::optional<QString> keysText(std::uint32_t keyCode, std::uint32_t modifiers) {
     const auto symbol = hotKeySymbol(keyCode);
     std::array<char, 64> name{};
@@ -208,6 +211,7 @@ void PortalHotKeyService::bind(const QVariantMap& results) {
     call << QVariant::fromValue(QDBusObjectPath(session_)) << QVariant::fromValue(shortcuts)
          << QString() << QVariantMap{{QStringLiteral("handle_token"), token}};
     request(Step::binding, call, token);
+    become({Way::deciding, {}});
 }
 
 // A list without ours is one from which the user has taken it.
@@ -219,6 +223,7 @@ void PortalHotKeyService::bound(const QVariantMap& results) {
     }
     const auto keys = keysOf(setup_.shortcut, list);
     if (!keys) {
+        declined_ = isShortcutList(list);
         refuse();
         return;
     }
@@ -227,13 +232,14 @@ void PortalHotKeyService::bound(const QVariantMap& results) {
 
 void PortalHotKeyService::refuse() {
     closeSession();
-    become({Way::none, {}});
+    become({declined_ ? Way::declined : Way::none, {}});
 }
 
 // Closes what there is, at whatever step it is.
 void PortalHotKeyService::closeSession() {
     ++attempt_;
     step_ = Step::none;
+    held_.reset();
     if (const QString request = std::exchange(request_, {}); !request.isEmpty()) {
         follow(false, request, requestInterface, QStringLiteral("Response"),
                SLOT(responded(QDBusMessage)));
@@ -246,16 +252,29 @@ void PortalHotKeyService::closeSession() {
     }
 }
 
+bool PortalHotKeyService::isOurs(const QDBusMessage& motion) const {
+    return isFromPortal(motion) && delivery_.way == Way::desktop && registration_ &&
+           motion.signature().startsWith(QLatin1String("os")) &&
+           pathIn(motion.arguments().at(0)) == session_ &&
+           motion.arguments().at(1).toString() == setup_.shortcut;
+}
+
+// Some desktops tell of every repeat of a key that is held. A release that gets lost makes the
+// shortcut deaf for a moment only.
 void PortalHotKeyService::activated(const QDBusMessage& press) {
-    if (!isFromPortal(press) || delivery_.way != Way::desktop || !registration_ ||
-        !press.signature().startsWith(QLatin1String("os")) ||
-        pathIn(press.arguments().at(0)) != session_ ||
-        press.arguments().at(1).toString() != setup_.shortcut)
+    if (!isOurs(press))
         return;
-    if (handler_) {
+    const bool repeats = held_ != nullptr;
+    held_ = scheduler_.after(longestRepeat, [this] { held_.reset(); });
+    if (handler_ && !repeats) {
         const HotKeyIdentifier identifier = registration_->identifier;
         handler_(identifier); // may give the registration up
     }
+}
+
+void PortalHotKeyService::deactivated(const QDBusMessage& release) {
+    if (isOurs(release))
+        held_.reset();
 }
 
 void PortalHotKeyService::shortcutsChanged(const QDBusMessage& change) {
@@ -301,6 +320,8 @@ void PortalHotKeyService::speakWith(const QString& portal) {
             continue;
         follow(wanted, object, shortcutsInterface, QStringLiteral("Activated"),
                SLOT(activated(QDBusMessage)));
+        follow(wanted, object, shortcutsInterface, QStringLiteral("Deactivated"),
+               SLOT(deactivated(QDBusMessage)));
         follow(wanted, object, shortcutsInterface, QStringLiteral("ShortcutsChanged"),
                SLOT(shortcutsChanged(QDBusMessage)));
     }

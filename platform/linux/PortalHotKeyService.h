@@ -2,10 +2,10 @@
 // listens, and tells of presses. It decides on the keys; ours are a wish.
 //
 // Nothing waits: a registration is under way when registerHotKey() returns, and delivery() tells
-// what came of it. Each registration is put before the user once. The portal is asked again when it
-// comes back, unless the user has declined, and some seconds after it has closed a session that
-// worked. What does not come from the portal itself, or is about another session or shortcut, is
-// ignored.
+// what came of it. The portal is asked again when it comes back, unless the user has declined, and
+// some seconds after it has closed a session that worked; whether its user is asked again is its
+// own affair. What does not come from the portal itself, or is about another session or shortcut,
+// is ignored.
 //
 // Desktops remember a shortcut by the application and a name. An application that is not sandboxed
 // is known to newer portals by its own word, given before anything else comes through the same
@@ -54,13 +54,16 @@ public:
                                                          HotKeyIdentifier identifier) override;
     void unregisterHotKey(HotKeyReference reference) override;
 
-    // Way::asking, Way::desktop or, where the portal is not there or does not grant it, Way::none.
+    // Way::asking; from when the portal puts it before its user Way::deciding; Way::desktop,
+    // Way::declined until it is registered again or, where the portal is not there or cannot grant
+    // it, Way::none.
     HotKeyDelivery delivery() const override { return delivery_; }
     void setDeliveryHandler(const std::function<void()>& changed) override;
 
 private slots:
     void responded(const QDBusMessage& response);
     void activated(const QDBusMessage& press);
+    void deactivated(const QDBusMessage& release);
     void shortcutsChanged(const QDBusMessage& change);
     void sessionClosed(const QDBusMessage& closing);
 
@@ -88,6 +91,7 @@ private:
     QDBusMessage portalCall(const QString& interface, const QString& method) const;
     void close(const QString& path, const QString& interface);
     bool isFromPortal(const QDBusMessage& message) const;
+    bool isOurs(const QDBusMessage& motion) const;
     QString pathOf(const QString& kind, const QString& token) const;
     void follow(bool wanted, const QString& path, const QString& interface, const QString& signal,
                 const char* slot);
@@ -108,6 +112,7 @@ private:
     QString request_;       // that a response is awaited to
     Step step_ = Step::none;
     std::unique_ptr<Timer> reopening_;
+    std::unique_ptr<Timer> held_; // while the shortcut is, as far as is known
 };
 
 } // namespace morvel

@@ -24,12 +24,15 @@ void registerPortalShortcutTypes() {
     qDBusRegisterMetaType<PortalShortcuts>();
 }
 
+bool isShortcutList(const QVariant& list) {
+    return list.canConvert<QDBusArgument>() &&
+           list.value<QDBusArgument>().currentSignature() == QLatin1String("a(sa{sv})");
+}
+
 std::optional<QString> keysOf(const QString& name, const QVariant& list) {
-    if (!list.canConvert<QDBusArgument>())
+    if (!isShortcutList(list))
         return std::nullopt;
     const auto argument = list.value<QDBusArgument>();
-    if (argument.currentSignature() != QLatin1String("a(sa{sv})"))
-        return std::nullopt;
     PortalShortcuts shortcuts;
     argument >> shortcuts;
     const auto found = std::find_if(shortcuts.begin(), shortcuts.end(),

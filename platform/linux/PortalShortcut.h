@@ -22,6 +22,9 @@ const QDBusArgument& operator>>(const QDBusArgument& argument, PortalShortcut& s
 // Before the first of them is sent.
 void registerPortalShortcutTypes();
 
+// Whether what was received is a list of shortcuts, an empty one too.
+bool isShortcutList(const QVariant& list);
+
 // The desktop's words for the keys of the shortcut with this name, in one line, from a list as it
 // was received; empty where it has none. Nothing where the shortcut is not in the list, or it is no
 // such list.

@@ -5,7 +5,9 @@
 #include <QSemaphore>
 #include <QThread>
 #include <QtGlobal>
+#include <atomic>
 #include <chrono>
+#include <iostream>
 #include <memory>
 #include <utility>
 
@@ -17,9 +19,10 @@ using namespace std::chrono_literals;
 
 constexpr auto longestEnd = 5s;
 
-// Set and reset by the main thread; another thread takes part only while Qt's run.
+// The main thread's.
 std::function<void()> lostHandler; // NOLINT(cppcoreguidelines-avoid-non-const-global-variables)
-QtMessageHandler writeMessage =    // NOLINT(cppcoreguidelines-avoid-non-const-global-variables)
+// Null for the moment from when ours is in place: Qt's threads may write at any time.
+std::atomic<QtMessageHandler> writeMessage = // NOLINT(cppcoreguidelines-avoid-non-const-global-variables)
     nullptr;
 
 void endOnMainThread() {
@@ -30,7 +33,10 @@ void endOnMainThread() {
 void handle(QtMsgType type, const QMessageLogContext& context, const QString& text) {
     // So begin Qt's words for it, whatever the reason.
     const bool isLoss = text.startsWith(QLatin1String("The Wayland connection "));
-    writeMessage(type, context, text);
+    if (const QtMessageHandler write = writeMessage)
+        write(type, context, text);
+    else
+        std::cerr << qFormatLogMessage(type, context, text).toStdString() + "\n";
     if (!isLoss || QCoreApplication::instance() == nullptr)
         return;
     if (QThread::currentThread() == QCoreApplication::instance()->thread()) {

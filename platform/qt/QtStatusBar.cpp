@@ -159,7 +159,6 @@ private:
         if (namesIcons_ && !secondary) {
             if (sinceClick_.isValid() && sinceClick_.elapsed() < sameClickMs)
                 return;
-            sinceClick_.start();
         }
         QRect pointed(0, 0, pointedSize, pointedSize);
         pointed.moveCenter(QCursor::pos());
@@ -167,6 +166,9 @@ private:
         if (clicked_)
             clicked_(
                 {secondary, (QGuiApplication::queryKeyboardModifiers() & Qt::AltModifier) != 0});
+        // From here: what the click does may take its time, and the other is waiting already.
+        if (namesIcons_ && !secondary)
+            sinceClick_.start();
     }
 
     std::optional<QRect> toldPlace() const {

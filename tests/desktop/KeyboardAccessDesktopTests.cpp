@@ -5,6 +5,7 @@
 #include "tests/desktop/SuperuserSession.h"
 #include "tests/desktop/UserDesktop.h"
 #include "tests/support/InputDevices.h"
+#include "tests/support/MountNamespace.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -28,22 +29,24 @@ constexpr const char* played = "TRACE play ";
 class KeyboardAccessDesktopTest : public testing::Test {
 protected:
     void SetUp() override {
-        if (geteuid() != 0)
-            GTEST_SKIP() << "only the superuser can give access to keyboards";
+        if (!canMountInPrivate())
+            GTEST_SKIP()
+                << "access to keyboards is given by the superuser, in folders of the test's "
+                   "own, which unshare --mount refuses in some containers";
         superuser.emplace();
         if (access(MORVEL_PROGRAM, X_OK) != 0)
             GTEST_SKIP() << "an ordinary user may not run what is built in this folder";
         devices.emplace();
         desktop.emplace(DesktopSession::Setup{.panel = Panel::none, .sound = true});
     }
-    MorvelProcess& start() {
+    // `programs` is where the program looks for "pkexec" first.
+    MorvelProcess& start(const std::filesystem::path& programs) {
         return desktop->start(
-            {},
-            {"XDG_SESSION_TYPE=wayland", "WAYLAND_DISPLAY=", "XDG_SEAT", "QT_QPA_PLATFORM=xcb",
-             "MORVEL_AUDIO_TRACE=1", "PATH=" + superuser->programs().string() + ":/usr/bin:/bin",
-             "LD_PRELOAD=libumockdev-preload.so.0",
-             // The library that redirects the program's calls stands before the sanitizer's.
-             "ASAN_OPTIONS=detect_odr_violation=1:verify_asan_link_order=0"});
+            {}, {"XDG_SESSION_TYPE=wayland", "WAYLAND_DISPLAY=", "XDG_SEAT", "QT_QPA_PLATFORM=xcb",
+                 "MORVEL_AUDIO_TRACE=1", "PATH=" + programs.string() + ":/usr/bin:/bin",
+                 "LD_PRELOAD=libumockdev-preload.so.0",
+                 // The library that redirects the program's calls stands before the sanitizer's.
+                 "ASAN_OPTIONS=detect_odr_violation=1:verify_asan_link_order=0"});
     }
     // Waits until the program has done all that was asked of it before.
     bool isSettled() {
@@ -72,7 +75,7 @@ TEST_F(KeyboardAccessDesktopTest, IsGivenByTheWindowsButtonNoticedLiveAndTakenBa
     InputDevice& keyboard = plugUnreadable("69");
     ASSERT_EQ(superuser->apply(), 0);
     ASSERT_TRUE(superuser->isNotGiven(name(keyboard)));
-    MorvelProcess& morvel = start();
+    MorvelProcess& morvel = start(superuser->programs());
     ASSERT_TRUE(morvel.awaitLine(shown));
     ASSERT_TRUE(desktop->windows.await(titled(permissionTitle)));
     EXPECT_EQ(keyboard.readers(), 0);
@@ -109,6 +112,25 @@ TEST_F(KeyboardAccessDesktopTest, IsGivenByTheWindowsButtonNoticedLiveAndTakenBa
     keyboard.type(KEY_SPACE);
     ASSERT_TRUE(isSettled());
     EXPECT_EQ(morvel.count(played), before);
+    EXPECT_EQ(desktop->end(SIGTERM), 0);
+}
+
+TEST_F(KeyboardAccessDesktopTest,
+       WhereNobodyAsksForThePasswordTheButtonTellsTheCommandThatGivesIt) {
+    plugUnreadable("69");
+    const std::filesystem::path programs = desktop->session.home() + "/programs";
+    writeText(programs / "pkexec",
+              "#!/bin/sh\necho 'No authentication agent found.' >&2\nexit 127\n");
+    std::filesystem::permissions(programs / "pkexec", std::filesystem::perms::owner_all);
+    MorvelProcess& morvel = start(programs);
+    ASSERT_TRUE(desktop->windows.await(titled(permissionTitle)));
+    ASSERT_TRUE(desktop->click(permissionTitle, "Grant Access"));
+    ASSERT_TRUE(morvel.awaitLine("No access to the keyboards — No authentication agent found."));
+    ASSERT_TRUE(desktop->windows.await(titled(helpTitle)));
+    EXPECT_TRUE(desktop->controls.await(helpTitle, "No access to the keyboards"));
+    EXPECT_TRUE(desktop->controls.await(helpTitle, "sudo " MORVEL_KEYBOARD_ACCESS " --grant"));
+    ASSERT_TRUE(desktop->click(helpTitle, "OK"));
+    EXPECT_TRUE(desktop->windows.awaitNone(titled(helpTitle)));
     EXPECT_EQ(desktop->end(SIGTERM), 0);
 }
 

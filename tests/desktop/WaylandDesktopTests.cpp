@@ -14,6 +14,7 @@
 
 #include <csignal>
 #include <cstdlib>
+#include <thread>
 
 namespace morvel::test {
 namespace {
@@ -153,6 +154,15 @@ public:
     std::unique_ptr<MorvelProcess> morvel;
 };
 
+// A keyboard that is lost sooner after the pointer's leave counts as taken along by it.
+void passPointersLeave() {
+    std::this_thread::sleep_for(400ms);
+}
+
+SwayControl::Wanted focused(const std::string& title) {
+    return [title](const SwayWindow& window) { return window.title == title && window.focused; };
+}
+
 TEST(WaylandDesktopTest, KeysSoundByTheirKindAndTheIconOpensTheDrawerAsAWindowOfItsSize) {
     WaylandDesktop desktop;
     ASSERT_TRUE(desktop.start());
@@ -190,7 +200,42 @@ TEST(WaylandDesktopTest, KeysSoundByTheirKindAndTheIconOpensTheDrawerAsAWindowOf
     desktop.session.input().move({5, 5}); // over the desktop, and into the drawer
     desktop.session.input().move(drawer->place.topLeft() + QPoint(5, 5));
     EXPECT_TRUE(desktop.isShown("Fidget Drawer"));
+    desktop.session.input().move({5, 5});
+    passPointersLeave();
+    EXPECT_TRUE(desktop.isShown("Fidget Drawer"));
     desktop.session.input().click({5, 5});
+    EXPECT_TRUE(desktop.awaitNone("Fidget Drawer"));
+}
+
+TEST(WaylandDesktopTest, WhereThePointerTakesTheKeyboardAlongTheDrawerStaysWhenThePointerLeavesIt) {
+    WaylandDesktop desktop({.sound = true, .focusFollowsPointer = true});
+    SwayControl& compositor = desktop.session.compositor();
+    WaylandInput& input = desktop.session.input();
+    ASSERT_TRUE(desktop.start());
+    ASSERT_TRUE(desktop.startAgain("--settings"));
+    ASSERT_TRUE(desktop.await("Morvel Settings"));
+    ASSERT_TRUE(compositor.run("[title=\"Morvel Settings\"] move position 0 0"));
+    const auto settings = compositor.await([](const SwayWindow& window) {
+        constexpr int nearTheCorner = 50;
+        return window.title == "Morvel Settings" && window.place.left() < nearTheCorner;
+    });
+    ASSERT_TRUE(settings);
+    ASSERT_TRUE(desktop.clickIcon());
+    const auto drawer = desktop.await("Fidget Drawer");
+    ASSERT_TRUE(drawer);
+    const QPoint inside = drawer->place.bottomRight() - QPoint(20, 20);
+    const QPoint outside = settings->place.topLeft() + QPoint(20, 20);
+    ASSERT_FALSE(settings->place.contains(inside));
+    ASSERT_FALSE(drawer->place.contains(outside));
+    for (int times = 0; times < 2; ++times) {
+        input.move(inside);
+        ASSERT_TRUE(compositor.await(focused("Fidget Drawer")));
+        input.move(outside);
+        ASSERT_TRUE(compositor.await(focused("Morvel Settings")));
+        passPointersLeave();
+    }
+    EXPECT_TRUE(desktop.isShown("Fidget Drawer"));
+    ASSERT_TRUE(desktop.clickIcon());
     EXPECT_TRUE(desktop.awaitNone("Fidget Drawer"));
 }
 

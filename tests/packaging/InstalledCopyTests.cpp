@@ -1,5 +1,7 @@
 #include "platform/ApplicationIdentifier.h"
+#include "platform/linux/KeyboardAccess.h"
 #include "platform/linux/LinuxApplicationBundle.h"
+#include "platform/linux/SearchPath.h"
 #include "tests/packaging/InstalledCopy.h"
 
 #include <gmock/gmock.h>
@@ -74,6 +76,14 @@ TEST_F(InstalledCopy, KnowsItsBundleItsIdentityAndItsThemesWhenStartedByItsComma
     EXPECT_EQ(found.path, prefix / bundle);
     EXPECT_EQ(found.identifier, identifier);
     EXPECT_EQ(found.themes, prefix / bundle / "share/Sounds");
+}
+
+TEST_F(InstalledCopy, HasTheSystemAskedForItsOwnProgramThatGivesAccessToTheKeyboards) {
+    const auto isProgram = [](const fs::path& file) {
+        return locatedProgram(file.string(), {}).has_value();
+    };
+    EXPECT_EQ(keyboardAccessProgram(fs::canonical(prefix / "bin/morvel"), isProgram),
+              prefix / "libexec/morvel-keyboard-access");
 }
 
 TEST_F(InstalledCopy, StaysWholeWhenItsPrefixIsMoved) {

@@ -18,6 +18,7 @@ using test::InstalledCopy;
 using test::Ran;
 using test::run;
 using testing::AllOf;
+using testing::ContainsRegex;
 using testing::HasSubstr;
 using testing::StartsWith;
 
@@ -113,9 +114,11 @@ TEST_F(InstalledFiles, ManualPageAndReadmeTellHowAccessToTheKeyboardsIsGivenAndT
     EXPECT_THAT(manualPage().output,
                 AllOf(HasSubstr("pkexec " + program + " --revoke"),
                       HasSubstr("pkexec " + program + " --grant"),
+                      ContainsRegex("another[[:space:]]+prefix"),
                       HasSubstr("/etc/udev/rules.d/70-" + identifier + "-keyboards.rules")));
     EXPECT_THAT(manualPage("man8/morvel-keyboard-access.8.gz").output,
                 AllOf(HasSubstr(program + " {--grant | --revoke}"),
+                      ContainsRegex("another[[:space:]]+prefix"),
                       HasSubstr("/etc/udev/rules.d/70-" + identifier + "-keyboards.rules")));
 }
 

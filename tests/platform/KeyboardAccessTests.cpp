@@ -5,11 +5,13 @@
 #include <gmock/gmock.h>
 
 #include <csignal>
+#include <set>
 
 namespace morvel {
 namespace {
 
 namespace fs = std::filesystem;
+using testing::HasSubstr;
 using Kind = KeyboardAccessAnswer::Kind;
 
 // A program in pkexec's place tells what it was called with and ends as it is told to.
@@ -42,6 +44,68 @@ protected:
     KeyboardAccess access_{{pkexec(), helper_}};
     void SetUp() override { writeProgram(helper_); }
 };
+
+TEST(GrantHelp, TellsWhyThereIsNoAccessAndTheCommandThatGivesIt) {
+    for (const Kind kind : {Kind::notAuthorised, Kind::noPrompt, Kind::noHelper, Kind::failed}) {
+        const auto page = grantHelp({kind, "No agent found."}, "/opt/libexec/access");
+        ASSERT_TRUE(page);
+        EXPECT_THAT(page->text, HasSubstr(": No agent found.\n\n"));
+        EXPECT_THAT(page->text, HasSubstr("administrator"));
+        EXPECT_EQ(page->detail, "sudo /opt/libexec/access --grant");
+    }
+    EXPECT_THAT(grantHelp({Kind::noHelper, "x"}, "/a")->text, HasSubstr("Install Morvel again"));
+    EXPECT_THAT(grantHelp({Kind::noPrompt, "x"}, "/a")->text, HasSubstr("passwords"));
+}
+
+TEST(GrantHelp, SaysNothingToWhoHasGotItOrHasClosedTheQuestionOrStillSeesIt) {
+    for (const Kind kind : {Kind::done, Kind::dismissed, Kind::busy})
+        EXPECT_FALSE(grantHelp({kind, "no matter"}, "/a"));
+}
+
+TEST(GrantHelp, CutsALongLineBetweenTwoCharacters) {
+    std::string line;
+    for (int i = 0; i < 100; ++i)
+        line += "€"; // of three bytes
+    EXPECT_THAT(grantHelp({Kind::failed, line}, "/a")->text,
+                HasSubstr(": " + line.substr(0, 120) + "….\n"));
+    EXPECT_THAT(grantHelp({Kind::failed, "x" + line}, "/a")->text,
+                HasSubstr(": x" + line.substr(0, 117) + "….\n"));
+}
+
+class KeyboardAccessProgramPlace : public testing::Test {
+protected:
+    static std::string of(const std::optional<fs::path>& executable,
+                          const std::set<fs::path>& programs) {
+        return keyboardAccessProgram(executable,
+                                     [&](const fs::path& file) { return programs.contains(file); })
+            .string();
+    }
+};
+
+TEST_F(KeyboardAccessProgramPlace, IsBesideAProgramThatIsRunFromABuild) {
+    EXPECT_EQ(of("/src/build/dev/app/morvel",
+                 {"/src/build/dev/app/morvel-keyboard-access", installedKeyboardAccess}),
+              "/src/build/dev/app/morvel-keyboard-access");
+}
+
+TEST_F(KeyboardAccessProgramPlace, IsBelowThePrefixOfAnInstalledCopyWhicheverThatIs) {
+    for (const std::string& prefix : {std::string("/usr/local"), std::string("/opt/any prefix"),
+                                      std::string("/home/me/.local")})
+        EXPECT_EQ(of(prefix + "/lib/Morvel.app/bin/morvel",
+                     {prefix + "/libexec/morvel-keyboard-access", installedKeyboardAccess}),
+                  prefix + "/libexec/morvel-keyboard-access");
+    EXPECT_EQ(of("/usr/lib/Morvel.app/bin/morvel", {installedKeyboardAccess}),
+              installedKeyboardAccess);
+}
+
+TEST_F(KeyboardAccessProgramPlace, IsElseTheSystemsWhetherItIsThereOrNot) {
+    EXPECT_EQ(of("/opt/lib/Morvel.app/bin/morvel", {}), installedKeyboardAccess);
+    EXPECT_EQ(of("/morvel", {}), installedKeyboardAccess);
+    EXPECT_EQ(of(std::nullopt, {}), installedKeyboardAccess);
+    // No bundle: what lies some folders above has nothing to do with it.
+    EXPECT_EQ(of("/src/build/dev/app/morvel", {"/src/libexec/morvel-keyboard-access"}),
+              installedKeyboardAccess);
+}
 
 TEST_F(KeyboardAccessTest, AsksForTheHelperWithOneArgumentAndForNoTextualQuestion) {
     EXPECT_EQ(answerTo("exit 0").kind, Kind::done);

@@ -83,12 +83,41 @@ protected:
 TEST_F(PortalHotKeyServiceTest, AGrantedShortcutDeliversEachPressOnceWithItsIdentifier) {
     bound();
     EXPECT_EQ(service_->delivery().keys, "Ctrl+Alt+Super+M");
-    EXPECT_EQ(told_, (std::vector{Way::asking, Way::desktop}));
+    EXPECT_EQ(told_, (std::vector{Way::asking, Way::deciding, Way::desktop}));
     portal_.press();
     EXPECT_EQ(pressesSoFar(), 1u);
     portal_.press();
     EXPECT_EQ(pressesSoFar(), 2u);
     EXPECT_EQ(presses_, (std::vector{mute, mute}));
+}
+
+TEST_F(PortalHotKeyServiceTest, HoldingTheKeysIsOnePressHoweverOftenTheDesktopTellsOfIt) {
+    bound();
+    for (int repeat = 0; repeat < 10; ++repeat) {
+        portal_.move("Activated");
+        EXPECT_EQ(pressesSoFar(), 1u);
+        time_.advance(0.6);
+    }
+    portal_.move("Deactivated");
+    portal_.press();
+    EXPECT_EQ(pressesSoFar(), 2u);
+}
+
+TEST_F(PortalHotKeyServiceTest, AReleaseThatIsNeverToldMakesItDeafForAMomentOnly) {
+    bound();
+    portal_.move("Activated");
+    EXPECT_EQ(pressesSoFar(), 1u);
+    time_.advance(1.1);
+    portal_.move("Activated");
+    EXPECT_EQ(pressesSoFar(), 2u);
+}
+
+TEST_F(PortalHotKeyServiceTest, TheReleaseOfAnotherShortcutIsNotOurs) {
+    bound();
+    portal_.move("Activated");
+    portal_.move("Deactivated", {}, "another");
+    portal_.move("Activated");
+    EXPECT_EQ(pressesSoFar(), 1u);
 }
 
 TEST_F(PortalHotKeyServiceTest, ThePortalIsToldTheNameTheShortcutItsMeaningAndTheWishedKeysOnce) {
@@ -144,10 +173,11 @@ TEST_F(PortalHotKeyServiceTest, AnAnswerMayTakeAnyTime) {
     claim();
     ASSERT_TRUE(test::runUntil([&] { return portal_.held() == 1; }));
     time_.advance(3600);
+    EXPECT_EQ(service_->delivery().way, Way::asking);
     portal_.respond();
     ASSERT_TRUE(test::runUntil([&] { return portal_.bound.size() == 1 && portal_.held() == 1; }));
     time_.advance(3600);
-    EXPECT_EQ(service_->delivery().way, Way::asking);
+    EXPECT_EQ(service_->delivery().way, Way::deciding);
     portal_.respond();
     EXPECT_TRUE(becomes(Way::desktop));
 }
@@ -178,14 +208,22 @@ TEST_F(PortalHotKeyServiceTest, APortalThatDoesNotKnowWhoAsksIsNone) {
 TEST_F(PortalHotKeyServiceTest, AUserWhoDeclinesIsNotAskedAgain) {
     portal_.bindResponse = 1;
     portal_.appear();
-    claim();
-    EXPECT_TRUE(becomes(Way::none));
+    const HotKeyReference reference = claim();
+    EXPECT_TRUE(becomes(Way::declined));
     portal_.vanish();
     portal_.appear();
     settle();
     time_.advance(3600);
     settle();
+    EXPECT_EQ(service_->delivery().way, Way::declined);
+    EXPECT_EQ(portal_.count("Registry.Register"), 1);
     EXPECT_EQ(portal_.bound.size(), 1u);
+
+    service_->unregisterHotKey(reference);
+    EXPECT_EQ(service_->delivery().way, Way::none);
+    portal_.bindResponse = 0;
+    claim();
+    EXPECT_TRUE(becomes(Way::desktop));
 }
 
 TEST_F(PortalHotKeyServiceTest, APortalThatFailsIsAskedAgainWhenItComesBack) {
@@ -207,11 +245,12 @@ TEST_F(PortalHotKeyServiceTest, ASessionThatIsRefusedIsNone) {
     EXPECT_TRUE(portal_.bound.empty());
 }
 
-TEST_F(PortalHotKeyServiceTest, AListFromWhichTheShortcutWasTakenIsNoneAndTheSessionIsClosed) {
+TEST_F(PortalHotKeyServiceTest,
+       AListFromWhichTheShortcutWasTakenIsADeclinedOneAndTheSessionIsClosed) {
     portal_.shortcuts = test::shortcutList("other", {{"trigger_description", "F1"}});
     portal_.appear();
     claim();
-    EXPECT_TRUE(becomes(Way::none));
+    EXPECT_TRUE(becomes(Way::declined));
     EXPECT_TRUE(test::runUntil([&] { return portal_.closed.contains(portal_.session); }));
 }
 
@@ -249,7 +288,7 @@ TEST_F(PortalHotKeyServiceTest, KeysThatTheUserChangesAreFollowed) {
     bound();
     portal_.changeKeys("Meta+F9");
     EXPECT_TRUE(test::runUntil([&] { return service_->delivery().keys == "Meta+F9"; }));
-    EXPECT_EQ(told_.size(), 3u);
+    EXPECT_EQ(told_.size(), 4u);
 }
 
 TEST_F(PortalHotKeyServiceTest, PressesOfAnotherShortcutOrAnotherSessionAreIgnored) {

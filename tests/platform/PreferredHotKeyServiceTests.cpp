@@ -97,6 +97,49 @@ TEST_F(PreferredHotKeyServiceTest, TheOtherOneHasItWhileThePreferredOneIsAway) {
     EXPECT_TRUE(evdev.registered.empty());
 }
 
+TEST_F(PreferredHotKeyServiceTest, WhileTheUserIsAskedTheOtherOneDoesNotListenHoweverLong) {
+    claim();
+    portal.become({Way::deciding, {}});
+    time.advance(3600);
+    EXPECT_TRUE(evdev.registered.empty());
+    EXPECT_EQ(service.delivery().way, Way::deciding);
+    EXPECT_THAT(log.lines().back(), EndsWith("Hotkey presses: the desktop asks its user"));
+}
+
+TEST_F(PreferredHotKeyServiceTest, AUserWhoIsAskedLateEndsTheOthersListening) {
+    claim();
+    time.advance(60);
+    ASSERT_EQ(evdev.registered.size(), 1u);
+    portal.become({Way::deciding, {}});
+    EXPECT_TRUE(evdev.registered.empty());
+    portal.become({Way::none, {}}); // no answer will come
+    EXPECT_EQ(evdev.registered.size(), 1u);
+}
+
+TEST_F(PreferredHotKeyServiceTest, WhatTheUserDeclinesTheOtherOneDoesNotListenForEither) {
+    claim();
+    portal.become({Way::deciding, {}});
+    portal.become({Way::declined, {}});
+    time.advance(3600);
+    EXPECT_TRUE(evdev.registered.empty());
+    EXPECT_EQ(service.delivery().way, Way::declined);
+    EXPECT_THAT(log.lines().back(), EndsWith("Hotkey presses: none, the user has declined"));
+}
+
+TEST_F(PreferredHotKeyServiceTest, APressThatBothHearAsTheyChangeOverIsOne) {
+    claim();
+    time.advance(60);
+    evdev.press(mute);
+    portal.become({Way::desktop, {}});
+    time.advance(PreferredHotKeyService::samePress - 0.1);
+    EXPECT_EQ(portal.press(mute), hotKeyNoErr);
+    EXPECT_EQ(presses, 1);
+    time.advance(0.2);
+    portal.press(mute);
+    portal.press(mute);
+    EXPECT_EQ(presses, 3);
+}
+
 TEST_F(PreferredHotKeyServiceTest, WhereThePreferredOneCannotBeAskedTheOtherOneHasItAtOnce) {
     portal.registrationStatus = eventInternalErr;
     portal.become({Way::none, {}});

@@ -158,14 +158,17 @@ void ShortcutPortal::respond() {
 }
 
 void ShortcutPortal::press(const QString& otherSession, const QString& otherName) {
+    move("Activated", otherSession, otherName);
+    move("Deactivated", otherSession, otherName);
+}
+
+void ShortcutPortal::move(const char* motion, const QString& otherSession,
+                          const QString& otherName) {
     const QString name = bound.empty() ? QString() : bound.back().name;
-    for (const char* const motion : {"Activated", "Deactivated"}) {
-        QDBusMessage press = signalFor(root, shortcutsInterface, motion);
-        press << QVariant::fromValue(
-                     QDBusObjectPath(otherSession.isEmpty() ? session : otherSession))
-              << (otherName.isEmpty() ? name : otherName) << qulonglong{1} << QVariantMap();
-        bus_.send(press);
-    }
+    QDBusMessage moved = signalFor(root, shortcutsInterface, motion);
+    moved << QVariant::fromValue(QDBusObjectPath(otherSession.isEmpty() ? session : otherSession))
+          << (otherName.isEmpty() ? name : otherName) << qulonglong{1} << QVariantMap();
+    bus_.send(moved);
 }
 
 void ShortcutPortal::changeKeys(const QString& now) {

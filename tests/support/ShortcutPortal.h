@@ -52,6 +52,8 @@ public:
     // The keys of the last shortcut that was bound are pressed and released, or, where they are
     // said, those of another one.
     void press(const QString& session = {}, const QString& name = {});
+    // One of the two alone: "Activated", as some send again while it is held, or "Deactivated".
+    void move(const char* motion, const QString& session = {}, const QString& name = {});
     void changeKeys(const QString& now);
     void closeSession();
     // Anything else it may say.

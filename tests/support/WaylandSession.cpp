@@ -18,9 +18,8 @@ constexpr const char* itemWatcher = "org.kde.StatusNotifierWatcher";
 constexpr auto usualLimit = SwayControl::usualLimit;
 constexpr int smallestIcon = 8;
 
-// The pointer's moves alone change nothing that a test does not ask for.
 constexpr const char* compositorConfiguration = R"(xwayland disable
-focus_follows_mouse no
+focus_follows_mouse {}
 font "sans 10"
 output HEADLESS-1 resolution {}x{} position 0 0
 output HEADLESS-1 scale {}
@@ -103,9 +102,10 @@ void WaylandSession::startCompositor() {
     const std::string socket = home() + "/runtime/sway";
     const std::string configuration = home() + "/sway";
     LinePipe ready(home() + "/ready");
-    writeText(configuration, fmt::format(compositorConfiguration, screen.width() * setup_.scale,
-                                         screen.height() * setup_.scale, setup_.scale,
-                                         setup_.background & 0xffffff, ready.path()));
+    writeText(configuration,
+              fmt::format(compositorConfiguration, setup_.focusFollowsPointer ? "yes" : "no",
+                          screen.width() * setup_.scale, screen.height() * setup_.scale,
+                          setup_.scale, setup_.background & 0xffffff, ready.path()));
     std::vector<std::string> variables = {
         "WLR_BACKENDS=headless",  "WLR_RENDERER=pixman",  "WLR_LIBINPUT_NO_DEVICES=1",
         "WLR_HEADLESS_OUTPUTS=1", "LIBSEAT_BACKEND=noop", "SWAYSOCK=" + socket,

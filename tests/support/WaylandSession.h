@@ -25,6 +25,7 @@ public:
         bool sound = false;
         int scale = 1;
         QRgb background = qRgb(196, 210, 222);
+        bool focusFollowsPointer = false; // the keyboard, as this compositor has it by default
     };
 
     static constexpr QRect screen{0, 0, 1280, 800};

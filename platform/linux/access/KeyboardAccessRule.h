@@ -38,7 +38,8 @@ AccessChange grantKeyboardAccess(const AccessSystem& system);
 // but not on the tag's absence, and the login manager leaves alone what has no tag any more. Only a
 // keyboard that another rule gives to the person at the seat stays so. Until it is plugged in anew,
 // or the system is started anew, udev remembers the tag: where something else has udev look at the
-// keyboard again, it is given again.
+// keyboard again, it is given again, to whoever has the seat then, and since the tag is not a
+// current one it is not withdrawn when the seat passes on to another session.
 AccessChange revokeKeyboardAccess(const AccessSystem& system);
 
 } // namespace morvel

@@ -5,6 +5,7 @@
 // also be made to press keys.
 #pragma once
 
+#include <span>
 #include <string>
 #include <string_view>
 
@@ -14,7 +15,11 @@ namespace morvel {
 // the one that acts on the tag.
 std::string keyboardRuleName();
 
-// The file's whole content. A file with any other content is not ours.
+// The file's whole content.
 std::string_view keyboardRuleText();
+
+// Every content that it has ever had, the one above first. A file with any other is not ours: what
+// was given with a text that is missing here could not be taken back any more.
+std::span<const std::string_view> keyboardRuleTexts();
 
 } // namespace morvel

@@ -8,6 +8,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <array>
 #include <cerrno>
 #include <cstddef>
@@ -22,7 +23,9 @@ namespace {
 constexpr std::array folders = {"etc", "udev", "rules.d"};
 constexpr mode_t readableByAll = 0644;
 
-enum class Place { empty, ours };
+using Texts = std::span<const std::string_view>;
+
+enum class Place { empty, current, earlier };
 
 std::string problem(const std::filesystem::path& path, std::string_view reason) {
     return path.string() + ": " + std::string(reason);
@@ -56,8 +59,15 @@ bool isRegular(const struct stat& status) {
     return S_ISREG(status.st_mode);
 }
 
+std::size_t longestOf(Texts texts) {
+    std::size_t longest = 0;
+    for (const std::string_view text : texts)
+        longest = std::max(longest, text.size());
+    return longest;
+}
+
 // Reads no more than tells.
-Result<bool, std::string> holdsTheRule(const RulesFolder& folder) {
+Result<Place, std::string> placeOf(const RulesFolder& folder, Texts texts) {
     const Descriptor file(::openat(folder.descriptor.get(), keyboardRuleName().c_str(),
                                    O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY | O_CLOEXEC));
     struct stat status {};
@@ -65,7 +75,7 @@ Result<bool, std::string> holdsTheRule(const RulesFolder& folder) {
         return lastProblem(folder.rule);
     if (!isRegular(status))
         return problem(folder.rule, "not a regular file, left alone");
-    std::string content(keyboardRuleText().size() + 1, '\0');
+    std::string content(longestOf(texts) + 1, '\0');
     std::size_t length = 0;
     while (length < content.size()) {
         const ssize_t count = ::read(file.get(), content.data() + length, content.size() - length);
@@ -78,11 +88,14 @@ Result<bool, std::string> holdsTheRule(const RulesFolder& folder) {
         length += static_cast<std::size_t>(count);
     }
     content.resize(length);
-    return content == keyboardRuleText();
+    const auto text = std::ranges::find(texts, std::string_view(content));
+    if (text == texts.end())
+        return problem(folder.rule, "not written by this program or changed since, left alone");
+    return text == texts.begin() ? Place::current : Place::earlier;
 }
 
 // Looked at before it is opened: opening a device can have effects of its own.
-Result<Place, std::string> lookedAt(const RulesFolder& folder) {
+Result<Place, std::string> lookedAt(const RulesFolder& folder, Texts texts) {
     struct stat status {};
     if (::fstatat(folder.descriptor.get(), keyboardRuleName().c_str(), &status,
                   AT_SYMLINK_NOFOLLOW) != 0) {
@@ -92,12 +105,7 @@ Result<Place, std::string> lookedAt(const RulesFolder& folder) {
     }
     if (!isRegular(status))
         return problem(folder.rule, "not a regular file, left alone");
-    const auto ours = holdsTheRule(folder);
-    if (!ours)
-        return ours.error();
-    if (!ours.value())
-        return problem(folder.rule, "not written by this program or changed since, left alone");
-    return Place::ours;
+    return placeOf(folder, texts);
 }
 
 bool writeAll(int file, std::string_view text) {
@@ -132,20 +140,28 @@ Descriptor createTemporary(const RulesFolder& folder) {
 } // namespace
 
 AccessProblem writeKeyboardRule(const std::filesystem::path& root) {
+    return writeRule(root, keyboardRuleTexts());
+}
+
+AccessProblem removeKeyboardRule(const std::filesystem::path& root) {
+    return removeRule(root, keyboardRuleTexts());
+}
+
+AccessProblem writeRule(const std::filesystem::path& root, Texts texts) {
     const auto folder = openFolder(root);
     if (!folder)
         return folder.error();
-    const auto place = lookedAt(folder.value());
+    const auto place = lookedAt(folder.value(), texts);
     if (!place)
         return place.error();
-    if (place.value() == Place::ours)
+    if (place.value() == Place::current)
         return std::nullopt;
     const int number = folder->descriptor.get();
     const Descriptor file = createTemporary(folder.value());
     if (!file)
         return lastProblem(folder->rule);
     // A folder can give what is made in it a group of its own.
-    if (!writeAll(file.get(), keyboardRuleText()) ||
+    if (!writeAll(file.get(), texts.front()) ||
         ::fchown(file.get(), ::geteuid(), ::getegid()) != 0 ||
         ::fchmod(file.get(), readableByAll) != 0 || ::fsync(file.get()) != 0 ||
         ::renameat(number, temporaryName().c_str(), number, keyboardRuleName().c_str()) != 0) {
@@ -157,11 +173,11 @@ AccessProblem writeKeyboardRule(const std::filesystem::path& root) {
     return std::nullopt;
 }
 
-AccessProblem removeKeyboardRule(const std::filesystem::path& root) {
+AccessProblem removeRule(const std::filesystem::path& root, Texts texts) {
     const auto folder = openFolder(root);
     if (!folder)
         return folder.error();
-    const auto place = lookedAt(folder.value());
+    const auto place = lookedAt(folder.value(), texts);
     if (!place)
         return place.error();
     if (place.value() == Place::empty)

@@ -7,7 +7,9 @@
 
 #include <filesystem>
 #include <optional>
+#include <span>
 #include <string>
+#include <string_view>
 
 namespace morvel {
 
@@ -15,10 +17,15 @@ namespace morvel {
 using AccessProblem = std::optional<std::string>;
 
 // Writes "etc/udev/rules.d/<keyboardRuleName()>" below `root`, readable by all. A rule that is
-// there already is left as it is.
+// there already is left as it is, one of an earlier text is replaced.
 AccessProblem writeKeyboardRule(const std::filesystem::path& root);
 
-// Removes that file. It is no failure that there is none.
+// Removes that file, whichever of its texts it has. It is no failure that there is none.
 AccessProblem removeKeyboardRule(const std::filesystem::path& root);
+
+// The same with other texts than keyboardRuleTexts(): the first is written, each of them is ours.
+AccessProblem writeRule(const std::filesystem::path& root, std::span<const std::string_view> texts);
+AccessProblem removeRule(const std::filesystem::path& root,
+                         std::span<const std::string_view> texts);
 
 } // namespace morvel

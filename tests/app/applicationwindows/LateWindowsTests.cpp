@@ -4,6 +4,8 @@
 
 #include <gtest/gtest.h>
 
+#include <vector>
+
 namespace morvel::test {
 namespace {
 
@@ -12,6 +14,7 @@ struct Shown {
     int permissionClosings = 0;
     int settings = 0;
     int ownSettings = 0;
+    std::vector<HelpPage> help;
     SimulatedPopover::State drawer;
 };
 
@@ -36,6 +39,7 @@ public:
     void show(AccessibilityPermission&) override { ++shown_.permission; }
     void close() override { ++shown_.permissionClosings; }
     void showSettings() override { ++shown_.settings; }
+    void showHelp(const HelpPage& page) override { shown_.help.push_back(page); }
     std::unique_ptr<SettingsWindow> makeSettingsWindow() override {
         return std::make_unique<SimulatedSettingsWindow>(shown_);
     }
@@ -81,6 +85,13 @@ TEST_F(LateWindowsTest, AllWindowsAreMadeOnceByTheFirstThatIsShown) {
     EXPECT_EQ(shown.permissionClosings, 1);
 }
 
+TEST_F(LateWindowsTest, AHelpPageMayBeTheFirstToBeShown) {
+    const HelpPage page{"Title", "A sentence.", "a command"};
+    windows.showHelp(page);
+    EXPECT_EQ(made, 1);
+    EXPECT_EQ(shown.help, std::vector{page});
+}
+
 TEST_F(LateWindowsTest, ClosingThePermissionWindowBeforeAnyWindowIsThereDoesNothing) {
     windows.close();
     windows.showSettings();
@@ -123,6 +134,7 @@ TEST_F(LateWindowsTest, WindowsThatCannotBeMadeAreTriedOnceAndNotShown) {
     drawer->showAsWindow();
     drawer->close();
     windows.showSettings();
+    windows.showHelp({"Title", "A sentence.", ""});
     windows.show(around.permission);
     windows.close();
     EXPECT_EQ(windows.makeSettingsWindow(), nullptr);

@@ -47,6 +47,8 @@ TEST_F(WindowsModuleTest, ItsWindowsAreShown) {
     EXPECT_TRUE(titled("Morvel Settings"));
     windows->permissionWindow().show(permission);
     EXPECT_TRUE(titled("Morvel"));
+    windows->showHelp({"Title", "A sentence.", "a command"});
+    EXPECT_TRUE(titled("Morvel Help"));
     const auto drawer = windows->makeDrawer();
     EXPECT_FALSE(drawer->isShown());
     drawer->showAsWindow();

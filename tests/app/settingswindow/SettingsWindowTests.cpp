@@ -84,6 +84,11 @@ TEST_F(SettingsWindowTest, WhoListensForTheShortcutIsSaidAndFollowed) {
         hotKeys.become(delivery);
         return runUntil([&] { return shows(window, text); });
     };
+    EXPECT_TRUE(
+        becomes({Way::deciding, {}}, "Mute shortcut: waiting for your answer to your desktop."));
+    EXPECT_TRUE(becomes({Way::declined, {}},
+                        "Mute shortcut: none, as you declined it. Your desktop is asked again when "
+                        "Morvel is started again."));
     EXPECT_TRUE(becomes({Way::desktop, "Ctrl+<b>F9</b>"},
                         "Mute shortcut: your desktop listens for it, as Ctrl+<b>F9</b>."));
     EXPECT_TRUE(becomes({Way::desktop, {}}, "Mute shortcut: your desktop listens for it. Its "

@@ -8,6 +8,7 @@
 
 #include <QGuiApplication>
 #include <QKeyEvent>
+#include <chrono>
 
 namespace morvel {
 namespace {
@@ -28,6 +29,18 @@ protected:
     void pointerEnters() {
         QEnterEvent enter(QPointF(5, 5), QPointF(5, 5), QPointF(5, 5));
         QCoreApplication::sendEvent(&window(), &enter);
+    }
+    void pointerLeaves() {
+        QEvent leave(QEvent::Leave);
+        QCoreApplication::sendEvent(&window(), &leave);
+    }
+    static void passStep() {
+        test::runUntil([] { return false; },
+                       std::chrono::milliseconds(2 * QuickPopover::steppingMs));
+    }
+    void turnBack() {
+        bringToFront(window());
+        ASSERT_TRUE(test::runUntil([this] { return window().isActive(); }));
     }
     void turnToOther() {
         bringToFront(other_);
@@ -60,9 +73,47 @@ TEST_F(UnplacedPopoverTest, ItIsATitledWindowThatCannotBeStretched) {
 TEST_F(UnplacedPopoverTest, OnceThePointerWasInItItClosesWhenTheUserTurnsToSomethingElse) {
     open();
     pointerEnters();
+    pointerLeaves();
+    passStep();
     turnToOther();
     EXPECT_FALSE(popover_.isShown());
     EXPECT_EQ(closings_, 1);
+}
+
+TEST_F(UnplacedPopoverTest, ItClosesAlsoWhenTheUserTurnsAwayWithoutThePointer) {
+    open();
+    pointerEnters();
+    turnToOther();
+    EXPECT_TRUE(test::runUntil([this] { return !popover_.isShown(); }));
+    EXPECT_EQ(closings_, 1);
+}
+
+TEST_F(UnplacedPopoverTest, ItStaysWhereThePointerTakesTheKeyboardAlongWhicheverIsToldFirst) {
+    open();
+    turnToOther();
+    turnBack();
+    pointerEnters();
+    pointerLeaves();
+    turnToOther();
+    passStep();
+    EXPECT_TRUE(popover_.isShown());
+
+    turnBack();
+    pointerEnters();
+    turnToOther();
+    pointerLeaves();
+    passStep();
+    EXPECT_TRUE(popover_.isShown());
+    EXPECT_EQ(closings_, 0);
+}
+
+TEST_F(UnplacedPopoverTest, ItStaysWhenTheUserIsBackAtOnce) {
+    open();
+    pointerEnters();
+    turnToOther();
+    turnBack();
+    passStep();
+    EXPECT_TRUE(popover_.isShown());
 }
 
 TEST_F(UnplacedPopoverTest, OnceAKeyWasTypedInItItClosesWhenTheUserTurnsToSomethingElse) {

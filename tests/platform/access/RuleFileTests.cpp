@@ -6,6 +6,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <array>
 #include <csignal>
 
 namespace morvel {
@@ -95,6 +96,42 @@ TEST_F(RuleFileTest, IsRemovedAndNothingElse) {
     EXPECT_EQ(removeKeyboardRule(root_.path()), std::nullopt);
     EXPECT_THAT(names(), ElementsAre("99-other.rules"));
     EXPECT_EQ(removeKeyboardRule(root_.path()), std::nullopt);
+}
+
+// Whoever changes the rule's text adds the new one here, at the front, and there: systems that were
+// given the access with an earlier one still have that.
+TEST_F(RuleFileTest, IsOursWithEveryTextThatWasEverShipped) {
+    constexpr std::array<std::string_view, 1> shipped = {
+        "# Lets the person at the seat, and so every program of theirs, read its keyboards.\n"
+        "# Written by Morvel; \"morvel-keyboard-access --revoke\" takes it back.\n"
+        "ACTION!=\"remove\", SUBSYSTEM==\"input\", KERNEL==\"event*\", "
+        "ENV{ID_INPUT_KEYBOARD}==\"1\", TAG+=\"uaccess\"\n"};
+    const auto known = keyboardRuleTexts();
+    EXPECT_THAT(std::vector<std::string_view>(known.begin(), known.end()),
+                testing::ElementsAreArray(shipped));
+    EXPECT_EQ(keyboardRuleText(), shipped.front());
+    for (const std::string_view text : shipped) {
+        writeText(rule_, text);
+        EXPECT_EQ(removeKeyboardRule(root_.path()), std::nullopt);
+        EXPECT_THAT(names(), IsEmpty());
+    }
+}
+
+TEST_F(RuleFileTest, OfAnEarlierTextIsReplacedAndTakenBack) {
+    constexpr std::array<std::string_view, 3> texts = {"# new\n", "# old, and longer\n", "# new"};
+    for (const std::string_view earlier : {texts[1], texts[2]}) {
+        writeText(rule_, earlier);
+        EXPECT_EQ(writeRule(root_.path(), texts), std::nullopt);
+        EXPECT_EQ(readText(rule_), texts.front());
+        EXPECT_EQ(names().size(), 1U);
+        writeText(rule_, earlier);
+        EXPECT_EQ(removeRule(root_.path(), texts), std::nullopt);
+        EXPECT_THAT(names(), IsEmpty());
+    }
+    writeText(rule_, "# old");
+    EXPECT_TRUE(writeRule(root_.path(), texts));
+    EXPECT_TRUE(removeRule(root_.path(), texts));
+    EXPECT_EQ(readText(rule_), "# old");
 }
 
 TEST_F(RuleFileTest, OfAnotherContentIsLeftAloneAndTold) {
