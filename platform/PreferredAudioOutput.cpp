@@ -68,9 +68,10 @@ void PreferredAudioOutput::start() {
         chooser_ = std::jthread([this](const std::stop_token& stop) { choose(stop); });
         return;
     }
+    if (resumes)
+        heard_ = nullptr; // the first one to run
     if (resumes && fallback_.takesPart) {
         preferred_.takesPart = true;
-        heard_ = nullptr;
         scheduler_.async([this, alive = std::weak_ptr<int>(alive_)] {
             if (!alive.expired() && wanted_ && !leaving_)
                 awaitPreferred();

@@ -245,6 +245,21 @@ TEST_F(PreferredAudioOutputTest, PauseAndStartKeepThePreferredOne) {
     EXPECT_THAT(events, ElementsAre("started"));
 }
 
+TEST_F(PreferredAudioOutputTest, APreferredOneThatIsNotThereAfterAPauseIsReplacedAtOnce) {
+    output->start();
+    best->run();
+    EXPECT_EQ(best->renderOne(), 1);
+    output->pause();
+    output->start();
+    best->lose();
+    EXPECT_EQ(second_->starts, 1);
+    second_->run();
+    EXPECT_EQ(second_->renderOne(), 1);
+    EXPECT_EQ(output->state(), AudioOutputState::running);
+    EXPECT_EQ(output->serverName(), "second");
+    EXPECT_THAT(events, ElementsAre("started")) << "nothing was playing";
+}
+
 // The other one was chosen, as the preferred one was away; then comes a pause.
 class AfterAPause : public PreferredAudioOutputTest {
 protected:
