@@ -341,6 +341,7 @@ void Composition::serve(InstanceRequest request) {
 }
 
 void Composition::terminate() {
+    objects_->defaults.flush(); // before all that the display server may end in the middle
     objects_->delegate.applicationWillTerminate();
 }
 

@@ -1,11 +1,14 @@
 #include "platform/qt/CompositorLoss.h"
 
 #include <QCoreApplication>
+#include <QDeadlineTimer>
 #include <QMetaObject>
 #include <QSemaphore>
 #include <QThread>
 #include <QtGlobal>
+#include <atomic>
 #include <chrono>
+#include <iostream>
 #include <memory>
 #include <utility>
 
@@ -16,11 +19,16 @@ namespace {
 using namespace std::chrono_literals;
 
 constexpr auto longestEnd = 5s;
+constexpr int glanceMs = 20;
 
-// Set and reset by the main thread; another thread takes part only while Qt's run.
+// The main thread's.
 std::function<void()> lostHandler; // NOLINT(cppcoreguidelines-avoid-non-const-global-variables)
-QtMessageHandler writeMessage =    // NOLINT(cppcoreguidelines-avoid-non-const-global-variables)
+// Null for the moment from when ours is in place: Qt's threads may write at any time.
+std::atomic<QtMessageHandler>
+    writeMessage = // NOLINT(cppcoreguidelines-avoid-non-const-global-variables)
     nullptr;
+// The main loop runs, and lets go of a thread that is held.
+std::atomic<bool> armed = false; // NOLINT(cppcoreguidelines-avoid-non-const-global-variables)
 
 void endOnMainThread() {
     if (lostHandler)
@@ -30,13 +38,18 @@ void endOnMainThread() {
 void handle(QtMsgType type, const QMessageLogContext& context, const QString& text) {
     // So begin Qt's words for it, whatever the reason.
     const bool isLoss = text.startsWith(QLatin1String("The Wayland connection "));
-    writeMessage(type, context, text);
+    if (const QtMessageHandler write = writeMessage)
+        write(type, context, text);
+    else
+        std::cerr << qFormatLogMessage(type, context, text).toStdString() + "\n";
     if (!isLoss || QCoreApplication::instance() == nullptr)
         return;
     if (QThread::currentThread() == QCoreApplication::instance()->thread()) {
         endOnMainThread();
         return;
     }
+    if (!armed)
+        return;
     const auto ended = std::make_shared<QSemaphore>();
     QMetaObject::invokeMethod(
         QCoreApplication::instance(),
@@ -45,19 +58,27 @@ void handle(QtMsgType type, const QMessageLogContext& context, const QString& te
             ended->release();
         },
         Qt::QueuedConnection);
-    ended->tryAcquire(1, std::chrono::milliseconds(longestEnd).count());
+    const QDeadlineTimer limit(longestEnd);
+    while (armed && !limit.hasExpired() && !ended->tryAcquire(1, glanceMs)) {
+    }
 }
 
 } // namespace
 
 CompositorLoss::CompositorLoss(std::function<void()> lost) {
     lostHandler = std::move(lost);
+    armed = true;
     writeMessage = qInstallMessageHandler(handle);
 }
 
 CompositorLoss::~CompositorLoss() {
+    armed = false;
     qInstallMessageHandler(writeMessage);
     lostHandler = nullptr;
+}
+
+void CompositorLoss::loopEnded() {
+    armed = false;
 }
 
 } // namespace morvel
