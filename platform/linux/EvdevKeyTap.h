@@ -4,7 +4,7 @@
 // The keymap is the system's (SystemKeymap says what that means). Caps Lock goes by the light that
 // the session puts on at every keyboard that has one; where none has, by what the keymap makes of
 // the key. A Caps Lock key that the light does not answer to is an ordinary key, late the first
-// time. The kernel never switches such a tap off, so the listener's tapDisabled() is never called
+// time, until the light answers after all. The kernel never switches such a tap off, so the listener's tapDisabled() is never called
 // and enable() has nothing to do.
 #pragma once
 
