@@ -163,6 +163,64 @@ TEST_F(KeyboardSessionTest, AfterTheyAreAllLostAndBackAModifierIsHeldStillAndThe
     EXPECT_EQ(released[1].flags, modifierFlag(capsLockKeyCode));
 }
 
+// The keyboards are taken away from a session with the lock on or off, and come back with the light
+// off, which the session then puts on where it locks still.
+class KeyboardsAreBack : public KeyboardSessionTest {
+protected:
+    void takeAwayAndGiveBack(bool locked) {
+        ASSERT_TRUE(tap.install(listener));
+        ASSERT_TRUE(awaitReaders(keyboard, 1));
+        if (locked) {
+            keyboard.light(true);
+            ASSERT_EQ(eventsUpToASpace().size(), 3u);
+        }
+        session.setActive(false);
+        ASSERT_TRUE(awaitReaders(keyboard, 0));
+        keyboard.light(false); // of the other session
+        session.setActive(true);
+        ASSERT_TRUE(awaitReaders(keyboard, 1));
+    }
+    std::size_t eventsOfTheLight(bool on) {
+        keyboard.light(on);
+        return eventsUpToASpace().size() - 2; // without the space
+    }
+};
+
+TEST_F(KeyboardsAreBack, ALockThatTheSessionRestoresMakesNoSoundAndTheNextOneDoes) {
+    takeAwayAndGiveBack(true);
+    EXPECT_EQ(eventsOfTheLight(true), 0u);
+    const auto letter = eventsUpToASpace();
+    ASSERT_EQ(letter.size(), 2u);
+    EXPECT_EQ(letter[0].flags, modifierFlag(capsLockKeyCode));
+    EXPECT_EQ(eventsOfTheLight(false), 1u);
+}
+
+TEST_F(KeyboardsAreBack, ALockThatComesLongAfterIsNone) {
+    takeAwayAndGiveBack(true);
+    time.advance(1.1);
+    EXPECT_EQ(eventsOfTheLight(true), 1u);
+}
+
+TEST_F(KeyboardsAreBack, ALockThatWasNotThereBeforeIsHeard) {
+    takeAwayAndGiveBack(false);
+    EXPECT_EQ(eventsOfTheLight(true), 1u);
+}
+
+TEST_F(KeyboardsAreBack, ALockThatIsPressedIsHeard) {
+    takeAwayAndGiveBack(true);
+    keyboard.type(KEY_CAPSLOCK);
+    EXPECT_EQ(eventsOfTheLight(true), 1u);
+}
+
+TEST_F(KeyboardsAreBack, ALockThatIsRestoredOnlyTheSecondTimeMakesNoSoundEither) {
+    takeAwayAndGiveBack(true);
+    session.setActive(false);
+    ASSERT_TRUE(awaitReaders(keyboard, 0));
+    session.setActive(true);
+    ASSERT_TRUE(awaitReaders(keyboard, 1));
+    EXPECT_EQ(eventsOfTheLight(true), 0u);
+}
+
 TEST_F(KeyboardSessionTest, WhatWasLostOfUdevsNewsIsLookedForAnew) {
     InputDevice& second = devices.plug(InputDevices::keyboard());
     ASSERT_TRUE(tap.install(listener));
