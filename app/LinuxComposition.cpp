@@ -132,7 +132,7 @@ struct Session {
             refuseCoreDumps();
             const QDBusConnection system = QDBusConnection::systemBus();
             login.emplace(system, environment);
-            nodes.emplace(*login);
+            nodes.emplace(*login, log);
             keyboards.emplace(*nodes);
             tapKeymap.emplace(system);
             hotKeyKeymap.emplace(system);

@@ -16,6 +16,7 @@
 #include <QCoreApplication>
 #include <QTimer>
 #include <cerrno>
+#include <string>
 #include <utility>
 #include <vector>
 
@@ -69,12 +70,12 @@ protected:
     InputDevices devices;
     InputDevice& keyboard = devices.plug(InputDevices::keyboard());
     SimulatedLoginSession session;
-    KeyboardNodes nodes{session};
+    SimulatedLog log;
+    KeyboardNodes nodes{session, log};
     EvdevTrustSource trust{nodes, nullptr};
     Listener listener;
     FixedKeymap keymap;
     VirtualTime time;
-    SimulatedLog log;
     EvdevKeyboards keyboards{nodes};
     EvdevKeyTap tap{keyboards, {keymap, time, log}};
 };
@@ -256,16 +257,33 @@ TEST_F(KeyboardSessionTest, AGamepadIsTheKeyboardWhereThereIsNoOther) {
     auto chatpad = InputDevices::keyboard();
     chatpad.properties["ID_INPUT_JOYSTICK"] = "1";
     devices.plug(chatpad);
-    KeyboardNodes fresh(session);
+    KeyboardNodes fresh(session, log);
     EXPECT_TRUE(EvdevTrustSource(fresh, nullptr).isTrusted());
 }
 
 TEST_F(KeyboardSessionTest, ASessionWithoutASeatHearsNobody) {
     session.setSeat("");
     EXPECT_TRUE(nodes.nodes().empty());
-    KeyboardNodes fresh(session);
+    KeyboardNodes fresh(session, log);
     EXPECT_TRUE(fresh.nodes().empty());
     EXPECT_FALSE(EvdevTrustSource(fresh, nullptr).isTrusted());
+}
+
+TEST_F(KeyboardSessionTest, ThatTheyAreWithheldAndGivenBackIsLoggedOnceEach) {
+    const std::string withheld =
+        "[Morvel] The keyboards are not this session's at present — no key is heard";
+    EXPECT_TRUE(log.lines().empty());
+    session.setActive(false);
+    session.setSeat("");
+    EXPECT_EQ(log.lines(), std::vector<std::string>{withheld});
+    KeyboardNodes fresh(session, log);
+    EXPECT_EQ(log.lines(), (std::vector{withheld, withheld}));
+    log.clear();
+    session.setActive(true);
+    session.setSeat("seat1");
+    session.setSeat("seat0");
+    EXPECT_EQ(log.lines(),
+              std::vector<std::string>{"[Morvel] The keyboards are this session's again"});
 }
 
 TEST_F(KeyboardSessionTest, ItsSeatsKeyboardsAreHeardAndNoOthers) {
