@@ -11,6 +11,7 @@
 #include "tests/audio/SoundServer.h"
 #include "tests/support/MainLoop.h"
 #include "tests/support/TemporaryFolder.h"
+#include "tests/support/ThreadWaits.h"
 
 #include <gtest/gtest.h>
 
@@ -48,10 +49,12 @@ protected:
         return runUntil([&] { return output->state() == state; }, std::chrono::seconds(10));
     }
     void record() { recorder = server->record(); }
-    // Plays a key; answers how long the call took.
+    // Plays a key; answers how long the call took, and counts in `waits` what it has waited for.
     std::chrono::nanoseconds press() {
         const Time before = now();
+        const long waitsBefore = waitsOfThisThread();
         engine->play(SoundCategory::keyDown, 1, false);
+        waits += waitsOfThisThread() - waitsBefore;
         return now() - before;
     }
     // Whether the recording holds a sound, or does within `limit`. The main loop goes on.
@@ -81,6 +84,7 @@ protected:
     std::unique_ptr<AudioOutput> output;
     std::unique_ptr<AudioEngine> engine;
     std::unique_ptr<SinkRecorder> recorder;
+    long waits = 0; // of all presses
 };
 
 } // namespace morvel::test
