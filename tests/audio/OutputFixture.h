@@ -39,7 +39,8 @@ protected:
     static Time now() { return std::chrono::steady_clock::now(); }
 
     void build(const AudioEngine::Options& options = {}) {
-        output = server->makeOutput(scheduler, log);
+        output = asInTheProgram ? server->makeChoice(scheduler, log)
+                                : server->makeOutput(scheduler, log);
         engine = std::make_unique<AudioEngine>(
             AudioEngine::Services{*output, clock, scheduler, random, log}, false, options);
         engine->setResolver(theme);
@@ -84,7 +85,8 @@ protected:
     std::unique_ptr<AudioOutput> output;
     std::unique_ptr<AudioEngine> engine;
     std::unique_ptr<SinkRecorder> recorder;
-    long waits = 0; // of all presses
+    bool asInTheProgram = false; // that output, for build()
+    long waits = 0;              // of all presses
 };
 
 } // namespace morvel::test
