@@ -27,7 +27,8 @@ public:
     // What another start of the program asks for.
     void serve(InstanceRequest request);
 
-    // Gives back what was taken from the system. Does nothing the second time.
+    // Saves the settings and gives back what was taken from the system. Does nothing the second
+    // time.
     void terminate();
 
     // For the end of the process once the display server has gone away, whoever has noticed: says

@@ -137,7 +137,7 @@ struct Session {
             refuseCoreDumps();
             const QDBusConnection system = QDBusConnection::systemBus();
             login.emplace(system, environment);
-            nodes.emplace(*login);
+            nodes.emplace(*login, log);
             keyboards.emplace(*nodes);
             tapKeymap.emplace(system);
             hotKeyKeymap.emplace(system);
@@ -358,6 +358,7 @@ void Composition::serve(InstanceRequest request) {
 }
 
 void Composition::terminate() {
+    objects_->defaults.flush(); // before all that the display server may end in the middle
     objects_->delegate.applicationWillTerminate();
 }
 

@@ -69,7 +69,7 @@ int runApplication(int argc, char** argv, const Environment& environment,
         composition.displayLost();
         channel.reset();
     };
-    const CompositorLoss compositorLoss(endInOrder);
+    CompositorLoss compositorLoss(endInOrder);
     composition.launch();
     instance.serve([&composition](InstanceRequest request) { composition.serve(request); });
     const BusApplication onBus(QDBusConnection::sessionBus(), applicationIdentifier,
@@ -82,8 +82,9 @@ int runApplication(int argc, char** argv, const Environment& environment,
                                    return request.has_value();
                                });
     const int status = QCoreApplication::exec();
-    beforeExit = nullptr;
+    compositorLoss.loopEnded();
     composition.terminate();
+    beforeExit = nullptr;
     return status;
 }
 

@@ -71,6 +71,7 @@ void AudioEngine::start() {
     state_->startRequested = now;
     state_->waitingSince = now;
     state_->lastSound = now;
+    state_->rendering->commands.setPatience(state_->options.startPatienceSeconds, now + patience);
     output.start();
     state_->services.scheduler.async([this, alive = std::weak_ptr<int>(state_->alive)] {
         if (!alive.expired())
@@ -82,13 +83,15 @@ bool AudioEngine::isRunning() const {
     return state_->services.output.state() == AudioOutputState::running;
 }
 
-// Once a start: forgets what was queued for an output that does not come, and begins to look for
-// the time to let output sleep again.
+// Once a start: forgets what was queued for an output that does not come, or asks for no sound, and
+// begins to look for the time to let output sleep again.
 void AudioEngine::watchStart() {
     Scheduler& scheduler = state_->services.scheduler;
     state_->startWatch = scheduler.after(state_->startPatience, [this] {
         if (state_->services.output.state() != AudioOutputState::running)
             state_->rendering->commands.forgetSounds();
+        else
+            renderingStalled(state_->services.clock.now());
     });
     constexpr double longestInterval = 5;
     const double interval = std::min(longestInterval, state_->options.keepWarmSeconds / 4);
@@ -150,8 +153,8 @@ bool AudioEngine::renderingStalled(double now) {
         state.progressFrames = frames; // the last: another thread that sees it sees those too
         return false;
     }
-    if (now <= std::max(state.progressTime + state.options.startPatienceSeconds,
-                        state.startRequested + state.startPatience))
+    if (now < std::max(state.progressTime + state.options.startPatienceSeconds,
+                       state.startRequested + state.startPatience))
         return false;
     state.rendering->commands.expire();
     return true;

@@ -38,7 +38,9 @@ struct AudioEngine::State {
     State(Services s, bool trace, Options o)
         : services(s)
         , options(std::move(o))
-        , traceEnabled(trace) {}
+        , traceEnabled(trace) {
+        rendering->renderer.setClock(services.clock);
+    }
 
     Services services;
     Options options;

@@ -48,8 +48,8 @@ void AudioEngine::schedule(const ResolvedSample& sample, VoicePool::Handout hand
     voice.volume.store(volume, std::memory_order_relaxed);
     voice.interrupted.store(handout.stolen, std::memory_order_relaxed);
     if (outputTakesSounds())
-        state_->rendering->commands.play(handout.voice, sample.buffer, rate, volume,
-                                         handout.stolen);
+        state_->rendering->commands.play(handout.voice, sample.buffer, rate, volume, handout.stolen,
+                                         state_->services.clock.now());
 }
 
 void AudioEngine::tracePlay(SoundCategory category, const PcmBuffer* buffer, float rate,

@@ -13,9 +13,10 @@ RenderCommands::keep(std::shared_ptr<const PcmBuffer> buffer) noexcept {
 }
 
 bool RenderCommands::play(std::size_t voice, std::shared_ptr<const PcmBuffer> buffer, float rate,
-                          float volume, bool interrupts) noexcept {
+                          float volume, bool interrupts, double askedAt) noexcept {
     StartCommand command;
     command.buffer = buffer.get();
+    command.askedAt = askedAt;
     command.rate = rate;
     command.volume = volume;
     command.generation = generation_.load(std::memory_order_relaxed);
@@ -30,6 +31,11 @@ bool RenderCommands::play(std::size_t voice, std::shared_ptr<const PcmBuffer> bu
     kept_.retire(*slot);
     countDropped();
     return false;
+}
+
+void RenderCommands::setPatience(double patience, double until) noexcept {
+    patientUntil_.store(until, std::memory_order_relaxed);
+    patience_.store(patience, std::memory_order_relaxed);
 }
 
 void RenderCommands::setSubmixVolume(float volume) noexcept {

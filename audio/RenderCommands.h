@@ -18,6 +18,8 @@
 //   asked for; when it moves on, the audio side throws away what is still queued under an older one
 //   and, if so asked, stops what plays. So it takes effect even when nobody renders at the time,
 //   and no backlog is played late when rendering resumes. The loop ends by its own stop alone.
+// - Sounds also carry the time at which they were asked for; the audio side throws away what it
+//   finds too late.
 // - Upward go atomics: which voices play, how many frames were rendered, what was dropped.
 // - Buffers are shared and immutable. The control side keeps each one alive until the audio side
 //   has said that it is done with it (KeptBuffers); the audio side never frees anything.
@@ -33,6 +35,7 @@
 #include <atomic>
 #include <cstddef>
 #include <cstdint>
+#include <limits>
 #include <memory>
 #include <optional>
 
@@ -49,8 +52,12 @@ struct RampedVolume {
 // Long enough to make no click, short enough to seem immediate: about a millisecond.
 inline constexpr std::uint32_t shortRampFrames = 44;
 
+// Of a sound that is never too late.
+inline constexpr double atNoTime = std::numeric_limits<double>::infinity();
+
 struct StartCommand {
     const PcmBuffer* buffer = nullptr;
+    double askedAt = atNoTime; // in seconds of the renderer's clock
     float rate = 1;
     float volume = 1;
     std::uint32_t generation = 0; // of everything, or of the loop
@@ -67,7 +74,10 @@ public:
 
     // Plays `buffer` once on voice 0 to voiceCount - 1. Volume 0 to 1.
     bool play(std::size_t voice, std::shared_ptr<const PcmBuffer> buffer, float rate, float volume,
-              bool interrupts) noexcept;
+              bool interrupts, double askedAt = atNoTime) noexcept;
+    // A sound that has not begun `patience` seconds after it was asked for is not played any more,
+    // unless it is not later than `until`. Any number of times.
+    void setPatience(double patience, double until) noexcept;
     void setSubmixVolume(float volume) noexcept;
     // Forgets what is queued and not begun; what sounds goes on.
     void expire() noexcept { generation_.fetch_add(1, std::memory_order_acq_rel); }
@@ -107,6 +117,10 @@ public:
     // ---- Audio side.
 
     bool next(StartCommand& command) noexcept { return queue_.pop(command); }
+    bool isTooLate(const StartCommand& command, double now) const noexcept {
+        return now - command.askedAt > patience_.load(std::memory_order_relaxed) &&
+               now > patientUntil_.load(std::memory_order_relaxed);
+    }
     // The loop that is to begin, for the loop voice.
     bool nextLoop(StartCommand& command) noexcept;
     std::uint32_t generation() const noexcept {
@@ -150,6 +164,8 @@ private:
     std::atomic<std::uint32_t> generation_ = 0;
     std::atomic<std::uint32_t> silencedBefore_ = 0;
     std::atomic<std::uint32_t> forgottenBefore_ = 0;
+    std::atomic<double> patience_ = 0.0;
+    std::atomic<double> patientUntil_ = 0.0;
     std::atomic<float> submixVolume_ = 1.0F;
     std::atomic<WaitingLoop> waitingLoop_ = WaitingLoop{};
     std::atomic<std::uint32_t> startedLoop_ = 0;
@@ -163,6 +179,7 @@ private:
     static_assert(std::atomic<WaitingLoop>::is_always_lock_free);
     static_assert(std::atomic<RampedVolume>::is_always_lock_free);
     static_assert(std::atomic<std::uint64_t>::is_always_lock_free);
+    static_assert(std::atomic<double>::is_always_lock_free);
 };
 
 } // namespace morvel

@@ -101,11 +101,15 @@ void Renderer::applyCommands() noexcept {
 void Renderer::start(const StartCommand& command) noexcept {
     // A sound asked for after a silencing that this block has not seen yet is of a newer
     // generation; the difference tells older from newer also when the number wraps round.
-    if (static_cast<std::int32_t>(generation_ - command.generation) > 0) {
+    if (static_cast<std::int32_t>(generation_ - command.generation) > 0 || isTooLate(command)) {
         commands_.retire(command.keptSlot);
         return;
     }
     voices_[command.voice].start(command);
+}
+
+bool Renderer::isTooLate(const StartCommand& command) const noexcept {
+    return clock_ != nullptr && commands_.isTooLate(command, clock_->now());
 }
 
 void Renderer::startLoop() noexcept {

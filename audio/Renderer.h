@@ -10,6 +10,7 @@
 #include "audio/RenderCommands.h"
 #include "audio/Varispeed.h"
 #include "audio/Voice.h"
+#include "platform/Clock.h"
 
 #include <array>
 #include <atomic>
@@ -24,6 +25,10 @@ public:
 
     // To be configured before the first render().
     Limiter& limiter() { return limiter_; }
+
+    // Tells which sounds are too late; without a clock none is. Read once a sound, on the audio
+    // side, and not after close(). Before the first render().
+    void setClock(const Clock& clock) { clock_ = &clock; }
 
     // Fills `frames` interleaved stereo frames. The audio side: one thread at a time.
     void render(float* interleaved, std::uint32_t frames) noexcept;
@@ -40,12 +45,14 @@ private:
     void applyCommands() noexcept;
     void start(const StartCommand& command) noexcept;
     void startLoop() noexcept;
+    bool isTooLate(const StartCommand& command) const noexcept;
     bool loopIsStopped(std::uint32_t generation) const noexcept;
     void updateLoop() noexcept;
     void renderBlock(float* interleaved, std::uint32_t frames) noexcept;
     void awaitBlockEnd() const noexcept;
 
     RenderCommands& commands_;
+    const Clock* clock_ = nullptr;
     Varispeed varispeed_;
     std::vector<Voice> voices_; // the loop voice last
     VolumeRamp submix_;

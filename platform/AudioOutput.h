@@ -37,7 +37,9 @@ public:
         // Output could not be opened or was lost; `error` says why. Once an outage: it is not
         // repeated while the adapter keeps trying.
         std::function<void(const std::string& error)> failed;
-        // The device or its format changed while output ran, or output is back after an outage.
+        // The device or its format changed while output ran, or output is back after an outage. Not
+        // every server tells of the former: PulseAudio leads its streams to another device by
+        // itself, and they play on there without a word.
         std::function<void()> configurationChanged;
     };
 

@@ -10,6 +10,10 @@ namespace {
 // How often the first choice looks at the preferred output, which tells the main thread alone: at
 // the program's start that one has other things to do.
 constexpr std::chrono::milliseconds glance(2);
+// How often, in seconds, and how many times at most an output is looked at that has joined in
+// during an outage.
+constexpr double closeLookInterval = 0.05;
+constexpr int mostCloseLooks = 60;
 
 } // namespace
 
@@ -68,9 +72,10 @@ void PreferredAudioOutput::start() {
         chooser_ = std::jthread([this](const std::stop_token& stop) { choose(stop); });
         return;
     }
+    if (resumes)
+        heard_ = nullptr; // the first one to run
     if (resumes && fallback_.takesPart) {
         preferred_.takesPart = true;
-        heard_ = nullptr;
         scheduler_.async([this, alive = std::weak_ptr<int>(alive_)] {
             if (!alive.expired() && wanted_ && !leaving_)
                 awaitPreferred();
@@ -100,6 +105,7 @@ void PreferredAudioOutput::pause() {
         return;
     outage_ = false;
     watch_.reset();
+    closeWatch_.reset();
     leaving_.reset();
     for (Candidate* const candidate : {&preferred_, &fallback_})
         if (candidate->takesPart)
@@ -165,8 +171,26 @@ void PreferredAudioOutput::look() {
         settle(preferred_);
     else if (runs(fallback_))
         settle(fallback_);
-    else if (outage_ && ++vainLooks_ * options_.lookInterval >= options_.returnLimit)
-        join(fallback_);
+}
+
+void PreferredAudioOutput::lookAtOutage() {
+    look();
+    if (!outage_ || fallback_.takesPart ||
+        ++vainLooks_ * options_.lookInterval < options_.returnLimit)
+        return;
+    join(fallback_);
+    lookClosely();
+}
+
+// One that has been heard before runs again without a word.
+void PreferredAudioOutput::lookClosely() {
+    closeLooks_ = 0;
+    closeWatch_ = scheduler_.repeating(closeLookInterval, [this] {
+        if (++closeLooks_ <= mostCloseLooks)
+            look();
+        else
+            closeWatch_.reset();
+    });
 }
 
 void PreferredAudioOutput::settle(Candidate& candidate) {
@@ -181,6 +205,7 @@ void PreferredAudioOutput::settle(Candidate& candidate) {
         awaitPreferred();
     }
     watch_.reset();
+    closeWatch_.reset();
     if (first && !back) {
         if (events_.started)
             events_.started();
@@ -199,17 +224,20 @@ void PreferredAudioOutput::lost(Candidate& candidate, const std::string& error) 
         return;
     }
     const bool wasHeard = everRan_ && heard_ == &candidate;
-    if (!wasHeard || &other == &preferred_)
+    const bool joins = !wasHeard || &other == &preferred_;
+    if (joins)
         join(other); // else only once the preferred one has not come back by itself
     if (wasHeard || other.output->state() == AudioOutputState::lost)
         reportLoss(error);
+    if (wasHeard && joins)
+        lookClosely();
 }
 
 void PreferredAudioOutput::reportLoss(const std::string& error) {
     if (std::exchange(outage_, true))
         return;
     vainLooks_ = 0;
-    watch_ = scheduler_.repeating(options_.lookInterval, [this] { look(); });
+    watch_ = scheduler_.repeating(options_.lookInterval, [this] { lookAtOutage(); });
     if (events_.failed)
         events_.failed(error);
 }

@@ -30,7 +30,8 @@ public:
         // in; how long the preferred one may still take once the other runs.
         double returnLimit = 5;
         double lateLimit = 2;
-        // How often, in seconds, an outage is looked at.
+        // How often, in seconds, an outage is looked at; more often for a while once another output
+        // has joined in.
         double lookInterval = 1;
     };
 
@@ -69,6 +70,8 @@ private:
     void awaitPreferred();
     void timeIsUp();
     void look();
+    void lookAtOutage();
+    void lookClosely();
     void settle(Candidate& candidate);
     void lost(Candidate& candidate, const std::string& error);
     void reportLoss(const std::string& error);
@@ -95,6 +98,8 @@ private:
     bool outage_ = false;
     int vainLooks_ = 0; // in this outage
     std::unique_ptr<Timer> watch_;
+    int closeLooks_ = 0; // since one has joined
+    std::unique_ptr<Timer> closeWatch_;
     std::unique_ptr<Timer> leaving_; // the preferred one's, where it does not run by then
     // What is queued for the main thread looks whether the output is still there.
     std::shared_ptr<int> alive_ = std::make_shared<int>();

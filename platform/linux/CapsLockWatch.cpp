@@ -21,10 +21,12 @@ void CapsLockWatch::released() {
 }
 
 void CapsLockWatch::await() {
-    timer_ = scheduler_.after(longestAnswer, [this] {
-        forget();
-        unanswered_();
-    });
+    timer_ = scheduler_.after(longestAnswer, [this] { late(); });
+}
+
+void CapsLockWatch::late() {
+    timer_ = scheduler_.after(longestDelay, [this] { forget(); });
+    unanswered_();
 }
 
 bool CapsLockWatch::changed() {

@@ -5,7 +5,9 @@
 #include <cubeb/cubeb.h>
 #include <dlfcn.h>
 
+#include <algorithm>
 #include <atomic>
+#include <cstddef>
 #include <string_view>
 #include <type_traits>
 
@@ -174,11 +176,25 @@ void CubebStream::stateCallback(cubeb_stream*, void* user, cubeb_state state) {
     self.listener_.wake();
 }
 
-std::filesystem::path socketOf(const Environment& environment) {
-    if (const auto server = environment("PULSE_SERVER")) {
-        constexpr std::string_view scheme = "unix:";
-        return server->starts_with(scheme) ? server->substr(scheme.size()) : *server;
+// The first of a list of servers, if it listens on this machine. Before the address may stand, in
+// braces, the one machine that it is meant for.
+std::filesystem::path firstSocket(std::string_view servers) {
+    constexpr std::string_view blanks = " \t\r\n";
+    constexpr std::string_view scheme = "unix:";
+    servers.remove_prefix(std::min(servers.find_first_not_of(blanks), servers.size()));
+    std::string_view server = servers.substr(0, servers.find_first_of(blanks));
+    if (server.starts_with('{')) {
+        const std::size_t end = server.find('}');
+        server = end == std::string_view::npos ? std::string_view() : server.substr(end + 1);
     }
+    if (server.starts_with(scheme))
+        server.remove_prefix(scheme.size());
+    return server.starts_with('/') ? std::filesystem::path(server) : std::filesystem::path();
+}
+
+std::filesystem::path socketOf(const Environment& environment) {
+    if (const auto server = environment("PULSE_SERVER"))
+        return firstSocket(*server);
     if (const auto folder = environment("PULSE_RUNTIME_PATH"))
         return std::filesystem::path(*folder) / "native";
     if (const auto folder = environment("XDG_RUNTIME_DIR"))

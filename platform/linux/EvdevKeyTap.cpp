@@ -15,6 +15,10 @@ constexpr std::int64_t fnKeyCode = 63;
 // Keymaps end before the Fn key's number; it takes a place that no keymap has.
 constexpr std::uint32_t fnHardware = 0;
 
+// How long, in seconds, a session takes at most to put the light on anew at keyboards that it has
+// back.
+constexpr double longestRestoring = 1;
+
 std::uint32_t hardwareCode(std::uint32_t evdevCode) {
     return evdevCode == KEY_FN ? fnHardware : evdevCode + keymapOffset;
 }
@@ -38,6 +42,8 @@ bool EvdevKeyTap::install(KeyTap::Listener& listener) {
         return false;
     translator_ = KeyEventTranslator();
     lights_.clear();
+    wasLocked_ = false;
+    restoring_.reset();
     capsLockIsOrdinary_ = false;
     useTable();
     listener_ = &listener;
@@ -50,6 +56,7 @@ bool EvdevKeyTap::install(KeyTap::Listener& listener) {
 void EvdevKeyTap::remove() {
     listener_ = nullptr;
     capsLockWatch_.forget();
+    restoring_.reset();
     listening_.reset();
     translator_ = KeyEventTranslator();
     keymap_.reset();
@@ -81,8 +88,12 @@ void EvdevKeyTap::reloadKeymap() {
 
 void EvdevKeyTap::opened(std::uint32_t id, const EvdevKeyboard& keyboard) {
     if (const auto light = keyboard.capsLockLight()) {
-        if (lights_.empty())
+        if (lights_.empty()) {
             translator_.assumeCapsLock(*light);
+            if (std::exchange(wasLocked_, false))
+                restoring_ =
+                    services_.scheduler.after(longestRestoring, [this] { restoring_.reset(); });
+        }
         lights_.push_back(id);
     }
     for (std::uint32_t code = 0; code < KEY_CNT; ++code)
@@ -95,7 +106,8 @@ void EvdevKeyTap::closed(std::uint32_t id) {
         if (translator_.holds(id, hardware))
             keymap_->key(hardware, false);
     translator_.forgetDevice(id);
-    std::erase(lights_, id);
+    if (std::erase(lights_, id) != 0 && lights_.empty())
+        wasLocked_ = std::exchange(restoring_, nullptr) != nullptr || translator_.capsLocked();
     if (capsLockPress_.device == id)
         capsLockWatch_.forget();
 }
@@ -132,6 +144,7 @@ void EvdevKeyTap::watchCapsLock(std::uint32_t id, std::uint32_t hardware, bool p
         capsLockWatch_.released();
         return;
     }
+    restoring_.reset();
     capsLockPress_ = {.device = id,
                       .hardware = hardware,
                       .pressed = true,
@@ -161,6 +174,9 @@ void EvdevKeyTap::light(bool on, const EvdevKeyboard::Event& event) {
     if (capsLockWatch_.changed() && capsLockIsOrdinary_) {
         capsLockIsOrdinary_ = false;
         useTable();
+        translator_.assumeCapsLock(on);
+    } else if (on != translator_.capsLocked() && restoring_) {
+        restoring_.reset();
         translator_.assumeCapsLock(on);
     } else {
         capsLock(on, event);

@@ -4,8 +4,8 @@
 // The keymap is the system's (SystemKeymap says what that means). Caps Lock goes by the light that
 // the session puts on at every keyboard that has one; where none has, by what the keymap makes of
 // the key. A Caps Lock key that the light does not answer to is an ordinary key, late the first
-// time. The kernel never switches such a tap off, so the listener's tapDisabled() is never called
-// and enable() has nothing to do.
+// time, until the light answers after all. The kernel never switches such a tap off, so the
+// listener's tapDisabled() is never called and enable() has nothing to do.
 #pragma once
 
 #include "platform/KeyTap.h"
@@ -73,6 +73,8 @@ private:
     bool capsLockIsOrdinary_ = false;
     KeyEventTranslator translator_;
     std::vector<std::uint32_t> lights_; // the keyboards that have one
+    bool wasLocked_ = false;            // when the last of them went
+    std::unique_ptr<Timer> restoring_;  // since they are back, where it was
     KeyTap::Listener* listener_ = nullptr;
     std::unique_ptr<EvdevKeyboards::Listening> listening_;
 };

@@ -78,11 +78,14 @@ std::string seatAtPresent(const LoginSession& session) {
 
 } // namespace
 
-KeyboardNodes::KeyboardNodes(LoginSession& session)
+KeyboardNodes::KeyboardNodes(LoginSession& session, Log& log)
     : session_(&session)
+    , log_(&log)
     , seat_(seatAtPresent(session))
     , udev_(udev_new()) {
     session.setChangeHandler([this, &session] { follow(session); });
+    if (seat_.empty())
+        tellWhoseTheyAre();
     start();
 }
 
@@ -101,13 +104,21 @@ void KeyboardNodes::follow(const LoginSession& session) {
     std::string seat = seatAtPresent(session);
     if (seat == seat_)
         return;
+    const bool heardBefore = !seat_.empty();
     seat_ = std::move(seat);
+    if (heardBefore != !seat_.empty())
+        tellWhoseTheyAre();
     nodes_.clear();
     announce();
     if (!udev_ || seat_.empty())
         return;
     findAll();
     announce();
+}
+
+void KeyboardNodes::tellWhoseTheyAre() const {
+    log_->line(seat_.empty() ? "The keyboards are not this session's at present — no key is heard"
+                             : "The keyboards are this session's again");
 }
 
 void KeyboardNodes::start() {

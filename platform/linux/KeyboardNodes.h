@@ -6,11 +6,13 @@
 //
 // Of several login sessions at one seat the active one alone has keyboards: what is typed into
 // another one, or at a greeter, is not this program's to hear, even where it might be read. The
-// same keyboard is another one, with another id, once the session is active again.
+// same keyboard is another one, with another id, once the session is active again. The log tells
+// when they are withheld and when they are given back.
 //
 // Needs a QCoreApplication; main thread. Opens no device.
 #pragma once
 
+#include "platform/Log.h"
 #include "platform/LoginSession.h"
 #include "platform/linux/Handle.h"
 
@@ -36,8 +38,8 @@ public:
     };
 
     // Without udev there are no keyboards; without its monitor those that were there at the start.
-    // `session` must outlive the nodes, which take its change handler.
-    explicit KeyboardNodes(LoginSession& session);
+    // `session`, whose change handler they take, and `log` must outlive the nodes.
+    KeyboardNodes(LoginSession& session, Log& log);
     // Those of a seat that no session shares with another; "seat0" on most machines.
     explicit KeyboardNodes(std::string seat);
     ~KeyboardNodes();
@@ -61,6 +63,7 @@ private:
 
     void start();
     void follow(const LoginSession& session);
+    void tellWhoseTheyAre() const;
     void startMonitor();
     std::vector<Device> search() const;
     void findAll();
@@ -72,6 +75,7 @@ private:
     void announce() const;
 
     LoginSession* const session_ = nullptr; // null: alone at its seat
+    Log* const log_ = nullptr;              // null: nothing to tell
     std::string seat_;                      // empty: none at the moment
     const Udev udev_;
     Monitor monitor_;

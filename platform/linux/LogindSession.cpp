@@ -6,6 +6,7 @@
 #include <QDBusError>
 #include <QDBusObjectPath>
 #include <QDBusPendingCallWatcher>
+#include <algorithm>
 #include <utility>
 
 namespace morvel {
@@ -13,11 +14,14 @@ namespace morvel {
 namespace {
 
 const QString service = QStringLiteral("org.freedesktop.login1");
+const QString managerObject = QStringLiteral("/org/freedesktop/login1");
 const QString manager = QStringLiteral("org.freedesktop.login1.Manager");
 const QString session = QStringLiteral("org.freedesktop.login1.Session");
 const QString properties = QStringLiteral("org.freedesktop.DBus.Properties");
 
-constexpr int longestWaitMs = 250; // for each answer
+constexpr int longestWaitMs = 300; // for all answers together
+// So begin its own errors; others are the bus's.
+const QString refusal = QStringLiteral("org.freedesktop.login1.");
 
 QDBusMessage question(const QString& object, const QString& interface, const char* method,
                       const QVariant& argument) {
@@ -29,7 +33,7 @@ QDBusMessage question(const QString& object, const QString& interface, const cha
 }
 
 QDBusMessage askManager(const char* method, const QVariant& argument) {
-    return question(QStringLiteral("/org/freedesktop/login1"), manager, method, argument);
+    return question(managerObject, manager, method, argument);
 }
 
 std::vector<QDBusMessage> waysToFind(const std::string& named) {
@@ -54,16 +58,30 @@ std::string seatName(const QVariant& value) {
     return name.toStdString();
 }
 
+std::string seatIn(const QVariantMap& values) {
+    const auto seat = values.find(QStringLiteral("Seat"));
+    return seat == values.end() ? std::string() : seatName(*seat);
+}
+
+// Not one that is over but for programs that were left in it, nor one from another machine.
+bool isAtTheMachine(const QVariantMap& values) {
+    return values.value(QStringLiteral("State")).toString() != QLatin1String("closing") &&
+           !seatIn(values).empty();
+}
+
 } // namespace
 
 LogindSession::LogindSession(QDBusConnection system, const Environment& environment)
     : system_(std::move(system))
     , ways_(waysToFind(environment("XDG_SESSION_ID").value_or("")))
     , logind_(service, system_, QDBusServiceWatcher::WatchForRegistration)
+    , patience_(longestWaitMs)
     , namedSeat_(environment("XDG_SEAT").value_or(""))
-    , seat_(namedSeat_.empty() ? "seat0" : namedSeat_) {
+    , seat_(seatWithoutLogind()) {
     if (!system_.isConnected())
         return;
+    system_.connect(service, managerObject, manager, QStringLiteral("SessionRemoved"), this,
+                    SLOT(sessionRemoved(QString, QDBusObjectPath)));
     connect(&logind_, &QDBusServiceWatcher::serviceRegistered, this, [this] { find(0); });
     find(0);
     waiting_ = false;
@@ -75,12 +93,19 @@ void LogindSession::setChangeHandler(std::function<void()> changed) {
     changed_ = std::move(changed);
 }
 
+std::string LogindSession::seatWithoutLogind() const {
+    return namedSeat_.empty() ? "seat0" : namedSeat_;
+}
+
 void LogindSession::ask(const QDBusMessage& question, Answered answered) {
-    auto* const answer = new QDBusPendingCallWatcher(
-        system_.asyncCall(question, waiting_ ? longestWaitMs : -1), this);
+    waiting_ = waiting_ && !patience_.hasExpired();
+    const int limit = waiting_ ? std::max(static_cast<int>(patience_.remainingTime()), 1) : -1;
+    auto* const answer = new QDBusPendingCallWatcher(system_.asyncCall(question, limit), this);
     connect(answer, &QDBusPendingCallWatcher::finished, this,
-            [this, answer, answered = std::move(answered)] {
+            [this, answer, search = search_, answered = std::move(answered)] {
                 answer->deleteLater();
+                if (search != search_)
+                    return; // there is a newer one
                 if (waiting_ && answer->error().type() == QDBusError::NoReply) {
                     waiting_ = false;
                     find(0); // as long as it takes
@@ -93,30 +118,76 @@ void LogindSession::ask(const QDBusMessage& question, Answered answered) {
 }
 
 void LogindSession::find(std::size_t way) {
-    if (way == ways_.size())
+    if (way == 0) {
+        ++search_;
+        secondBest_.clear();
+        refusals_ = 0;
+    }
+    if (way == ways_.size()) {
+        if (!secondBest_.isEmpty())
+            read(
+                secondBest_, [this](const QVariantMap& values) { take(values); }, [] {});
+        else if (refusals_ == ways_.size())
+            takeNone();
         return;
+    }
     ask(ways_[way], [this, way](const QDBusMessage& answer) {
-        if (answer.type() == QDBusMessage::ReplyMessage && answer.signature() == QLatin1String("o"))
-            found(answer.arguments().first().value<QDBusObjectPath>().path());
-        else
-            find(way + 1);
+        if (answer.type() == QDBusMessage::ReplyMessage &&
+            answer.signature() == QLatin1String("o")) {
+            found(answer.arguments().first().value<QDBusObjectPath>().path(), way);
+            return;
+        }
+        refusals_ += answer.errorName().startsWith(refusal) ? 1U : 0U;
+        find(way + 1);
     });
 }
 
-void LogindSession::found(const QString& object) {
+void LogindSession::found(const QString& object, std::size_t way) {
+    const auto next = [this, way] { find(way + 1); };
+    read(
+        object,
+        [this, object, next](const QVariantMap& values) {
+            if (isAtTheMachine(values)) {
+                take(values);
+                return;
+            }
+            if (secondBest_.isEmpty())
+                secondBest_ = object;
+            next();
+        },
+        next);
+}
+
+// Follows the object's changes from then on.
+void LogindSession::read(const QString& object, std::function<void(const QVariantMap&)> values,
+                         std::function<void()> failed) {
+    follow(object);
+    ask(question(object, properties, "GetAll", session),
+        [values = std::move(values), failed = std::move(failed)](const QDBusMessage& answer) {
+            if (answer.type() == QDBusMessage::ReplyMessage &&
+                answer.signature() == QLatin1String("a{sv}"))
+                values(qdbus_cast<QVariantMap>(answer.arguments().first()));
+            else
+                failed();
+        });
+}
+
+void LogindSession::follow(const QString& object) {
+    if (object == object_)
+        return;
     const QString signal = QStringLiteral("PropertiesChanged");
-    if (object != object_) {
+    if (!object_.isEmpty())
         system_.disconnect(service, object_, properties, signal, this,
                            SLOT(propertiesChanged(QString, QVariantMap)));
-        object_ = object;
+    object_ = object;
+    if (!object_.isEmpty())
         system_.connect(service, object_, properties, signal, this,
                         SLOT(propertiesChanged(QString, QVariantMap)));
-    }
-    ask(question(object_, properties, "GetAll", session), [this](const QDBusMessage& answer) {
-        if (answer.type() == QDBusMessage::ReplyMessage &&
-            answer.signature() == QLatin1String("a{sv}"))
-            take(qdbus_cast<QVariantMap>(answer.arguments().first()));
-    });
+}
+
+void LogindSession::sessionRemoved(const QString&, const QDBusObjectPath& object) {
+    if (object.path() == object_)
+        find(0);
 }
 
 void LogindSession::propertiesChanged(const QString& interface, const QVariantMap& values) {
@@ -125,9 +196,17 @@ void LogindSession::propertiesChanged(const QString& interface, const QVariantMa
 }
 
 void LogindSession::take(const QVariantMap& values) {
-    const bool active = values.value(QStringLiteral("Active"), active_).toBool();
-    const auto told = values.find(QStringLiteral("Seat"));
-    const std::string seat = told != values.end() && namedSeat_.empty() ? seatName(*told) : seat_;
+    const bool tellsSeat = values.contains(QStringLiteral("Seat")) && namedSeat_.empty();
+    take(values.value(QStringLiteral("Active"), active_).toBool(),
+         tellsSeat ? seatIn(values) : seat_);
+}
+
+void LogindSession::takeNone() {
+    follow({});
+    take(true, seatWithoutLogind());
+}
+
+void LogindSession::take(bool active, const std::string& seat) {
     const bool changed = active != active_ || seat != seat_;
     active_ = active;
     seat_ = seat;

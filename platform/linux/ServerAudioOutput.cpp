@@ -100,6 +100,7 @@ private:
     bool outage_ = false; // reported as lost and not yet back
     bool quit_ = false;
     bool end_ = false;
+    bool missing_ = false; // there is no socket to try
     SteadyClock::time_point attempted_;
     SteadyClock::time_point retryAt_;
 
@@ -119,7 +120,7 @@ void ServerAudioOutput::Control::start() {
     if (state_ == AudioOutputState::stopped || state_ == AudioOutputState::paused) {
         state_ = AudioOutputState::starting;
         retryAt_ = {};
-    } else if (state_ == AudioOutputState::lost) {
+    } else if (state_ == AudioOutputState::lost && !missing_) {
         retryAt_ = std::min(retryAt_, attempted_ + shortestRetry);
     } else {
         return;
@@ -197,6 +198,7 @@ void ServerAudioOutput::Control::await(ServerStream& stream) {
         const std::lock_guard lock(mutex_);
         retry_ = {};
         retryAt_ = {};
+        missing_ = false;
     }
 }
 
@@ -295,6 +297,7 @@ void ServerAudioOutput::Control::lose(const std::string& error) {
     const bool missing = watch_->missing();
     {
         const std::lock_guard lock(mutex_);
+        missing_ = missing;
         retry_ =
             std::clamp(retry_ + options_.firstRetry, options_.firstRetry, options_.longestRetry);
         retryAt_ = SteadyClock::now() + (missing ? options_.missingRetry : retry_);

@@ -3,7 +3,8 @@
 // A control thread of this adapter makes all calls into the server's library, since they may wait
 // for the server; the member functions leave word for it. When the server goes away, or has no
 // device, that thread tries again: soon at first, then once a second, asleep in between. While
-// there is not even a server's socket it sleeps until there is one.
+// there is not even a server's socket it sleeps until there is one, whatever is asked for
+// meanwhile.
 #pragma once
 
 #include "platform/AudioOutput.h"

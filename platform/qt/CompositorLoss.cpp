@@ -1,6 +1,7 @@
 #include "platform/qt/CompositorLoss.h"
 
 #include <QCoreApplication>
+#include <QDeadlineTimer>
 #include <QMetaObject>
 #include <QSemaphore>
 #include <QThread>
@@ -18,12 +19,15 @@ namespace {
 using namespace std::chrono_literals;
 
 constexpr auto longestEnd = 5s;
+constexpr int glanceMs = 20;
 
 // The main thread's.
 std::function<void()> lostHandler; // NOLINT(cppcoreguidelines-avoid-non-const-global-variables)
 // Null for the moment from when ours is in place: Qt's threads may write at any time.
-std::atomic<QtMessageHandler> writeMessage = // NOLINT(cppcoreguidelines-avoid-non-const-global-variables)
-    nullptr;
+// NOLINTNEXTLINE(cppcoreguidelines-avoid-non-const-global-variables)
+std::atomic<QtMessageHandler> writeMessage = nullptr;
+// The main loop runs, and lets go of a thread that is held.
+std::atomic<bool> armed = false; // NOLINT(cppcoreguidelines-avoid-non-const-global-variables)
 
 void endOnMainThread() {
     if (lostHandler)
@@ -43,6 +47,8 @@ void handle(QtMsgType type, const QMessageLogContext& context, const QString& te
         endOnMainThread();
         return;
     }
+    if (!armed)
+        return;
     const auto ended = std::make_shared<QSemaphore>();
     QMetaObject::invokeMethod(
         QCoreApplication::instance(),
@@ -51,19 +57,27 @@ void handle(QtMsgType type, const QMessageLogContext& context, const QString& te
             ended->release();
         },
         Qt::QueuedConnection);
-    ended->tryAcquire(1, std::chrono::milliseconds(longestEnd).count());
+    const QDeadlineTimer limit(longestEnd);
+    while (armed && !limit.hasExpired() && !ended->tryAcquire(1, glanceMs)) {
+    }
 }
 
 } // namespace
 
 CompositorLoss::CompositorLoss(std::function<void()> lost) {
     lostHandler = std::move(lost);
+    armed = true;
     writeMessage = qInstallMessageHandler(handle);
 }
 
 CompositorLoss::~CompositorLoss() {
+    armed = false;
     qInstallMessageHandler(writeMessage);
     lostHandler = nullptr;
+}
+
+void CompositorLoss::loopEnded() {
+    armed = false;
 }
 
 } // namespace morvel

@@ -15,6 +15,9 @@ public:
     // thread.
     explicit CompositorLoss(std::function<void()> lost);
     ~CompositorLoss();
+    // Call when the main loop has ended: no other thread is held any more, as that would only hold
+    // up the end. What the main thread itself notices is still told.
+    void loopEnded();
     CompositorLoss(const CompositorLoss&) = delete;
     CompositorLoss& operator=(const CompositorLoss&) = delete;
 };

@@ -118,6 +118,23 @@ TEST_F(AudioEngineTest, ALoneSoundForAHungServerIsForgottenInTime) {
     EXPECT_EQ(test::peak(listen(1000)), 0);
 }
 
+TEST_F(AudioEngineTest, ALoneSoundForAServerThatHangsForASecondIsNotPlayedLate) {
+    theme->set(SoundCategory::keyDown, test::constant(0.1F, 300));
+    build();
+    time.advance(10);
+    listen(500);
+    engine->play(SoundCategory::keyDown, 1, false);
+    time.advance(1);
+    EXPECT_EQ(test::peak(listen(1000)), 0);
+    EXPECT_EQ(engine->heldBufferCount(), 1U) << "nobody has collected it yet";
+    time.advance(5);
+    EXPECT_EQ(engine->heldBufferCount(), 0U);
+    listen(100);
+    engine->play(SoundCategory::keyDown, 1, false);
+    time.advance(0.2);
+    EXPECT_EQ(test::peak(listen(500)), 0.1F) << "late, but not too late";
+}
+
 TEST_F(AudioEngineTest, AConfigurationChangeIsHandledInALaterTurnAndLogged) {
     theme->set(SoundCategory::keyDown, test::constant(0.5F, 50000));
     build();

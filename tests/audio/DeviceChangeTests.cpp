@@ -1,15 +1,22 @@
 // The device changes under the engine while somebody types and the loop runs: the default is
 // switched, the device is unplugged, the server dies.
+#include "platform/linux/Descriptor.h"
 #include "tests/audio/OutputFixture.h"
 
 #include <gtest/gtest.h>
+#include <sys/socket.h>
+#include <sys/un.h>
 
 #include <algorithm>
 #include <chrono>
+#include <cstdint>
 #include <cstdio>
+#include <filesystem>
+#include <future>
 #include <optional>
 #include <span>
 #include <string>
+#include <thread>
 #include <vector>
 
 namespace morvel {
@@ -90,6 +97,22 @@ double milliseconds(std::uint64_t from, std::uint64_t to) {
     return (static_cast<double>(to) - static_cast<double>(from)) / 1e6;
 }
 
+// When a server takes a connection for the first time; 0: it does not.
+std::uint64_t firstAcceptance(const std::filesystem::path& path, const Clock& clock) {
+    sockaddr_un address{};
+    address.sun_family = AF_UNIX;
+    path.string().copy(address.sun_path, sizeof address.sun_path - 1);
+    const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(20);
+    while (std::chrono::steady_clock::now() < deadline) {
+        const Descriptor client(::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0));
+        if (::connect(client.get(), reinterpret_cast<const sockaddr*>(&address), sizeof address) ==
+            0)
+            return clock.hostNanos();
+        std::this_thread::sleep_for(std::chrono::milliseconds(1));
+    }
+    return 0;
+}
+
 class DeviceChangeTest : public test::OutputTest {
 protected:
     void SetUp() override {
@@ -102,7 +125,7 @@ protected:
         build();
         ASSERT_TRUE(awaitState(AudioOutputState::running));
         engine->startLoop(SoundCategory::dialLoop, loopGain, loopRate);
-        typing = scheduler.repeating(0.06, [this] { longest = std::max(longest, press()); });
+        typing = scheduler.repeating(0.06, [this] { press(); });
         record();
         ASSERT_TRUE(heard());
     }
@@ -126,11 +149,11 @@ protected:
         EXPECT_EQ(engine->loopCategory(), SoundCategory::dialLoop);
         EXPECT_EQ(engine->loopGain(), loopGain);
         EXPECT_EQ(engine->loopRate(), loopRate);
-        EXPECT_LT(longest, std::chrono::milliseconds(20)) << "a key waited";
+        // Of all keys one may meet a lock that another thread holds for a moment.
+        EXPECT_LE(waits, 1) << "keys waited";
     }
 
     std::unique_ptr<Timer> typing;
-    std::chrono::nanoseconds longest{0};
 };
 
 TEST_P(DeviceChangeTest, SoundMovesToTheNewDefaultSinkWithinASecondAndTheLoopGoesOnAsItWas) {
@@ -172,14 +195,19 @@ TEST_P(DeviceChangeTest, SoundMovesOnWithinASecondWhenItsSinkIsUnplugged) {
 }
 
 TEST_P(DeviceChangeTest, SoundIsBackWithinASecondOfAKilledServersReturnAndTheLoopAsItWas) {
+    asInTheProgram = true;
     playAndType();
     recorder.reset();
     server->kill();
     wait(1.5);
     EXPECT_EQ(output->state(), AudioOutputState::lost);
     EXPECT_EQ(lineCount("AudioEngine failed to start: "), 1);
+    auto acceptance = std::async(std::launch::async, [path = server->socket(), this] {
+        return firstAcceptance(path, clock);
+    });
     server->start();
-    const std::uint64_t returned = clock.hostNanos();
+    const std::uint64_t returned = acceptance.get();
+    ASSERT_NE(returned, 0U);
     record();
     wait(1.5);
     listenToTheLoopAlone();

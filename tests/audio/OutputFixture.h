@@ -11,6 +11,7 @@
 #include "tests/audio/SoundServer.h"
 #include "tests/support/MainLoop.h"
 #include "tests/support/TemporaryFolder.h"
+#include "tests/support/ThreadWaits.h"
 
 #include <gtest/gtest.h>
 
@@ -38,7 +39,8 @@ protected:
     static Time now() { return std::chrono::steady_clock::now(); }
 
     void build(const AudioEngine::Options& options = {}) {
-        output = server->makeOutput(scheduler, log);
+        output = asInTheProgram ? server->makeChoice(scheduler, log)
+                                : server->makeOutput(scheduler, log);
         engine = std::make_unique<AudioEngine>(
             AudioEngine::Services{*output, clock, scheduler, random, log}, false, options);
         engine->setResolver(theme);
@@ -48,10 +50,12 @@ protected:
         return runUntil([&] { return output->state() == state; }, std::chrono::seconds(10));
     }
     void record() { recorder = server->record(); }
-    // Plays a key; answers how long the call took.
+    // Plays a key; answers how long the call took, and counts in `waits` what it has waited for.
     std::chrono::nanoseconds press() {
         const Time before = now();
+        const long waitsBefore = waitsOfThisThread();
         engine->play(SoundCategory::keyDown, 1, false);
+        waits += waitsOfThisThread() - waitsBefore;
         return now() - before;
     }
     // Whether the recording holds a sound, or does within `limit`. The main loop goes on.
@@ -81,6 +85,8 @@ protected:
     std::unique_ptr<AudioOutput> output;
     std::unique_ptr<AudioEngine> engine;
     std::unique_ptr<SinkRecorder> recorder;
+    bool asInTheProgram = false; // that output, for build()
+    long waits = 0;              // of all presses
 };
 
 } // namespace morvel::test

@@ -97,6 +97,16 @@ TEST_F(OutputPause, ADeviceThatIsAwakeAndHangsPlaysNoBacklogSoonAfterAPauseEithe
     EXPECT_EQ(test::peak(listen(1000)), 0);
 }
 
+TEST_F(OutputPause, ALoneSoundForADeviceThatIsAwakeAndHangsIsForgottenInTimeToo) {
+    theme->set(SoundCategory::keyDown, test::constant(0.1F, 300));
+    build();
+    listen(500);
+    output.pause();
+    engine->play(SoundCategory::keyDown, 1, false);
+    time.advance(2.1);
+    EXPECT_EQ(test::peak(listen(1000)), 0);
+}
+
 TEST_F(OutputPause, AnOutageThatNobodyNoticesIsLeftAloneAfterFiveMinutes) {
     theme->set(SoundCategory::keyDown, test::constant(0.5F, 1000));
     output.setAbsent(true);

@@ -12,7 +12,6 @@
 namespace morvel {
 namespace {
 
-using namespace std::chrono_literals;
 using test::SoundServer;
 
 class OutputSleepTest : public test::OutputTest {
@@ -53,7 +52,9 @@ TEST_P(OutputSleepTest, APausedOutputRendersNothingAndTheNextSoundResumesIt) {
     record();
     EXPECT_EQ(recorder->loudest(), 0);
     const auto before = now();
-    EXPECT_LT(press(), 20ms);
+    waits = 0;
+    press();
+    EXPECT_EQ(waits, 0);
     ASSERT_TRUE(heard());
     std::printf("resumed and heard after %.1f ms\n",
                 std::chrono::duration<double, std::milli>(now() - before).count());

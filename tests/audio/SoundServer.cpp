@@ -1,5 +1,6 @@
 #include "tests/audio/SoundServer.h"
 
+#include "platform/PreferredAudioOutput.h"
 #include "platform/linux/CubebStream.h"
 #include "platform/linux/PipeWireStream.h"
 #include "platform/linux/ServerAudioOutput.h"
@@ -11,6 +12,7 @@
 #include <sched.h>
 
 #include <cstdlib>
+#include <string_view>
 
 namespace morvel::test {
 
@@ -41,6 +43,11 @@ public:
     std::unique_ptr<AudioOutput> makeOutput(Scheduler& scheduler, Log& log) override {
         return std::make_unique<ServerAudioOutput>(reached, scheduler, log);
     }
+    std::unique_ptr<AudioOutput> makeChoice(Scheduler& scheduler, Log& log) override {
+        return std::make_unique<PreferredAudioOutput>(
+            std::make_unique<ServerAudioOutput>(pipeWireServer, scheduler, log),
+            std::make_unique<ServerAudioOutput>(pulseAudioServer, scheduler, log), scheduler);
+    }
 
 protected:
     Server server_;
@@ -50,7 +57,13 @@ class PulseAudio : public SoundServerOf<PulseServer, pulseAudioServer> {
 public:
     explicit PulseAudio(const std::filesystem::path& folder)
         : SoundServerOf(folder) {
-        setenv("PULSE_SERVER", server_.address().c_str(), 1); // NOLINT(concurrency-mt-unsafe)
+        // NOLINTBEGIN(concurrency-mt-unsafe)
+        setenv("PULSE_SERVER", server_.address().c_str(), 1);
+        setenv("PIPEWIRE_RUNTIME_DIR", "/nonexistent", 1);
+        // NOLINTEND(concurrency-mt-unsafe)
+    }
+    std::filesystem::path socket() const override {
+        return server_.address().substr(std::string_view("unix:").size());
     }
     void start() override {
         server_.start();
@@ -77,9 +90,12 @@ class PipeWire : public SoundServerOf<PipeWireServer, pipeWireServer> {
 public:
     explicit PipeWire(const std::filesystem::path& folder)
         : SoundServerOf(folder) {
-        // NOLINTNEXTLINE(concurrency-mt-unsafe)
+        // NOLINTBEGIN(concurrency-mt-unsafe)
         setenv("PIPEWIRE_RUNTIME_DIR", server_.runtimeFolder().c_str(), 1);
+        setenv("PULSE_SERVER", "unix:/nonexistent/socket", 1);
+        // NOLINTEND(concurrency-mt-unsafe)
     }
+    std::filesystem::path socket() const override { return server_.address(); }
     std::unique_ptr<SinkRecorder> record(const std::string& sink) override {
         return std::make_unique<SinkRecorderOf<PipeWireRecorder>>(sink, server_.address());
     }

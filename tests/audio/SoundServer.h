@@ -31,6 +31,10 @@ public:
     virtual void signal(int number) = 0;
     // An output of this process to the server.
     virtual std::unique_ptr<AudioOutput> makeOutput(Scheduler& scheduler, Log& log) = 0;
+    // The output that the program has, for which the other kind of server is not there.
+    virtual std::unique_ptr<AudioOutput> makeChoice(Scheduler& scheduler, Log& log) = 0;
+    // Where the server listens; valid before start().
+    virtual std::filesystem::path socket() const = 0;
     // There are two sinks; the first one is the default.
     static constexpr const char* speaker = "speaker";
     static constexpr const char* headphones = "headphones";

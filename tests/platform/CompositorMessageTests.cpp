@@ -5,6 +5,8 @@
 
 #include <gtest/gtest.h>
 
+#include <QCoreApplication>
+#include <QElapsedTimer>
 #include <QString>
 #include <QStringList>
 #include <QThread>
@@ -59,6 +61,41 @@ TEST_F(CompositorMessageTest, HoldsAnotherThreadOfQtsUntilTheMainThreadHasEndedE
     qt.join();
     EXPECT_TRUE(qtEnds);
     EXPECT_TRUE(onMainThread);
+}
+
+// Far longer than a thread takes, and shorter than one is held.
+constexpr int soonMs = 3000;
+
+TEST_F(CompositorMessageTest, HoldsNoThreadWhereTheMainLoopHasEnded) {
+    int ends = 0;
+    CompositorLoss loss([&ends] { ++ends; });
+    loss.loopEnded();
+    QElapsedTimer since;
+    since.start();
+    std::thread qt(qtNotices);
+    qt.join();
+    EXPECT_LT(since.elapsed(), soonMs);
+    EXPECT_EQ(ends, 0);
+    QCoreApplication::processEvents();
+    EXPECT_EQ(ends, 0);
+    qtNotices();
+    EXPECT_EQ(ends, 1) << "the main thread's own word for it";
+}
+
+TEST_F(CompositorMessageTest, LetsAThreadGoThatIsHeldWhenTheMainLoopEnds) {
+    std::atomic<bool> noticed = false;
+    CompositorLoss loss([] {});
+    QElapsedTimer since;
+    since.start();
+    std::thread qt([&noticed] {
+        noticed = true;
+        qtNotices();
+    });
+    while (!noticed)
+        std::this_thread::yield();
+    loss.loopEnded();
+    qt.join();
+    EXPECT_LT(since.elapsed(), soonMs);
 }
 
 TEST_F(CompositorMessageTest, IsNoneOfOursOnceTheProgramEndsByItself) {

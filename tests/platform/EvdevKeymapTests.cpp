@@ -79,6 +79,10 @@ protected:
         time.advance(CapsLockWatch::longestAnswer + 0.01);
         return std::exchange(listener.events, {});
     }
+    std::vector<KeyEvent> eventsMuchLater() {
+        time.advance(CapsLockWatch::longestAnswer + CapsLockWatch::longestDelay + 0.01);
+        return std::exchange(listener.events, {});
+    }
     void press(int key) { keyboard.key(key, 1); }
     void release(int key) { keyboard.key(key, 0); }
 
@@ -211,10 +215,28 @@ TEST_F(EvdevKeymapTest, ACapsLockKeyThatLocksAgainSoundsOnceAndIsALockFromThenOn
     EXPECT_TRUE(eventsLater().empty());
 }
 
+TEST_F(EvdevKeymapTest, ACapsLockKeyThatTheLightAnswersLateSoundsOnceAndIsALockFromThenOn) {
+    ASSERT_TRUE(tap.install(listener));
+    eventsOf([&] { keyboard.type(KEY_CAPSLOCK); });
+    ASSERT_EQ(codes(eventsLater()), (Codes{0, 0}));
+    time.advance(CapsLockWatch::longestDelay - 0.1);
+    EXPECT_TRUE(eventsOf([&] { keyboard.light(true); }).empty());
+    const auto letter = eventsOf([&] { keyboard.type(KEY_A); });
+    ASSERT_EQ(letter.size(), 2u);
+    EXPECT_EQ(letter[0].flags, modifierFlag(capsLockKeyCode));
+    const auto off = eventsOf([&] {
+        keyboard.type(KEY_CAPSLOCK);
+        keyboard.light(false);
+    });
+    ASSERT_EQ(codes(off), Codes{capsLockKeyCode});
+    EXPECT_EQ(off[0].flags, 0u);
+    EXPECT_TRUE(eventsMuchLater().empty());
+}
+
 TEST_F(EvdevKeymapTest, ALightThatChangesByItselfIsHeardAndMakesNoKeyALock) {
     ASSERT_TRUE(tap.install(listener));
     eventsOf([&] { keyboard.type(KEY_CAPSLOCK); });
-    ASSERT_EQ(eventsLater().size(), 2u);
+    ASSERT_EQ(eventsMuchLater().size(), 2u);
     EXPECT_EQ(codes(eventsOf([&] { keyboard.light(true); })), Codes{capsLockKeyCode});
     EXPECT_EQ(codes(eventsOf([&] { keyboard.type(KEY_CAPSLOCK); })), (Codes{0, 0}));
 }

@@ -13,8 +13,10 @@
 #include <libudev.h>
 #include <linux/input-event-codes.h>
 
+#include <QCoreApplication>
 #include <QTimer>
 #include <cerrno>
+#include <string>
 #include <utility>
 #include <vector>
 
@@ -68,12 +70,12 @@ protected:
     InputDevices devices;
     InputDevice& keyboard = devices.plug(InputDevices::keyboard());
     SimulatedLoginSession session;
-    KeyboardNodes nodes{session};
+    SimulatedLog log;
+    KeyboardNodes nodes{session, log};
     EvdevTrustSource trust{nodes, nullptr};
     Listener listener;
     FixedKeymap keymap;
     VirtualTime time;
-    SimulatedLog log;
     EvdevKeyboards keyboards{nodes};
     EvdevKeyTap tap{keyboards, {keymap, time, log}};
 };
@@ -87,12 +89,17 @@ TEST_F(KeyboardSessionTest, AnotherSessionIsNotHeardAndTakesNoTrustAlong) {
     EXPECT_TRUE(trust.isTrusted());
     keyboard.setMode(0); // as where logind moves the permission to the other user
     EXPECT_TRUE(trust.isTrusted());
+    const KeyboardNodes witness{"seat0"}; // hears udev's news last
     keyboard.type(KEY_A);
     keyboard.uevent("change");
     InputDevice& other = devices.plug(InputDevices::keyboard());
+    ASSERT_TRUE(test::runUntil([&witness] { return witness.nodes().size() == 2; }));
+    QCoreApplication::processEvents();
     trust.isTrusted();
-    EXPECT_TRUE(awaitReaders(other, 0));
     EXPECT_TRUE(nodes.nodes().empty());
+    EXPECT_FALSE(keyboards.any());
+    EXPECT_EQ(keyboard.readers(), 0);
+    EXPECT_EQ(other.readers(), 0);
     EXPECT_TRUE(listener.events.empty());
 }
 
@@ -157,6 +164,64 @@ TEST_F(KeyboardSessionTest, AfterTheyAreAllLostAndBackAModifierIsHeldStillAndThe
     EXPECT_EQ(released[1].flags, modifierFlag(capsLockKeyCode));
 }
 
+// The keyboards are taken away from a session with the lock on or off, and come back with the light
+// off, which the session then puts on where it locks still.
+class KeyboardsAreBack : public KeyboardSessionTest {
+protected:
+    void takeAwayAndGiveBack(bool locked) {
+        ASSERT_TRUE(tap.install(listener));
+        ASSERT_TRUE(awaitReaders(keyboard, 1));
+        if (locked) {
+            keyboard.light(true);
+            ASSERT_EQ(eventsUpToASpace().size(), 3u);
+        }
+        session.setActive(false);
+        ASSERT_TRUE(awaitReaders(keyboard, 0));
+        keyboard.light(false); // of the other session
+        session.setActive(true);
+        ASSERT_TRUE(awaitReaders(keyboard, 1));
+    }
+    std::size_t eventsOfTheLight(bool on) {
+        keyboard.light(on);
+        return eventsUpToASpace().size() - 2; // without the space
+    }
+};
+
+TEST_F(KeyboardsAreBack, ALockThatTheSessionRestoresMakesNoSoundAndTheNextOneDoes) {
+    takeAwayAndGiveBack(true);
+    EXPECT_EQ(eventsOfTheLight(true), 0u);
+    const auto letter = eventsUpToASpace();
+    ASSERT_EQ(letter.size(), 2u);
+    EXPECT_EQ(letter[0].flags, modifierFlag(capsLockKeyCode));
+    EXPECT_EQ(eventsOfTheLight(false), 1u);
+}
+
+TEST_F(KeyboardsAreBack, ALockThatComesLongAfterIsNone) {
+    takeAwayAndGiveBack(true);
+    time.advance(1.1);
+    EXPECT_EQ(eventsOfTheLight(true), 1u);
+}
+
+TEST_F(KeyboardsAreBack, ALockThatWasNotThereBeforeIsHeard) {
+    takeAwayAndGiveBack(false);
+    EXPECT_EQ(eventsOfTheLight(true), 1u);
+}
+
+TEST_F(KeyboardsAreBack, ALockThatIsPressedIsHeard) {
+    takeAwayAndGiveBack(true);
+    keyboard.type(KEY_CAPSLOCK);
+    EXPECT_EQ(eventsOfTheLight(true), 1u);
+}
+
+TEST_F(KeyboardsAreBack, ALockThatIsRestoredOnlyTheSecondTimeMakesNoSoundEither) {
+    takeAwayAndGiveBack(true);
+    session.setActive(false);
+    ASSERT_TRUE(awaitReaders(keyboard, 0));
+    session.setActive(true);
+    ASSERT_TRUE(awaitReaders(keyboard, 1));
+    EXPECT_EQ(eventsOfTheLight(true), 0u);
+}
+
 TEST_F(KeyboardSessionTest, WhatWasLostOfUdevsNewsIsLookedForAnew) {
     InputDevice& second = devices.plug(InputDevices::keyboard());
     ASSERT_TRUE(tap.install(listener));
@@ -192,16 +257,33 @@ TEST_F(KeyboardSessionTest, AGamepadIsTheKeyboardWhereThereIsNoOther) {
     auto chatpad = InputDevices::keyboard();
     chatpad.properties["ID_INPUT_JOYSTICK"] = "1";
     devices.plug(chatpad);
-    KeyboardNodes fresh(session);
+    KeyboardNodes fresh(session, log);
     EXPECT_TRUE(EvdevTrustSource(fresh, nullptr).isTrusted());
 }
 
 TEST_F(KeyboardSessionTest, ASessionWithoutASeatHearsNobody) {
     session.setSeat("");
     EXPECT_TRUE(nodes.nodes().empty());
-    KeyboardNodes fresh(session);
+    KeyboardNodes fresh(session, log);
     EXPECT_TRUE(fresh.nodes().empty());
     EXPECT_FALSE(EvdevTrustSource(fresh, nullptr).isTrusted());
+}
+
+TEST_F(KeyboardSessionTest, ThatTheyAreWithheldAndGivenBackIsLoggedOnceEach) {
+    const std::string withheld =
+        "[Morvel] The keyboards are not this session's at present — no key is heard";
+    EXPECT_TRUE(log.lines().empty());
+    session.setActive(false);
+    session.setSeat("");
+    EXPECT_EQ(log.lines(), std::vector<std::string>{withheld});
+    KeyboardNodes fresh(session, log);
+    EXPECT_EQ(log.lines(), (std::vector{withheld, withheld}));
+    log.clear();
+    session.setActive(true);
+    session.setSeat("seat1");
+    session.setSeat("seat0");
+    EXPECT_EQ(log.lines(),
+              std::vector<std::string>{"[Morvel] The keyboards are this session's again"});
 }
 
 TEST_F(KeyboardSessionTest, ItsSeatsKeyboardsAreHeardAndNoOthers) {

@@ -44,6 +44,7 @@ namespace morvel {
 namespace {
 
 const QString sessionObject = QStringLiteral("/org/freedesktop/login1/session/_37");
+const QString otherObject = QStringLiteral("/org/freedesktop/login1/session/_38");
 
 class Manager : public QObject, protected QDBusContext {
     Q_OBJECT
@@ -53,6 +54,7 @@ public:
     std::map<QString, QDBusObjectPath> byName; // of a session, or "auto"
     std::map<uint, QDBusObjectPath> byProcess;
     bool silent = false;
+    unsigned long delayMs = 0;
 
 public slots:
     QDBusObjectPath GetSession(const QString& name) {
@@ -67,6 +69,7 @@ public slots:
 private:
     template <typename Key>
     QDBusObjectPath known(const std::map<Key, QDBusObjectPath>& sessions, const Key& key) {
+        QThread::msleep(delayMs);
         const auto found = sessions.find(key);
         if (found != sessions.end())
             return found->second;
@@ -80,9 +83,11 @@ class Session : public QObject {
     Q_CLASSINFO("D-Bus Interface", "org.freedesktop.login1.Session")
     Q_PROPERTY(bool Active MEMBER active)
     Q_PROPERTY(Seat Seat MEMBER seat)
+    Q_PROPERTY(QString State MEMBER state)
 
 public:
     bool active = true;
+    QString state = "active";
     Seat seat{"seat0", QDBusObjectPath("/org/freedesktop/login1/seat/seat0")};
 };
 
@@ -92,6 +97,7 @@ protected:
         qDBusRegisterMetaType<Seat>();
         manager_.moveToThread(&thread_);
         session_.moveToThread(&thread_);
+        other_.moveToThread(&thread_);
         thread_.start();
         manager_.byName["7"] = QDBusObjectPath(sessionObject);
     }
@@ -106,6 +112,7 @@ protected:
         logind_.registerObject("/org/freedesktop/login1", &manager_,
                                QDBusConnection::ExportAllSlots);
         logind_.registerObject(sessionObject, &session_, QDBusConnection::ExportAllProperties);
+        logind_.registerObject(otherObject, &other_, QDBusConnection::ExportAllProperties);
         ASSERT_TRUE(logind_.registerService("org.freedesktop.login1"));
     }
     void start(std::map<std::string, std::string> variables) {
@@ -124,8 +131,17 @@ protected:
             &session_, [this, active] { session_.active = active; }, Qt::BlockingQueuedConnection);
         announce("org.freedesktop.login1.Session", {{"Active", active}});
     }
-    void announce(const QString& interface, const QVariantMap& values) {
-        auto news = QDBusMessage::createSignal(sessionObject, "org.freedesktop.DBus.Properties",
+    void remove(const QString& name) {
+        QMetaObject::invokeMethod(
+            &manager_, [this, name] { manager_.byName.erase(name); }, Qt::BlockingQueuedConnection);
+        auto news = QDBusMessage::createSignal("/org/freedesktop/login1",
+                                               "org.freedesktop.login1.Manager", "SessionRemoved");
+        news << name << QVariant::fromValue(QDBusObjectPath(sessionObject));
+        ASSERT_TRUE(logind_.send(news));
+    }
+    void announce(const QString& interface, const QVariantMap& values,
+                  const QString& object = sessionObject) {
+        auto news = QDBusMessage::createSignal(object, "org.freedesktop.DBus.Properties",
                                                "PropertiesChanged");
         news << interface << values << QStringList();
         ASSERT_TRUE(logind_.send(news));
@@ -140,6 +156,7 @@ protected:
     QThread thread_;
     Manager manager_;
     Session session_;
+    Session other_;
     QDBusConnection logind_ = client("logind");
 };
 
@@ -200,6 +217,78 @@ TEST_F(LogindSessionTest, OfARemoteUserHasNoSeat) {
     EXPECT_EQ(login->seat(), "");
 }
 
+// As in a terminal that outlives the session it was opened in.
+TEST_F(LogindSessionTest, ThatIsOverIsLeftForOneThatIsNot) {
+    session_.active = false;
+    session_.state = "closing";
+    manager_.byName["auto"] = QDBusObjectPath(otherObject);
+    startLogind();
+    start({{"XDG_SESSION_ID", "7"}});
+    EXPECT_TRUE(login->isActive());
+    announce("org.freedesktop.login1.Session", {{"Active", false}}, otherObject);
+    EXPECT_TRUE(awaitActive(false));
+    announce("org.freedesktop.login1.Session", {{"Active", true}}); // of the one that is over
+    announce("org.freedesktop.login1.Session", {{"Active", false}}, otherObject);
+    announce("org.freedesktop.login1.Session", {{"Active", true}}, otherObject);
+    EXPECT_TRUE(awaitActive(true));
+    EXPECT_EQ(changes, 2);
+}
+
+TEST_F(LogindSessionTest, WithoutASeatIsLeftForOneThatHasOne) {
+    session_.seat = {};
+    other_.seat.name = "seat1";
+    manager_.byProcess[static_cast<uint>(getpid())] = QDBusObjectPath(sessionObject);
+    manager_.byName["auto"] = QDBusObjectPath(otherObject);
+    startLogind();
+    start({{"XDG_SESSION_ID", "7"}});
+    EXPECT_EQ(login->seat(), "seat1");
+}
+
+TEST_F(LogindSessionTest, ThatIsOverIsKeptWhereThereIsNoOther) {
+    session_.active = false;
+    session_.state = "closing";
+    startLogind();
+    start({{"XDG_SESSION_ID", "7"}});
+    EXPECT_FALSE(login->isActive());
+    makeActive(true);
+    EXPECT_TRUE(awaitActive(true));
+}
+
+TEST_F(LogindSessionTest, ThatIsRemovedIsLookedForAnew) {
+    other_.active = false;
+    manager_.byName["auto"] = QDBusObjectPath(otherObject);
+    startLogind();
+    start({{"XDG_SESSION_ID", "7"}});
+    ASSERT_TRUE(login->isActive());
+    remove("7");
+    EXPECT_TRUE(awaitActive(false));
+    EXPECT_EQ(changes, 1);
+}
+
+TEST_F(LogindSessionTest, ThatIsRemovedAndTheLastLeavesItActive) {
+    session_.active = false;
+    session_.seat = {};
+    startLogind();
+    start({{"XDG_SESSION_ID", "7"}});
+    ASSERT_FALSE(login->isActive());
+    remove("7");
+    EXPECT_TRUE(awaitActive(true));
+    EXPECT_EQ(login->seat(), "seat0");
+    EXPECT_EQ(changes, 1);
+}
+
+TEST_F(LogindSessionTest, IsActiveWhereLogindIsBackAndKnowsOfNone) {
+    session_.active = false;
+    startLogind();
+    start({{"XDG_SESSION_ID", "7"}});
+    ASSERT_FALSE(login->isActive());
+    ASSERT_TRUE(logind_.unregisterService("org.freedesktop.login1"));
+    QMetaObject::invokeMethod(
+        &manager_, [this] { manager_.byName.clear(); }, Qt::BlockingQueuedConnection);
+    ASSERT_TRUE(logind_.registerService("org.freedesktop.login1"));
+    EXPECT_TRUE(awaitActive(true));
+}
+
 TEST_F(LogindSessionTest, IsActiveAtTheFirstSeatWhereLogindKnowsOfNone) {
     session_.active = false;
     manager_.byName.clear();
@@ -246,6 +335,18 @@ TEST_F(LogindSessionTest, DoesNotWaitLongForALogindThatIsSilent) {
     start({{"XDG_SESSION_ID", "7"}});
     EXPECT_LT(since.elapsed(), 2000);
     EXPECT_TRUE(login->isActive());
+}
+
+TEST_F(LogindSessionTest, DoesNotWaitLongForALogindThatIsSlowWithEachAnswer) {
+    session_.active = false;
+    manager_.byName = {{"auto", QDBusObjectPath(sessionObject)}};
+    manager_.delayMs = 240;
+    startLogind();
+    QElapsedTimer since;
+    since.start();
+    start({{"XDG_SESSION_ID", "gone"}});
+    EXPECT_LT(since.elapsed(), 2 * 240) << "all three answers have been waited for";
+    EXPECT_TRUE(awaitActive(false));
 }
 
 TEST_F(LogindSessionTest, TakesNoNoticeOfOtherNews) {

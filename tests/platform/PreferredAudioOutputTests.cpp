@@ -208,6 +208,53 @@ TEST_F(PreferredAudioOutputTest, APreferredOneThatStaysAwayIsReplaced) {
     EXPECT_EQ(best->state(), AudioOutputState::paused);
 }
 
+// The other one has been heard before, and then says nothing when it runs.
+TEST_F(PreferredAudioOutputTest, AReplacementThatComesASecondTimeIsHeardSoon) {
+    startWithout();
+    second_->run();
+    time.advance(1);
+    best->run();
+    best->renderOne();
+    best->lose();
+    time.advance(5.5);
+    ASSERT_EQ(second_->starts, 2);
+    second_->run();
+    time.advance(0.1);
+    EXPECT_EQ(second_->renderOne(), 1);
+    EXPECT_THAT(events, ElementsAre("started", "changed", "best is not there", "changed"));
+    time.advance(10);
+    EXPECT_EQ(time.activeTimerCount(), 0U);
+}
+
+TEST_F(PreferredAudioOutputTest, APreferredOneThatComesASecondTimeIsHeardSoon) {
+    output->start();
+    best->run();
+    best->lose();
+    time.advance(5.5);
+    second_->run();
+    second_->renderOne();
+    time.advance(10);
+    ASSERT_EQ(best->state(), AudioOutputState::paused);
+    second_->lose();
+    best->run();
+    time.advance(0.1);
+    EXPECT_EQ(best->renderOne(), 1);
+    EXPECT_EQ(events.back(), "changed");
+}
+
+TEST_F(PreferredAudioOutputTest, AReplacementThatDoesNotComeIsNotLookedAtThatOftenForEver) {
+    output->start();
+    best->run();
+    best->lose();
+    time.advance(5.5);
+    EXPECT_EQ(time.activeTimerCount(), 2U);
+    time.advance(4);
+    EXPECT_EQ(time.activeTimerCount(), 1U);
+    second_->run();
+    EXPECT_EQ(second_->renderOne(), 1);
+    EXPECT_EQ(events.back(), "changed");
+}
+
 TEST_F(PreferredAudioOutputTest, AfterALossOfTheOtherOneBothAreTried) {
     startWithout();
     second_->run();
@@ -243,6 +290,21 @@ TEST_F(PreferredAudioOutputTest, PauseAndStartKeepThePreferredOne) {
     EXPECT_EQ(second_->starts, 0);
     EXPECT_EQ(time.activeTimerCount(), 0U);
     EXPECT_THAT(events, ElementsAre("started"));
+}
+
+TEST_F(PreferredAudioOutputTest, APreferredOneThatIsNotThereAfterAPauseIsReplacedAtOnce) {
+    output->start();
+    best->run();
+    EXPECT_EQ(best->renderOne(), 1);
+    output->pause();
+    output->start();
+    best->lose();
+    EXPECT_EQ(second_->starts, 1);
+    second_->run();
+    EXPECT_EQ(second_->renderOne(), 1);
+    EXPECT_EQ(output->state(), AudioOutputState::running);
+    EXPECT_EQ(output->serverName(), "second");
+    EXPECT_THAT(events, ElementsAre("started")) << "nothing was playing";
 }
 
 // The other one was chosen, as the preferred one was away; then comes a pause.
