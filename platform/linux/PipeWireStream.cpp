@@ -42,9 +42,8 @@ public:
     PipeWireStream& operator=(const PipeWireStream&) = delete;
 
     std::optional<std::string> open(const Request& request) override;
-    // The news of other clients' objects would wake it.
-    void rest() override;
-    void resume() override;
+    void rest() override { pw_stream_set_active(stream_, false); }
+    void resume() override { pw_stream_set_active(stream_, true); }
     void close() override;
     Flow flow() const override;
     std::string error() const override;
@@ -59,8 +58,6 @@ private:
     static const pw_registry_events& registryEvents();
     static const pw_stream_events& streamEvents();
     std::optional<std::string> connect();
-    void watchLinks();
-    void unwatchLinks();
     void linked(std::uint32_t id, std::string_view type, const spa_dict* properties);
     void unlinked(std::uint32_t id);
     void process();
@@ -136,7 +133,10 @@ std::optional<std::string> PipeWireStream::open(const Request& request) {
     }
     pw_proxy_add_object_listener(reinterpret_cast<pw_proxy*>(core_), &coreHook_, &coreEvents(),
                                  this);
-    watchLinks();
+    registry_ = pw_core_get_registry(core_, PW_VERSION_REGISTRY, 0);
+    if (registry_ != nullptr)
+        pw_proxy_add_object_listener(reinterpret_cast<pw_proxy*>(registry_), &registryHook_,
+                                     &registryEvents(), this);
     stream_ = pw_stream_new(
         core_, request.streamName.c_str(),
         properties({{PW_KEY_MEDIA_TYPE, "Audio"},
@@ -180,39 +180,17 @@ void PipeWireStream::close() {
         pw_stream_destroy(stream_); // its listener with it, once the audio thread has left it
         stream_ = nullptr;
     }
-    unwatchLinks();
+    if (registry_ != nullptr) {
+        pw_proxy_destroy(reinterpret_cast<pw_proxy*>(registry_));
+        registry_ = nullptr;
+    }
     if (core_ != nullptr) {
         pw_core_disconnect(core_);
         core_ = nullptr;
     }
     streamHook_ = {};
-    coreHook_ = {};
-}
-
-void PipeWireStream::rest() {
-    unwatchLinks();
-    pw_stream_set_active(stream_, false);
-}
-
-void PipeWireStream::resume() {
-    watchLinks();
-    pw_stream_set_active(stream_, true);
-}
-
-void PipeWireStream::watchLinks() {
-    if (registry_ != nullptr)
-        return;
-    registry_ = pw_core_get_registry(core_, PW_VERSION_REGISTRY, 0);
-    if (registry_ != nullptr)
-        pw_proxy_add_object_listener(reinterpret_cast<pw_proxy*>(registry_), &registryHook_,
-                                     &registryEvents(), this);
-}
-
-void PipeWireStream::unwatchLinks() {
-    if (registry_ != nullptr)
-        pw_proxy_destroy(reinterpret_cast<pw_proxy*>(registry_));
-    registry_ = nullptr;
     registryHook_ = {};
+    coreHook_ = {};
     links_.clear();
 }
 

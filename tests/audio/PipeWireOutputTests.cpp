@@ -202,30 +202,6 @@ TEST_F(PipeWireOutput, NothingIsRenderedAndNobodyWakesWhilePaused) {
     EXPECT_EQ(watch.events, std::vector<std::string>{"started"});
 }
 
-TEST_F(PipeWireOutput, WhatOtherClientsDoWakesNobodyWhilePaused) {
-    server.start();
-    build();
-    output->start();
-    ASSERT_TRUE(awaitState(AudioOutputState::running));
-    const auto client = test::PipeWireClient::connect(server.address());
-    ASSERT_TRUE(client);
-    ASSERT_TRUE(until([&] { return watch.calls > 10; }));
-    output->pause();
-    wait(0.3);
-    const std::uint64_t sleeps = sleepsBesidesMain();
-    client->addSink("guest");
-    client->removeSink("guest");
-    wait(0.3);
-    EXPECT_EQ(sleepsBesidesMain(), sleeps);
-    // And it follows its device again afterwards.
-    output->start();
-    ASSERT_TRUE(awaitState(AudioOutputState::running));
-    wait(0.3);
-    client->setDefaultSink(PipeWireServer::headphones);
-    EXPECT_TRUE(until([&] { return watch.events.size() == 2; }));
-    EXPECT_EQ(watch.events, (std::vector<std::string>{"started", "changed"}));
-}
-
 TEST_F(PipeWireOutput, APauseBetweenTwoThoughtsIsNone) {
     server.start();
     build();
