@@ -81,7 +81,7 @@ LogindSession::LogindSession(QDBusConnection system, const Environment& environm
     if (!system_.isConnected())
         return;
     system_.connect(service, managerObject, manager, QStringLiteral("SessionRemoved"), this,
-                    SLOT(sessionRemoved(QString, QDBusObjectPath)));
+                    SLOT(sessionRemoved(QDBusMessage)));
     connect(&logind_, &QDBusServiceWatcher::serviceRegistered, this, [this] { find(0); });
     find(0);
     waiting_ = false;
@@ -185,8 +185,9 @@ void LogindSession::follow(const QString& object) {
                         SLOT(propertiesChanged(QString, QVariantMap)));
 }
 
-void LogindSession::sessionRemoved(const QString&, const QDBusObjectPath& object) {
-    if (object.path() == object_)
+void LogindSession::sessionRemoved(const QDBusMessage& news) {
+    if (news.signature() == QLatin1String("so") &&
+        news.arguments().at(1).value<QDBusObjectPath>().path() == object_)
         find(0);
 }
 

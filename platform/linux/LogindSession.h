@@ -20,7 +20,6 @@
 
 #include <QDBusConnection>
 #include <QDBusMessage>
-#include <QDBusObjectPath>
 #include <QDBusServiceWatcher>
 #include <QDeadlineTimer>
 #include <QObject>
@@ -46,7 +45,8 @@ public:
 
 private slots:
     void propertiesChanged(const QString& interface, const QVariantMap& values);
-    void sessionRemoved(const QString& name, const QDBusObjectPath& object);
+    // As it was received: Qt may not know the path's type by name yet, and then connects nothing.
+    void sessionRemoved(const QDBusMessage& news);
 
 private:
     using Answered = std::function<void(const QDBusMessage& answer)>;
