@@ -108,6 +108,21 @@ Result<Place, std::string> lookedAt(const RulesFolder& folder, Texts texts) {
     return placeOf(folder, texts);
 }
 
+struct RulePlace {
+    RulesFolder folder;
+    Place place = Place::empty;
+};
+
+Result<RulePlace, std::string> findPlace(const std::filesystem::path& root, Texts texts) {
+    auto folder = openFolder(root);
+    if (!folder)
+        return folder.error();
+    const auto place = lookedAt(folder.value(), texts);
+    if (!place)
+        return place.error();
+    return RulePlace{std::move(folder).value(), place.value()};
+}
+
 bool writeAll(int file, std::string_view text) {
     while (!text.empty()) {
         const ssize_t written = ::write(file, text.data(), text.size());
@@ -148,24 +163,22 @@ AccessProblem removeKeyboardRule(const std::filesystem::path& root) {
 }
 
 AccessProblem writeRule(const std::filesystem::path& root, Texts texts) {
-    const auto folder = openFolder(root);
-    if (!folder)
-        return folder.error();
-    const auto place = lookedAt(folder.value(), texts);
-    if (!place)
-        return place.error();
-    if (place.value() == Place::current)
+    const auto found = findPlace(root, texts);
+    if (!found)
+        return found.error();
+    const auto& [folder, place] = found.value();
+    if (place == Place::current)
         return std::nullopt;
-    const int number = folder->descriptor.get();
-    const Descriptor file = createTemporary(folder.value());
+    const int number = folder.descriptor.get();
+    const Descriptor file = createTemporary(folder);
     if (!file)
-        return lastProblem(folder->rule);
+        return lastProblem(folder.rule);
     // A folder can give what is made in it a group of its own.
     if (!writeAll(file.get(), texts.front()) ||
         ::fchown(file.get(), ::geteuid(), ::getegid()) != 0 ||
         ::fchmod(file.get(), readableByAll) != 0 || ::fsync(file.get()) != 0 ||
         ::renameat(number, temporaryName().c_str(), number, keyboardRuleName().c_str()) != 0) {
-        const std::string reason = lastProblem(folder->rule);
+        const std::string reason = lastProblem(folder.rule);
         ::unlinkat(number, temporaryName().c_str(), 0);
         return reason;
     }
@@ -174,17 +187,15 @@ AccessProblem writeRule(const std::filesystem::path& root, Texts texts) {
 }
 
 AccessProblem removeRule(const std::filesystem::path& root, Texts texts) {
-    const auto folder = openFolder(root);
-    if (!folder)
-        return folder.error();
-    const auto place = lookedAt(folder.value(), texts);
-    if (!place)
-        return place.error();
-    if (place.value() == Place::empty)
+    const auto found = findPlace(root, texts);
+    if (!found)
+        return found.error();
+    const auto& [folder, place] = found.value();
+    if (place == Place::empty)
         return std::nullopt;
-    if (::unlinkat(folder->descriptor.get(), keyboardRuleName().c_str(), 0) != 0)
-        return lastProblem(folder->rule);
-    ::fsync(folder->descriptor.get());
+    if (::unlinkat(folder.descriptor.get(), keyboardRuleName().c_str(), 0) != 0)
+        return lastProblem(folder.rule);
+    ::fsync(folder.descriptor.get());
     return std::nullopt;
 }
 
