@@ -149,8 +149,7 @@ protected:
         EXPECT_EQ(engine->loopCategory(), SoundCategory::dialLoop);
         EXPECT_EQ(engine->loopGain(), loopGain);
         EXPECT_EQ(engine->loopRate(), loopRate);
-        // Of all keys one may meet a lock that another thread holds for a moment.
-        EXPECT_LE(waits, 1) << "keys waited";
+        EXPECT_LE(waits, few) << "keys waited";
     }
 
     std::unique_ptr<Timer> typing;
