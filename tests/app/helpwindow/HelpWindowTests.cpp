@@ -50,5 +50,26 @@ TEST_F(HelpWindowTest, ReturnClosesIt) {
     EXPECT_FALSE(window.isVisible());
 }
 
+TEST_F(HelpWindowTest, TheLongestPageEndsAboveTheButton) {
+    const std::string reason =
+        "Error executing command as another user: No authentication agent found, and the terminal "
+        "of this session may not…";
+    QQuickView& window =
+        open({"No access to the keyboards",
+              "The system has not given access to the keyboards: " + reason +
+                  ".\n\nAn administrator can give it by this command in a terminal. From then on "
+                  "every program of the person at this screen can read all that is typed, "
+                  "passwords too, and press keys itself.",
+              "sudo /home/somebody/applications/morvel/libexec/morvel-keyboard-access --grant"});
+    const auto command = visibleItems(
+        window.contentItem(), [](QQuickItem* item) { return item->property("readOnly").toBool(); });
+    ASSERT_EQ(command.size(), 1U);
+    const QQuickItem* const frame = command.front()->parentItem();
+    const QQuickItem* const button = visibleItem(window, "text", "OK");
+    ASSERT_NE(button, nullptr);
+    const auto top = [](const QQuickItem& item) { return item.mapToScene(QPointF(0, 0)).y(); };
+    EXPECT_LE(top(*frame) + frame->height(), top(*button) - 8);
+}
+
 } // namespace
 } // namespace morvel::test
