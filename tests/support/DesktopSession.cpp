@@ -1,5 +1,6 @@
 #include "tests/support/DesktopSession.h"
 
+#include "tests/support/SessionEnvironment.h"
 #include "tests/support/WindowFinder.h"
 
 #include <csignal>
@@ -82,28 +83,9 @@ DesktopSession::~DesktopSession() {
 }
 
 std::vector<std::string> DesktopSession::environment() const {
-    const std::string home = this->home();
-    std::vector<std::string> result = {
-        "DISPLAY=" + server_.display(),
-        "PULSE_SERVER=" + sound_.address(),
-        "HOME=" + home,
-        "XDG_CONFIG_HOME=" + home + "/.config",
-        "XDG_DATA_HOME=" + home + "/.local/share",
-        "XDG_CACHE_HOME=" + home + "/.cache",
-        "XDG_STATE_HOME=" + home + "/.local/state",
-        "XDG_RUNTIME_DIR=" + home + "/runtime",
-        "XDG_SESSION_TYPE=x11",
-        "XDG_CURRENT_DESKTOP",
-        "SESSION_MANAGER",
-        "WAYLAND_DISPLAY",
-        "PIPEWIRE_REMOTE",
-        "PIPEWIRE_RUNTIME_DIR",
-        "NO_AT_BRIDGE=1", // the toolkits' bus for screen readers would outlive the test
-        "GTK_A11Y=none",
-        "QT_LINUX_ACCESSIBILITY_ALWAYS_ON=0",
-    };
-    if (bus_)
-        result.push_back("DBUS_SESSION_BUS_ADDRESS=" + bus_->address());
+    auto result = sessionEnvironment(home(), sound_.address(), bus_.get());
+    result.insert(result.end(),
+                  {"DISPLAY=" + server_.display(), "XDG_SESSION_TYPE=x11", "WAYLAND_DISPLAY"});
     return result;
 }
 

@@ -2,6 +2,7 @@
 
 #include "tests/support/LinePipe.h"
 #include "tests/support/Screenshot.h"
+#include "tests/support/SessionEnvironment.h"
 
 #include <fmt/format.h>
 
@@ -65,30 +66,9 @@ WaylandSession::~WaylandSession() {
 }
 
 std::vector<std::string> WaylandSession::environment() const {
-    const std::string home = this->home();
-    std::vector<std::string> result = {
-        "WAYLAND_DISPLAY=wayland-1",
-        "PULSE_SERVER=" + sound_.address(),
-        "HOME=" + home,
-        "XDG_CONFIG_HOME=" + home + "/.config",
-        "XDG_DATA_HOME=" + home + "/.local/share",
-        "XDG_CACHE_HOME=" + home + "/.cache",
-        "XDG_STATE_HOME=" + home + "/.local/state",
-        "XDG_RUNTIME_DIR=" + home + "/runtime",
-        "XDG_SESSION_TYPE=wayland",
-        "XDG_CURRENT_DESKTOP",
-        "XDG_SEAT",
-        "DISPLAY",
-        "SESSION_MANAGER",
-        "QT_QPA_PLATFORM",
-        "PIPEWIRE_REMOTE",
-        "PIPEWIRE_RUNTIME_DIR",
-        "NO_AT_BRIDGE=1", // the toolkits' bus for screen readers would outlive the test
-        "GTK_A11Y=none",
-        "QT_LINUX_ACCESSIBILITY_ALWAYS_ON=0",
-    };
-    if (bus_)
-        result.push_back("DBUS_SESSION_BUS_ADDRESS=" + bus_->address());
+    auto result = sessionEnvironment(home(), sound_.address(), bus_.get());
+    result.insert(result.end(), {"WAYLAND_DISPLAY=wayland-1", "XDG_SESSION_TYPE=wayland",
+                                 "XDG_SEAT", "DISPLAY", "QT_QPA_PLATFORM"});
     return result;
 }
 
