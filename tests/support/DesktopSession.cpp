@@ -56,7 +56,8 @@ void require(bool condition, const char* what) {
 } // namespace
 
 DesktopSession::DesktopSession(const Setup& setup)
-    : server_(setup.screen)
+    : unhurried_(setup.unhurried)
+    , server_(setup.screen)
     , x_(server_.display())
     , sound_(folder_.path() / "sound") {
     writeText(folder_ / ".config/tint2/tint2rc", tint2Configuration);
@@ -102,6 +103,8 @@ std::vector<std::string> DesktopSession::environment() const {
         "GTK_A11Y=none",
         "QT_LINUX_ACCESSIBILITY_ALWAYS_ON=0",
     };
+    if (unhurried_)
+        result.emplace_back(PulseServer::unhurried);
     if (bus_)
         result.push_back("DBUS_SESSION_BUS_ADDRESS=" + bus_->address());
     return result;

@@ -70,6 +70,7 @@ std::vector<std::string> WaylandSession::environment() const {
     std::vector<std::string> result = {
         "WAYLAND_DISPLAY=wayland-1",
         "PULSE_SERVER=" + sound_.address(),
+        PulseServer::unhurried,
         "HOME=" + home,
         "XDG_CONFIG_HOME=" + home + "/.config",
         "XDG_DATA_HOME=" + home + "/.local/share",
