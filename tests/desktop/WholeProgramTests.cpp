@@ -89,9 +89,8 @@ TEST_F(WholeProgramTest, EveryPressAndReleaseTypedSoundsOnceAndAsItsOwnKindOfKey
 
     const auto [strokes, recording] =
         audition::takeTyping(keys, script, "speaker.monitor", sound.address());
-    const auto comparison =
-        audition::compare(strokes, matcher.listen(recording.interleaved), recording,
-                          leastCorrelation, latestMs);
+    const auto comparison = audition::compare(strokes, matcher.listen(recording.interleaved),
+                                              recording, leastCorrelation, latestMs);
     EXPECT_THAT(comparison.complaints, testing::IsEmpty());
     std::size_t sounding = 0;
     for (const auto& stroke : script)

@@ -32,7 +32,7 @@ public:
         bool compositor = false;
         bool sound = false;
         bool unhurried = true; // see PulseServer::unhurried
-        int dpi = 0; // what the server's resources say (Xft.dpi); 0: they do not say
+        int dpi = 0;           // what the server's resources say (Xft.dpi); 0: they do not say
     };
 
     // Returns when everything is ready. Throws std::runtime_error where something cannot start.

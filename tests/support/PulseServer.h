@@ -43,7 +43,7 @@ public:
     // For the environment of a client whose sound is to be told, but not its delay: libpulse keeps
     // so many milliseconds of it ahead that nobody hears when the machine stands still for some
     // hundredths of a second.
-    static constexpr const char* unhurried = "PULSE_LATENCY_MSEC=60";
+    static constexpr const char* unhurried = "PULSE_LATENCY_MSEC=50";
 
     // What PULSE_SERVER must be for clients to find this server; valid before start().
     std::string address() const { return "unix:" + socket().string(); }
