@@ -64,7 +64,7 @@ void FirstDrawerOpening(benchmark::State& state) {
     const Application application;
     std::vector<double> all;
     for (auto _ : state) {
-        test::MorvelDesktop desktop({.sound = true});
+        test::MorvelDesktop desktop({.sound = true, .unhurried = false});
         const bool ready = desktop.start();
         const QRect icon = desktop.icon.await();
         desktop.settledIcon();
@@ -84,7 +84,7 @@ BENCHMARK(FirstDrawerOpening)->UseManualTime()->Unit(benchmark::kMillisecond)->I
 
 void LaterDrawerOpening(benchmark::State& state) {
     const Application application;
-    test::MorvelDesktop desktop({.sound = true});
+    test::MorvelDesktop desktop({.sound = true, .unhurried = false});
     const bool ready = desktop.start();
     const QRect icon = desktop.icon.await();
     desktop.settledIcon();
@@ -143,7 +143,7 @@ private:
 
 void KeyPressToSoundWhileToysMove(benchmark::State& state) {
     const Application application;
-    test::MorvelDesktop desktop({.sound = true});
+    test::MorvelDesktop desktop({.sound = true, .unhurried = false});
     // The toys move all the same, and only keys are heard.
     desktop.settings.write({{"module.fidget.enabled", false}});
     SimulatedLog log;

@@ -47,7 +47,7 @@ public:
 private:
     pid_t pid() { return process_.process().pid(); }
 
-    test::DesktopSession session_{{.panel = test::Panel::tint2, .sound = true}};
+    test::DesktopSession session_{{.panel = test::Panel::tint2, .sound = true, .unhurried = false}};
     bench::SoundStreams streams_{session_.sound().address()};
     test::MorvelProcess process_{session_.home(), session_.environment()};
 };

@@ -2,15 +2,27 @@
 
 # The program's code is in its module of windows, too, but is never replaced by anything different.
 set(CMAKE_POSITION_INDEPENDENT_CODE ON)
-add_library(morvel_options INTERFACE)
-target_compile_options(morvel_options INTERFACE -fno-semantic-interposition)
-target_compile_options(morvel_options INTERFACE
+add_library(morvel_common_options INTERFACE)
+target_compile_options(morvel_common_options INTERFACE -fno-semantic-interposition)
+target_compile_options(morvel_common_options INTERFACE
     -Wall -Wextra -Wconversion -Wshadow -Wpedantic -Werror)
-target_include_directories(morvel_options INTERFACE ${CMAKE_SOURCE_DIR})
+target_include_directories(morvel_common_options INTERFACE ${CMAKE_SOURCE_DIR})
+add_library(morvel_options INTERFACE)
+target_link_libraries(morvel_options INTERFACE morvel_common_options)
+# Programs that test what is built so. Their own checks of undefined behaviour would take half of the
+# time of a build, and find nothing in what they test.
+add_library(morvel_test_options INTERFACE)
+target_link_libraries(morvel_test_options INTERFACE morvel_common_options)
 if(MORVEL_SANITIZERS)
+    string(REPLACE ",undefined" "" test_sanitizers "${MORVEL_SANITIZERS}")
     target_compile_options(morvel_options INTERFACE
         -fsanitize=${MORVEL_SANITIZERS} -fno-omit-frame-pointer -fno-sanitize-recover=all)
-    target_link_options(morvel_options INTERFACE -fsanitize=${MORVEL_SANITIZERS})
+    target_compile_options(morvel_test_options INTERFACE
+        -fsanitize=${test_sanitizers} -fno-omit-frame-pointer)
+    target_link_options(morvel_common_options INTERFACE -fsanitize=${MORVEL_SANITIZERS})
+    if(MORVEL_SANITIZERS MATCHES "address")
+        target_compile_options(morvel_test_options INTERFACE -O0)
+    endif()
 endif()
 if(MORVEL_FUZZERS)
     target_compile_options(morvel_options INTERFACE -fsanitize=fuzzer-no-link)
@@ -39,7 +51,7 @@ function(morvel_test name)
     endif()
     add_executable(${name} ${ARG_SOURCES})
     add_dependencies(morvel_tests ${name})
-    target_link_libraries(${name} PRIVATE morvel_options ${ARG_DEPENDS} GTest::gmock GTest::gtest
+    target_link_libraries(${name} PRIVATE morvel_test_options ${ARG_DEPENDS} GTest::gmock GTest::gtest
         GTest::gtest_main)
     set(properties LABELS "${ARG_LABEL}" TIMEOUT ${ARG_TIMEOUT})
     if(NOT ARG_LABEL STREQUAL "unit")

@@ -57,7 +57,8 @@ void require(bool condition, const char* what) {
 } // namespace
 
 DesktopSession::DesktopSession(const Setup& setup)
-    : server_(setup.screen)
+    : unhurried_(setup.unhurried)
+    , server_(setup.screen)
     , x_(server_.display())
     , sound_(folder_.path() / "sound") {
     writeText(folder_ / ".config/tint2/tint2rc", tint2Configuration);
@@ -86,6 +87,8 @@ std::vector<std::string> DesktopSession::environment() const {
     auto result = sessionEnvironment(home(), sound_.address(), bus_.get());
     result.insert(result.end(),
                   {"DISPLAY=" + server_.display(), "XDG_SESSION_TYPE=x11", "WAYLAND_DISPLAY"});
+    if (unhurried_)
+        result.emplace_back(PulseServer::unhurried);
     return result;
 }
 

@@ -31,7 +31,8 @@ public:
         bool windowManager = true;
         bool compositor = false;
         bool sound = false;
-        int dpi = 0; // what the server's resources say (Xft.dpi); 0: they do not say
+        bool unhurried = true; // see PulseServer::unhurried
+        int dpi = 0;           // what the server's resources say (Xft.dpi); 0: they do not say
     };
 
     // Returns when everything is ready. Throws std::runtime_error where something cannot start.
@@ -63,6 +64,7 @@ private:
     void startWindowManager();
     void startCompositor();
 
+    const bool unhurried_;
     TemporaryFolder folder_;
     XServer server_;
     XClient x_;

@@ -40,6 +40,11 @@ public:
     // The source on which what the sink plays can be recorded.
     static constexpr const char* monitor = "speaker.monitor";
 
+    // For the environment of a client whose sound is to be told, but not its delay: libpulse keeps
+    // so many milliseconds of it ahead that nobody hears when the machine stands still for some
+    // hundredths of a second.
+    static constexpr const char* unhurried = "PULSE_LATENCY_MSEC=50";
+
     // What PULSE_SERVER must be for clients to find this server; valid before start().
     std::string address() const { return "unix:" + socket().string(); }
 

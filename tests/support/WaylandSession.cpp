@@ -68,7 +68,7 @@ WaylandSession::~WaylandSession() {
 std::vector<std::string> WaylandSession::environment() const {
     auto result = sessionEnvironment(home(), sound_.address(), bus_.get());
     result.insert(result.end(), {"WAYLAND_DISPLAY=wayland-1", "XDG_SESSION_TYPE=wayland",
-                                 "XDG_SEAT", "DISPLAY", "QT_QPA_PLATFORM"});
+                                 "XDG_SEAT", "DISPLAY", "QT_QPA_PLATFORM", PulseServer::unhurried});
     return result;
 }
 

@@ -42,8 +42,7 @@ double Comparison::percentile(double share) const {
 }
 
 Comparison compare(const std::vector<MadeStroke>& strokes, const std::vector<HeardSound>& heard,
-                   const MonitorRecording& recording, double leastCorrelation) {
-    constexpr double latestMs = 1000 * closestStrokes; // later it could be the next stroke's
+                   const MonitorRecording& recording, double leastCorrelation, double latestMs) {
     Comparison result;
     std::size_t next = 0;
     const auto soundedAt = [&](const HeardSound& sound) {

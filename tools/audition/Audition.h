@@ -34,11 +34,16 @@ struct Comparison {
     double percentile(double share) const;
 };
 
+// A sound that is later than this could be the next stroke's.
+constexpr double latestSoundMs = 1000 * closestStrokes;
+
 // Matches strokes and sounds one to one, in order of time. A sound that is less alike its sample
 // than `leastCorrelation` is a complaint; a drop-out of the sound server costs some likeness,
-// another category's sound has less.
+// another category's sound has less. So is one that comes later than `latestMs` after its stroke,
+// which may be more than `latestSoundMs` where sound is known to be late.
 Comparison compare(const std::vector<MadeStroke>& strokes, const std::vector<HeardSound>& heard,
-                   const MonitorRecording& recording, double leastCorrelation = 0.6);
+                   const MonitorRecording& recording, double leastCorrelation = 0.6,
+                   double latestMs = latestSoundMs);
 
 // Where the sound server had nothing to play in the middle of a sound: the first frame of every
 // such hole. A recording with holes says how busy the machine was, not what Morvel played.
