@@ -30,19 +30,27 @@ double interpolated(std::span<const float> x, double position) {
         return centre >= 0 && centre < std::ssize(x) ? x[static_cast<std::size_t>(centre)] : 0;
     // sin(pi (fraction - k)) is sin(pi fraction) with alternating sign.
     const double sine = std::sin(std::numbers::pi * fraction) / std::numbers::pi;
-    double sum = 0;
-    for (int k = 1 - reach; k <= reach; ++k) {
-        const std::ptrdiff_t index = centre + k;
-        if (index < 0 || index >= std::ssize(x))
-            continue;
+    // Pairs of taps, which need no sign each: the compiler works on them side by side.
+    const auto first = static_cast<int>(std::max<std::ptrdiff_t>(-centre, 1 - reach));
+    const auto last = static_cast<int>(std::min<std::ptrdiff_t>(std::ssize(x) - 1 - centre, reach));
+    const auto tap = [&](int k) {
         const double distance = fraction - k;
         const double share = distance / (reach + 0.5);
         const double lobe = 1 - share * share;
-        const double window = lobe * lobe * lobe;
-        sum +=
-            x[static_cast<std::size_t>(index)] * window * ((k & 1) != 0 ? -sine : sine) / distance;
+        return x[static_cast<std::size_t>(centre + k)] * lobe * lobe * lobe / distance;
+    };
+    double odd = 0;
+    double even = 0;
+    int k = first;
+    if ((k & 1) == 0 && k <= last)
+        even += tap(k++);
+    for (; k + 1 <= last; k += 2) {
+        odd += tap(k);
+        even += tap(k + 1);
     }
-    return sum;
+    if (k <= last)
+        odd += tap(k);
+    return sine * (even - odd);
 }
 
 // The first `count` frames of `sample` played at `rate`.
@@ -223,10 +231,18 @@ SoundMatcher::Fit SoundMatcher::refined(std::span<const float> residual, const F
         return found.correlation;
     };
     const auto middle = static_cast<std::ptrdiff_t>(coarse.start);
-    for (std::ptrdiff_t start = std::max<std::ptrdiff_t>(middle - reach, 0);
-         start <= middle + reach; ++start)
-        for (int step = -gridSteps; step <= gridSteps; ++step)
-            consider(static_cast<std::size_t>(start), coarse.rate * centsToRate(step * gridCents));
+    const auto first = static_cast<std::size_t>(std::max<std::ptrdiff_t>(middle - reach, 0));
+    const auto last = std::min(static_cast<std::size_t>(middle + reach),
+                               residual.size() - std::min(fineWindow, residual.size()));
+    for (int step = -gridSteps; step <= gridSteps; ++step) {
+        const double rate = coarse.rate * centsToRate(step * gridCents);
+        const auto attack = played(sample, rate, fineWindow); // the same wherever it begins
+        for (std::size_t start = first; start <= last; ++start) {
+            const Likeness found = likeness(&residual[start], attack, fineWindow);
+            if (found.correlation > best.correlation)
+                best = {coarse.sample, start, rate, found.correlation, found.level};
+        }
+    }
     const double low = best.rate * centsToRate(-gridCents);
     const double high = best.rate * centsToRate(gridCents);
     const std::size_t start = best.start;
