@@ -1,90 +1,89 @@
-// What a key costs: from the tap's callback to the command in the queue, and loading the theme that
-// answers it. Budgets: 3 us at the median and 25 us at the 99th percentile; 60 ms a theme.
+// What a key costs on its way: classifying it, handling it whole, and the steps in between.
+// Budget of the whole: 3 us at the median and 25 us at the 99th percentile.
 
-#include "app/login/LaunchAtLogin.h"
-#include "app/settings/JsonDefaultsStore.h"
-#include "keyboard/KeyboardEngine.h"
+#include "bench/KeyPath.h"
+#include "bench/Samples.h"
+#include "keyboard/Classification.h"
 #include "platform/linux/SystemClock.h"
 #include "platform/linux/SystemRandom.h"
-#include "platform/simulated/OfflineAudioOutput.h"
-#include "platform/simulated/SimulatedApplicationActivation.h"
-#include "platform/simulated/SimulatedKeyTap.h"
-#include "platform/simulated/SimulatedLog.h"
-#include "platform/simulated/SimulatedLoginItem.h"
-#include "platform/simulated/SimulatedProcessTable.h"
-#include "platform/simulated/SimulatedTrustSource.h"
-#include "platform/simulated/VirtualTime.h"
-#include "themes/SoundTheme.h"
 
 #include <benchmark/benchmark.h>
 
-#include <algorithm>
 #include <vector>
 
 namespace morvel {
 namespace {
 
-std::shared_ptr<const SoundTheme> loadMechanical(Log& log, RandomSource& random) {
-    const ThemeCatalog catalog(MORVEL_SOURCE_THEMES, {}, log);
-    const auto theme = SoundTheme::load("mechanical", catalog, log, random);
-    return theme ? theme.value() : nullptr;
+constexpr double usualSeconds = 0.3;
+
+// Plays keys one by one. Between them the audio side renders, untimed: it takes the commands, and
+// leaves the caches as they are when a key comes.
+template <typename Key>
+void oneByOne(benchmark::State& state, bench::KeyPath& path, const Clock& clock, const Key& key) {
+    std::vector<float> out(stereoSamples(blockFrames));
+    bench::Samples micros;
+    unsigned number = 0;
+    while (state.KeepRunning()) {
+        const std::uint64_t before = clock.hostNanos();
+        key(number++);
+        const std::uint64_t cost = clock.hostNanos() - before;
+        state.SetIterationTime(static_cast<double>(cost) * bench::nanoseconds);
+        micros.add(static_cast<double>(cost) / 1000);
+        path.output.renderInto(out.data(), blockFrames);
+    }
+    micros.report(state);
+    state.counters["dropped"] = static_cast<double>(path.audio.droppedSoundCount());
 }
 
 void HandlingAKey(benchmark::State& state) {
-    SimulatedLog log;
-    VirtualTime loop;
     const SystemClock clock;
     SystemRandom random;
-    OfflineAudioOutput output;
-    AudioEngine audio({output, clock, loop, random, log}, false);
-    audio.setResolver(loadMechanical(log, random));
-    SimulatedLoginItem loginItem;
-    LaunchAtLogin login(loginItem, {}, {}, log);
-    JsonDefaultsStore defaults("/dev/null/settings.json", loop, log);
-    AppSettings settings(defaults, audio, login, log);
-    SimulatedTrustSource trust(true);
-    SimulatedProcessTable processes(1, {});
-    SimulatedApplicationActivation activation;
-    AccessibilityPermission permission({trust, processes, clock, loop, activation, log}, {},
-                                       [](const std::string&) { return std::nullopt; });
-    SimulatedKeyTap tap;
-    KeyboardEngine keyboard({tap, settings, permission, audio, clock, log}, false);
-    keyboard.start();
-    loop.runPending();
-
-    std::vector<double> micros;
-    micros.reserve(1 << 20);
-    std::uint32_t stroke = 0;
-    for (auto _ : state) {
-        const KeyEvent event{stroke % 2 == 0 ? keyDownEventType : keyUpEventType, neutralKeyCode, 0,
-                             0, 0};
-        const std::uint64_t before = clock.hostNanos();
-        tap.send(event);
-        const std::uint64_t after = clock.hostNanos();
-        micros.push_back(static_cast<double>(after - before) / 1000);
-        if (++stroke % 8 == 0) {
-            // The audio side takes the commands, as it would a few hundred times a second.
-            state.PauseTiming();
-            output.render(128);
-            state.ResumeTiming();
-        }
-    }
-    std::sort(micros.begin(), micros.end());
-    state.counters["median_us"] = micros[micros.size() / 2];
-    state.counters["p99_us"] = micros[micros.size() * 99 / 100];
-    state.SetLabel("budget: median 3 us, p99 25 us");
+    bench::KeyPath path(clock, random);
+    oneByOne(state, path, clock,
+             [&](unsigned number) { path.tap.send(bench::ordinaryKey(number)); });
 }
-BENCHMARK(HandlingAKey)->Iterations(20000);
+BENCHMARK(HandlingAKey)->UseManualTime()->Iterations(40000);
 
-void LoadingAThemeWithItsFallback(benchmark::State& state) {
+void Playing(benchmark::State& state) {
+    const SystemClock clock;
     SystemRandom random;
-    for (auto _ : state) {
-        SimulatedLog log;
-        benchmark::DoNotOptimize(loadMechanical(log, random));
-    }
-    state.SetLabel("budget: 60 ms");
+    bench::KeyPath path(clock, random);
+    oneByOne(state, path, clock,
+             [&](unsigned) { path.audio.play(SoundCategory::alphaDown, 1, true); });
 }
-BENCHMARK(LoadingAThemeWithItsFallback)->Unit(benchmark::kMillisecond)->MinTime(1);
+BENCHMARK(Playing)->UseManualTime()->Iterations(40000);
+
+void Classifying(benchmark::State& state) {
+    std::vector<KeyEvent> events;
+    for (const std::uint32_t type : {keyDownEventType, keyUpEventType, flagsChangedEventType})
+        for (std::int64_t code = 0; code < 128; ++code)
+            events.push_back({type, code, 0, 0, 0});
+    std::size_t next = 0;
+    bench::timed(state, 1000, bench::nanoseconds, [&] {
+        const KeyEvent& event = events[next];
+        next = next + 1 == events.size() ? 0 : next + 1;
+        benchmark::DoNotOptimize(classify(event.type, event.keyCode, event.flags));
+    }).report(state);
+}
+BENCHMARK(Classifying)->MinTime(usualSeconds);
+
+void AcquiringAVoice(benchmark::State& state) {
+    VoicePool pool;
+    double now = 0;
+    bench::timed(state, 100, bench::nanoseconds, [&] {
+        now += 0.03;
+        benchmark::DoNotOptimize(pool.acquire(now, 0.5));
+    }).report(state);
+}
+BENCHMARK(AcquiringAVoice)->MinTime(usualSeconds);
+
+void DrawingARate(benchmark::State& state) {
+    SystemRandom random;
+    bench::timed(state, 100, bench::nanoseconds, [&] {
+        benchmark::DoNotOptimize(AudioEngine::jitterRate(50, random));
+    }).report(state);
+}
+BENCHMARK(DrawingARate)->MinTime(usualSeconds);
 
 } // namespace
 } // namespace morvel

@@ -1,0 +1,54 @@
+// Typing on a desktop whose sound is recorded, and how soon each stroke was heard.
+#pragma once
+
+#include "tests/support/DesktopSession.h"
+#include "tests/support/PipeWireServer.h"
+#include "tools/audition/Audition.h"
+
+#include <cstddef>
+#include <memory>
+#include <string>
+#include <vector>
+
+namespace morvel::bench {
+
+enum class Server { pulseAudio, pipeWire };
+
+struct HeardTyping {
+    std::vector<double> latenciesMs; // from each stroke to the first frame of its sound
+    std::size_t strokes = 0;
+    std::size_t wrong = 0;    // strokes without their sound, and sounds without a stroke
+    std::size_t dropOuts = 0; // holes in the middle of sounds
+    std::size_t stalls = 0;   // times that the machine or the server stood still
+};
+
+// A stroke every so many seconds: as many keys, all of them letters, go down and up.
+std::vector<audition::KeyStroke> beat(std::size_t keys, double secondsBetween);
+
+// What the recorder heard while `strokes` were made, of the theme that plays unless the user
+// chooses another.
+HeardTyping compareWithTheme(const std::vector<audition::MadeStroke>& strokes,
+                             const audition::MonitorRecording& recording);
+
+// The sound server of a session, which plays to nobody. The session is without sound, or with it
+// for PulseAudio.
+class ListenedServer {
+public:
+    ListenedServer(Server server, test::DesktopSession& session);
+
+    // What the program is started with, and the line of its log that says that it plays here.
+    std::vector<std::string> environment() const;
+    std::string announcement() const;
+
+    struct Take {
+        std::vector<audition::MadeStroke> strokes;
+        audition::MonitorRecording recording;
+    };
+    Take record(audition::KeyInjector& keys, const std::vector<audition::KeyStroke>& script) const;
+
+private:
+    test::DesktopSession& session_;
+    std::unique_ptr<test::PipeWireServer> pipeWire_;
+};
+
+} // namespace morvel::bench

@@ -1,0 +1,116 @@
+// Somebody who types for ten minutes without a pause, 15 keys a second: every stroke is to be
+// heard, as soon in the last minute as in the first one, and memory is not to grow.
+
+#include "bench/Application.h"
+#include "bench/HeardTyping.h"
+#include "bench/Results.h"
+#include "bench/Samples.h"
+#include "tests/desktop/MorvelDesktop.h"
+#include "tests/support/ProcessMemory.h"
+
+#include <benchmark/benchmark.h>
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <cstdio>
+#include <cstdlib>
+#include <fstream>
+#include <future>
+#include <vector>
+
+namespace morvel {
+namespace {
+
+constexpr double keysASecond = 15;
+
+// Seconds; the environment may ask for fewer.
+double soakLength() {
+    const char* const asked = std::getenv("MORVEL_SOAK_SECONDS");
+    return asked != nullptr ? std::strtod(asked, nullptr) : 600;
+}
+
+struct Minute {
+    bench::ListenedServer::Take take;
+    bench::HeardTyping heard;
+    double residentMB = 0;
+};
+
+// Recordings are compared when all are made, so that nothing runs beside the typing.
+void compareAll(std::vector<Minute>& minutes) {
+    std::atomic<std::size_t> next = 0;
+    const auto work = [&] {
+        for (std::size_t i = next++; i < minutes.size(); i = next++) {
+            minutes[i].heard =
+                bench::compareWithTheme(minutes[i].take.strokes, minutes[i].take.recording);
+            minutes[i].take = {};
+        }
+    };
+    const auto other = std::async(std::launch::async, work);
+    work();
+    other.wait();
+}
+
+double medianOf(const std::vector<double>& values) {
+    return bench::Samples(values).at(0.5);
+}
+
+void report(benchmark::State& state, const std::vector<Minute>& minutes) {
+    std::vector<double> all;
+    std::vector<double> medians;
+    std::vector<double> resident;
+    std::size_t strokes = 0;
+    std::size_t wrong = 0;
+    std::size_t dropOuts = 0;
+    std::size_t stalls = 0;
+    for (const Minute& minute : minutes) {
+        all.insert(all.end(), minute.heard.latenciesMs.begin(), minute.heard.latenciesMs.end());
+        medians.push_back(medianOf(minute.heard.latenciesMs));
+        resident.push_back(minute.residentMB);
+        strokes += minute.heard.strokes;
+        wrong += minute.heard.wrong;
+        dropOuts += minute.heard.dropOuts;
+        stalls += minute.heard.stalls;
+    }
+    bench::Samples(all).report(state);
+    const auto [lowest, highest] = std::ranges::minmax(medians);
+    state.counters["minutes"] = static_cast<double>(minutes.size());
+    state.counters["strokes"] = static_cast<double>(strokes);
+    state.counters["wrong"] = static_cast<double>(wrong);
+    state.counters["dropouts"] = static_cast<double>(dropOuts);
+    state.counters["stalls"] = static_cast<double>(stalls);
+    state.counters["growth_MB"] = resident.back() - resident.front();
+    state.counters["drift_ms"] = medians.back() - medians.front();
+    state.counters["spread_ms"] = highest - lowest;
+    bench::keep("SoakMedians", medians);
+    bench::keep("SoakResident", resident);
+}
+
+void TypingSoak(benchmark::State& state) {
+    const bench::Application application;
+    test::MorvelDesktop desktop({.sound = true});
+    const bench::ListenedServer server(bench::Server::pulseAudio, desktop.session);
+    if (!desktop.start() || !desktop.morvel->awaitLine(server.announcement())) {
+        state.SkipWithError("Morvel did not start");
+        return;
+    }
+    for (auto _ : state) {
+        std::vector<Minute> minutes;
+        for (double left = soakLength(); left > 0; left -= 60) {
+            const double seconds = std::min(left, 60.0);
+            const auto keys = static_cast<std::size_t>(seconds * keysASecond);
+            minutes.push_back(
+                {server.record(desktop.keys, bench::beat(keys, 0.5 / keysASecond)), {}, 0});
+            minutes.back().residentMB =
+                static_cast<double>(test::memoryOf(desktop.pid()).resident) / 1e6;
+            fmt::print("          minute {}: {} strokes, {:.1f} MB resident\n", minutes.size(),
+                       minutes.back().take.strokes.size(), minutes.back().residentMB);
+            std::fflush(stdout);
+        }
+        compareAll(minutes);
+        report(state, minutes);
+    }
+}
+BENCHMARK(TypingSoak)->Iterations(1);
+
+} // namespace
+} // namespace morvel
