@@ -28,7 +28,7 @@ function(morvel_module name)
     target_include_directories(${name} PUBLIC ${CMAKE_SOURCE_DIR})
 endfunction()
 
-# morvel_test(<name> LABEL unit|audio|desktop|package SOURCES ... DEPENDS ... [ENVIRONMENT ...] [TIMEOUT s])
+# morvel_test(<name> LABEL unit|audio|desktop|instructions|package SOURCES ... DEPENDS ... [ENVIRONMENT ...] [TIMEOUT s])
 # A GoogleTest program whose every case is one ctest test. Cases of a program that needs a server
 # run one after another under a resource lock named by LABEL.
 add_custom_target(morvel_tests)
