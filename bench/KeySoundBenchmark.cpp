@@ -131,7 +131,7 @@ std::optional<QPoint> reveal(Scene& scene, test::Accessibility& controls, const 
             return std::nullopt;
         if (window.contains(control->place))
             return control->place.center();
-        scene.desktop.pointer.wheel(margin(window), -1);
+        scene.desktop.pointer.wheel(margin(window), -3);
         std::this_thread::sleep_for(100ms);
     }
     return std::nullopt;
@@ -181,7 +181,7 @@ void keyPressToSound(benchmark::State& state, const std::string& name, Server se
         state.SkipWithError("Morvel did not start, or not what was to go on beside");
         return;
     }
-    constexpr std::size_t keys = 100;
+    constexpr std::size_t keys = 80;
     constexpr double secondsBetween = 0.045; // eleven keys a second
     bench::HeardTyping heard;
     for (auto _ : state) {
