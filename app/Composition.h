@@ -27,6 +27,9 @@ public:
     // What another start of the program asks for.
     void serve(InstanceRequest request);
 
+    // Returns once they are on the disk.
+    void saveSettings();
+
     // Saves the settings and gives back what was taken from the system. Does nothing the second
     // time.
     void terminate();

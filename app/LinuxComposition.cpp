@@ -357,8 +357,12 @@ void Composition::serve(InstanceRequest request) {
     }
 }
 
+void Composition::saveSettings() {
+    objects_->defaults.flush();
+}
+
 void Composition::terminate() {
-    objects_->defaults.flush(); // before all that the display server may end in the middle
+    saveSettings(); // before all that the display server may end in the middle
     objects_->delegate.applicationWillTerminate();
 }
 

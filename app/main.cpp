@@ -82,6 +82,7 @@ int runApplication(int argc, char** argv, const Environment& environment,
                                    return request.has_value();
                                });
     const int status = QCoreApplication::exec();
+    composition.saveSettings(); // while a thread that notices the compositor's end is still held
     compositorLoss.loopEnded();
     composition.terminate();
     beforeExit = nullptr;

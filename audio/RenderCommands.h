@@ -164,7 +164,7 @@ private:
     std::atomic<std::uint32_t> generation_ = 0;
     std::atomic<std::uint32_t> silencedBefore_ = 0;
     std::atomic<std::uint32_t> forgottenBefore_ = 0;
-    std::atomic<double> patience_ = 0.0;
+    std::atomic<double> patience_ = atNoTime; // none is too late until it is said
     std::atomic<double> patientUntil_ = 0.0;
     std::atomic<float> submixVolume_ = 1.0F;
     std::atomic<WaitingLoop> waitingLoop_ = WaitingLoop{};

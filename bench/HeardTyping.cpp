@@ -26,7 +26,7 @@ std::vector<SoundCategory> soundsOf(const std::vector<audition::MadeStroke>& str
 }
 
 // Which sound belongs to which stroke, in order of time: as many as fit, and those that make the
-// latencies smallest. However late one is, it counts, where a limit would let it pass for lost.
+// latencies smallest. Up to a fifth of a second it counts as late, and not as lost.
 class Alignment {
 public:
     Alignment(const std::vector<audition::MadeStroke>& strokes,

@@ -32,7 +32,7 @@ using Work = std::function<void(const std::stop_token&)>;
 class Scene {
 public:
     explicit Scene(Server server)
-        : desktop({.sound = server == Server::pulseAudio})
+        : desktop({.sound = server == Server::pulseAudio, .unhurried = false})
         , sound(server, desktop.session) {
         // The toys move all the same, and only keys are heard.
         desktop.settings.write({{"module.fidget.enabled", false}});
@@ -131,7 +131,7 @@ std::optional<QPoint> reveal(Scene& scene, test::Accessibility& controls, const 
             return std::nullopt;
         if (window.contains(control->place))
             return control->place.center();
-        scene.desktop.pointer.wheel(margin(window), -1);
+        scene.desktop.pointer.wheel(margin(window), -3);
         std::this_thread::sleep_for(100ms);
     }
     return std::nullopt;
@@ -181,7 +181,7 @@ void keyPressToSound(benchmark::State& state, const std::string& name, Server se
         state.SkipWithError("Morvel did not start, or not what was to go on beside");
         return;
     }
-    constexpr std::size_t keys = 100;
+    constexpr std::size_t keys = 80;
     constexpr double secondsBetween = 0.045; // eleven keys a second
     bench::HeardTyping heard;
     for (auto _ : state) {

@@ -45,6 +45,10 @@ public:
 
 private:
     void report(benchmark::State& state, double p95, double p99) const {
+        if (values_.empty()) {
+            state.SkipWithError("nothing was measured");
+            return;
+        }
         state.counters["median"] = at(0.5);
         state.counters["p95"] = at(p95);
         state.counters["p99"] = at(p99);

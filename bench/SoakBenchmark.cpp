@@ -78,8 +78,10 @@ void report(benchmark::State& state, const std::vector<Minute>& minutes) {
     state.counters["wrong"] = static_cast<double>(wrong);
     state.counters["dropouts"] = static_cast<double>(dropOuts);
     state.counters["stalls"] = static_cast<double>(stalls);
-    state.counters["growth_MB"] = resident.back() - resident.front();
-    state.counters["drift_ms"] = medians.back() - medians.front();
+    if (minutes.size() > 1) { // of one minute there is neither
+        state.counters["growth_MB"] = resident.back() - resident.front();
+        state.counters["drift_ms"] = medians.back() - medians.front();
+    }
     state.counters["spread_ms"] = highest - lowest;
     bench::keep("SoakMedians", medians);
     bench::keep("SoakResident", resident);

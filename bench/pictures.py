@@ -69,7 +69,7 @@ class Plot:
                           "</text>")
 
     def key(self, row, kind, text):
-        x = WIDTH - RIGHT - 250
+        x = WIDTH - RIGHT - 290
         y = TOP + 6 + 20 * row
         self.parts.append(f'<rect class="{kind}" x="{x}" y="{y - 10}" width="12" height="12"/>')
         self.label(x + 20, y, text)

@@ -74,19 +74,24 @@ def number(value):
     return f"{value:.{digits}f}"
 
 
+def with_unit(text, line):
+    unit = line["unit"]
+    return text + unit if unit.startswith("/") else f"{text} {unit}".strip()
+
+
 def budget_text(line):
     sign = "≥" if line["most"] else "≤"
     parts = []
     for name, budget in zip(("median", line["tail_name"]), line["budget"]):
         if budget is not None:
-            value = f"{budget:g} {line['unit']}".strip()
+            value = with_unit(f"{budget:g}", line)
             parts.append(f"{name} {sign} {value}" if line["tail_name"] else f"{sign} {value}")
     return ", ".join(parts)
 
 
 def cells(line):
     tail = f"{number(line['tail'])} ({line['tail_name']})" if line["tail"] is not None else ""
-    median = f"{number(line['median'])} {line['unit']}".strip()
+    median = with_unit(number(line["median"]), line)
     return [line["what"], budget_text(line), median, tail, line["verdict"] or line["note"]]
 
 

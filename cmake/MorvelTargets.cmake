@@ -9,8 +9,9 @@ target_compile_options(morvel_common_options INTERFACE
 target_include_directories(morvel_common_options INTERFACE ${CMAKE_SOURCE_DIR})
 add_library(morvel_options INTERFACE)
 target_link_libraries(morvel_options INTERFACE morvel_common_options)
-# Programs that test what is built so. Their own checks of undefined behaviour would take half of the
-# time of a build, and find nothing in what they test.
+# Programs that test what is built so. They are checked for faults of memory and threads only: checks
+# of undefined behaviour in them, and in headers that nobody else includes, would take half of the
+# time of a build.
 add_library(morvel_test_options INTERFACE)
 target_link_libraries(morvel_test_options INTERFACE morvel_common_options)
 if(MORVEL_SANITIZERS)

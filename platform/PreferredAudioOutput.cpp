@@ -229,7 +229,7 @@ void PreferredAudioOutput::lost(Candidate& candidate, const std::string& error) 
         join(other); // else only once the preferred one has not come back by itself
     if (wasHeard || other.output->state() == AudioOutputState::lost)
         reportLoss(error);
-    if (wasHeard && joins)
+    if (everRan_ && joins)
         lookClosely();
 }
 

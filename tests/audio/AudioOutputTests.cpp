@@ -103,6 +103,7 @@ TEST_P(AudioOutputTest, WithoutAServerThereIsSilenceAndOneLineAndThenSoundWhenIt
     EXPECT_EQ(output->state(), AudioOutputState::lost);
     EXPECT_EQ(lineCount("AudioEngine failed to start: "), 1);
     EXPECT_LE(waits, few) << "keys waited";
+    EXPECT_LT(longestWait, aMoment);
     server->start();
     const Time returned = now();
     ASSERT_TRUE(awaitState(AudioOutputState::running));
@@ -171,6 +172,7 @@ TEST_P(AudioOutputTest, AHungServerBlocksNeitherPlaysNorTheEnd) {
     output->pause(); // the control thread now waits for the server
     wait(0.2);
     EXPECT_LE(waits, few) << "keys waited";
+    EXPECT_LT(longestWait, aMoment);
     const Time ending = now();
     engine.reset();
     output.reset();

@@ -150,6 +150,7 @@ protected:
         EXPECT_EQ(engine->loopGain(), loopGain);
         EXPECT_EQ(engine->loopRate(), loopRate);
         EXPECT_LE(waits, few) << "keys waited";
+        EXPECT_LT(longestWait, aMoment);
     }
 
     std::unique_ptr<Timer> typing;

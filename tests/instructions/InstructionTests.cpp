@@ -79,7 +79,7 @@ void record(const Counts& counts) {
 
 TEST(Instructions, OfHandlingPlayingAndRenderingAreAtMostATenthMoreThanRecorded) {
     const Counts counts = countInstructions();
-    if (std::getenv("MORVEL_RECORD_INSTRUCTIONS") != nullptr)
+    if (std::getenv("MORVEL_RECORD_INSTRUCTIONS") != nullptr && counts.size() == 5)
         record(counts);
     const Counts recorded = recordedCounts();
     ASSERT_EQ(recorded.size(), 5u);
@@ -90,7 +90,8 @@ TEST(Instructions, OfHandlingPlayingAndRenderingAreAtMostATenthMoreThanRecorded)
         ASSERT_NE(found, counts.end()) << name;
         RecordProperty(name, std::to_string(found->second));
         EXPECT_LE(static_cast<double>(found->second), 1.1 * static_cast<double>(most)) << name;
-        EXPECT_GT(found->second, 0u) << name;
+        // What is gained is recorded, lest it be lost again unseen; and less may be too little.
+        EXPECT_GE(static_cast<double>(found->second), 0.8 * static_cast<double>(most)) << name;
     }
 }
 
