@@ -53,14 +53,13 @@ protected:
     void record() { recorder = server->record(); }
     // Plays a key, and counts in `waits` what that has waited for, and how long at most.
     void press() {
-        using Time = std::chrono::steady_clock;
         const long before = waitsOfThisThread();
-        const auto begin = Time::now();
+        const auto begin = now();
         engine->play(SoundCategory::keyDown, 1, false);
         const long waited = waitsOfThisThread() - before;
         waits += waited;
         if (waited > 0)
-            longestWait = std::max<Time::duration>(longestWait, Time::now() - begin);
+            longestWait = std::max(longestWait, now() - begin);
     }
     // Whether the recording holds a sound, or does within `limit`. The main loop goes on.
     bool heard(std::chrono::milliseconds limit = std::chrono::seconds(2)) {
@@ -93,7 +92,7 @@ protected:
     long waits = 0;              // of all presses
     // Of some dozens of keys a few may meet a lock that another thread holds for a moment.
     static constexpr long few = 4;
-    std::chrono::steady_clock::duration longestWait{};
+    Time::duration longestWait{};
     // Longer than a busy machine holds a thread up, shorter than a call to a server that hangs.
     static constexpr auto aMoment = std::chrono::milliseconds(500);
 };

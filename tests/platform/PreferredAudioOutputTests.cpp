@@ -319,6 +319,17 @@ protected:
     }
 };
 
+TEST_F(AfterAPause, TheOneThatReplacesItWithoutAWordIsSettledOn) {
+    output->start();
+    best->lose();
+    second_->becomes(AudioOutputState::running); // as one does that has run before
+    EXPECT_EQ(second_->renderOne(), 1);
+    time.advance(10);
+    EXPECT_EQ(output->serverName(), "second");
+    EXPECT_EQ(best->state(), AudioOutputState::paused);
+    EXPECT_EQ(time.activeTimerCount(), 0U);
+}
+
 TEST_F(AfterAPause, ThePreferredOneIsGivenItsTimeAgainAndThenRests) {
     const int starts = best->starts;
     EXPECT_EQ(output->state(), AudioOutputState::paused);
