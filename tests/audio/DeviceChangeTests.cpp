@@ -4,8 +4,11 @@
 #include "tests/audio/OutputFixture.h"
 
 #include <gtest/gtest.h>
+#include <poll.h>
+#include <sys/inotify.h>
 #include <sys/socket.h>
 #include <sys/un.h>
+#include <unistd.h>
 
 #include <algorithm>
 #include <chrono>
@@ -97,18 +100,38 @@ double milliseconds(std::uint64_t from, std::uint64_t to) {
     return (static_cast<double>(to) - static_cast<double>(from)) / 1e6;
 }
 
-// When a server takes a connection for the first time; 0: it does not.
-std::uint64_t firstAcceptance(const std::filesystem::path& path, const Clock& clock) {
+// Hears of sockets that appear in a folder.
+Descriptor watchFolder(const std::filesystem::path& folder) {
+    Descriptor watch(::inotify_init1(IN_CLOEXEC | IN_NONBLOCK));
+    ::inotify_add_watch(watch.get(), folder.c_str(), IN_CREATE | IN_MOVED_TO);
+    return watch;
+}
+
+bool accepts(const std::filesystem::path& path) {
     sockaddr_un address{};
     address.sun_family = AF_UNIX;
     path.string().copy(address.sun_path, sizeof address.sun_path - 1);
-    const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(20);
-    while (std::chrono::steady_clock::now() < deadline) {
-        const Descriptor client(::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0));
-        if (::connect(client.get(), reinterpret_cast<const sockaddr*>(&address), sizeof address) ==
-            0)
-            return clock.hostNanos();
-        std::this_thread::sleep_for(std::chrono::milliseconds(1));
+    const Descriptor client(::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0));
+    return ::connect(client.get(), reinterpret_cast<const sockaddr*>(&address), sizeof address) ==
+           0;
+}
+
+// When a server takes a connection for the first time; 0: it does not. `watch` is of the socket's
+// folder, from before the server began.
+std::uint64_t firstAcceptance(const std::filesystem::path& path, const Descriptor& watch,
+                              const Clock& clock) {
+    using Time = std::chrono::steady_clock;
+    pollfd appeared{watch.get(), POLLIN, 0};
+    while (::poll(&appeared, 1, 20'000) == 1) {
+        char events[4096];
+        while (::read(watch.get(), events, sizeof events) > 0) {
+        }
+        // From when a socket is there it is a moment until somebody listens, of which no event
+        // tells.
+        for (const auto moment = Time::now() + std::chrono::milliseconds(50); Time::now() < moment;
+             std::this_thread::yield())
+            if (accepts(path))
+                return clock.hostNanos();
     }
     return 0;
 }
@@ -202,9 +225,10 @@ TEST_P(DeviceChangeTest, SoundIsBackWithinASecondOfAKilledServersReturnAndTheLoo
     wait(1.5);
     EXPECT_EQ(output->state(), AudioOutputState::lost);
     EXPECT_EQ(lineCount("AudioEngine failed to start: "), 1);
-    auto acceptance = std::async(std::launch::async, [path = server->socket(), this] {
-        return firstAcceptance(path, clock);
-    });
+    const std::filesystem::path socket = server->socket();
+    const Descriptor watch = watchFolder(socket.parent_path());
+    auto acceptance =
+        std::async(std::launch::async, [&] { return firstAcceptance(socket, watch, clock); });
     server->start();
     const std::uint64_t returned = acceptance.get();
     ASSERT_NE(returned, 0U);

@@ -11,7 +11,6 @@
 
 #include <functional>
 #include <numbers>
-#include <thread>
 
 namespace morvel::test {
 namespace {
@@ -373,12 +372,12 @@ TEST_F(DialDesktopTest, APressOnItIsSilent) {
 TEST_F(DialDesktopTest, ClosingTheDrawerInTheMiddleOfASpinFadesTheWhir) {
     ASSERT_NO_FATAL_FAILURE(openWithTheme());
     MonitorRecorder recorder(PulseServer::monitor, desktop.session.sound().address());
-    desktop.pointer.move(at(DrawerPlaces::onDial(0)));
+    std::vector<QPoint> path;
+    for (int degrees = 0; degrees <= 180; degrees += 6)
+        path.push_back(at(DrawerPlaces::onDial(degrees)));
+    desktop.pointer.move(path.front());
     desktop.pointer.press();
-    for (int degrees = 6; degrees <= 180; degrees += 6) {
-        std::this_thread::sleep_for(10ms); // how fast the hand turns is what is heard
-        desktop.pointer.move(at(DrawerPlaces::onDial(degrees)));
-    }
+    desktop.pointer.glide(path, 1, 10ms); // how fast the hand turns is what is heard
     ASSERT_TRUE(recorder.awaitSound(0.05F, 20s));
     recorder.await(recorder.frameLength() + second / 2);
     const std::size_t steady = recorder.frameLength() / blockLength - 20;

@@ -20,7 +20,6 @@
 #include <iostream>
 #include <numbers>
 #include <stdexcept>
-#include <thread>
 
 using SettingGroups = QMap<QString, QVariantMap>;
 Q_DECLARE_METATYPE(SettingGroups)
@@ -264,14 +263,11 @@ private:
             return dial.center() + QPoint(static_cast<int>(std::cos(angle) * reach),
                                           static_cast<int>(std::sin(angle) * reach));
         };
-        desktop_.pointer.move(at(-90));
-        desktop_.pointer.press();
-        for (int degrees = -90; degrees <= 40; degrees += 5) {
-            desktop_.pointer.move(at(degrees));
-            std::this_thread::sleep_for(15ms); // at a hand's pace
-        }
-        std::this_thread::sleep_for(300ms); // it is let go of at rest
-        desktop_.pointer.release();
+        std::vector<QPoint> path;
+        for (int degrees = -90; degrees <= 40; degrees += 5)
+            path.push_back(at(degrees));
+        path.insert(path.end(), 20, path.back()); // it is let go of at rest
+        desktop_.pointer.drag(path, 1, 15ms);
     }
 
     void permission() {

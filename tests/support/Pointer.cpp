@@ -44,16 +44,21 @@ void Pointer::wheel(const QPoint& at, int notches) {
     }
 }
 
-void Pointer::drag(const std::vector<QPoint>& path, int steps, std::chrono::milliseconds pace,
-                   Button button) {
+void Pointer::glide(const std::vector<QPoint>& path, int steps, std::chrono::milliseconds pace) {
     move(path.front());
-    press(button);
     auto next = std::chrono::steady_clock::now();
     for (std::size_t i = 1; i < path.size(); ++i)
         for (int step = 1; step <= steps; ++step) {
             std::this_thread::sleep_until(next += pace);
             move(path[i - 1] + (path[i] - path[i - 1]) * step / steps);
         }
+}
+
+void Pointer::drag(const std::vector<QPoint>& path, int steps, std::chrono::milliseconds pace,
+                   Button button) {
+    move(path.front());
+    press(button);
+    glide(path, steps, pace);
     release(button);
 }
 

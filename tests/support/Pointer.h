@@ -28,8 +28,10 @@ public:
     // One notch each; positive: away from the user.
     void wheel(const QPoint& at, int notches);
 
-    // Presses at the first point, passes through the others in straight lines of `steps` movements
-    // each, one every `pace`, as a hand does, and releases at the last.
+    // Moves to the first point, and through the others in straight lines of `steps` movements each,
+    // one every `pace`, as a hand does.
+    void glide(const std::vector<QPoint>& path, int steps, std::chrono::milliseconds pace);
+    // The same, pressing at the first point and releasing at the last.
     void drag(const std::vector<QPoint>& path, int steps = 20,
               std::chrono::milliseconds pace = std::chrono::milliseconds(8), Button button = left);
 
