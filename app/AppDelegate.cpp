@@ -31,6 +31,25 @@ void AppDelegate::applicationDidFinishLaunching() {
         openDrawerSoon();
 }
 
+void AppDelegate::serve(InstanceRequest request) {
+    if (!statusItemController_)
+        return;
+    switch (request) {
+    case InstanceRequest::openDrawer:
+        statusItemController_->openDrawer();
+        break;
+    case InstanceRequest::openSettings:
+        statusItemController_->openSettings();
+        break;
+    case InstanceRequest::toggleMute:
+        statusItemController_->toggleMute();
+        break;
+    case InstanceRequest::quit:
+        statusItemController_->quit();
+        break;
+    }
+}
+
 void AppDelegate::startTestModes() {
     for (const TestMode& mode : services_.testModes)
         if (environment_(mode.variable) == "1")

@@ -1,6 +1,7 @@
 // What happens at launch, while trust comes and goes, and at the end. Main thread.
 #pragma once
 
+#include "app/instance/InstanceRequest.h"
 #include "app/permissionwindow/PermissionWindow.h"
 #include "app/settings/AppSettings.h"
 #include "app/statusitem/StatusItemController.h"
@@ -62,6 +63,10 @@ public:
     // Releases what was taken from the system: the tap, the trust monitoring, the menu-bar item and
     // its shortcut. Does nothing the second time.
     void applicationWillTerminate();
+
+    // Does what another start of the program asks for; nothing before the launch and from the
+    // termination on.
+    void serve(InstanceRequest request);
 
     // Null before the launch and from the termination on.
     StatusItemController* statusItemController() const { return statusItemController_.get(); }

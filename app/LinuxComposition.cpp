@@ -8,8 +8,8 @@
 #include "app/settings/JsonDefaultsStore.h"
 #include "platform/PreferredAudioOutput.h"
 #include "platform/PreferredHotKeyService.h"
+#include "platform/SystemRandom.h"
 #include "platform/linux/CoreDumps.h"
-#include "platform/linux/CubebStream.h"
 #include "platform/linux/DesktopAppearance.h"
 #include "platform/linux/EvdevHotKeyService.h"
 #include "platform/linux/EvdevKeyTap.h"
@@ -23,11 +23,11 @@
 #include "platform/linux/PipeWireStream.h"
 #include "platform/linux/PortalHotKeyService.h"
 #include "platform/linux/ProcfsProcessTable.h"
+#include "platform/linux/PulseAudioServer.h"
+#include "platform/linux/ReadAhead.h"
 #include "platform/linux/SearchPath.h"
-#include "platform/linux/ServerAudioOutput.h"
 #include "platform/linux/SessionType.h"
 #include "platform/linux/SystemClock.h"
-#include "platform/linux/SystemRandom.h"
 #include "platform/linux/UserFolders.h"
 #include "platform/linux/X11FloatingWindows.h"
 #include "platform/linux/X11HotKeyService.h"
@@ -35,6 +35,7 @@
 #include "platform/linux/X11KeyTap.h"
 #include "platform/linux/X11TransientWindows.h"
 #include "platform/linux/XdgLoginItem.h"
+#include "platform/output/ServerAudioOutput.h"
 #include "platform/qt/QtApplicationActivation.h"
 #include "platform/qt/QtScheduler.h"
 #include "platform/qt/QtStatusBar.h"
@@ -44,7 +45,9 @@
 #include <fmt/format.h>
 
 #include <QDBusConnection>
+#include <QLibraryInfo>
 #include <optional>
+#include <thread>
 #include <utility>
 #include <vector>
 
@@ -85,6 +88,20 @@ std::vector<std::filesystem::path> windowsModules(const ApplicationBundle& bundl
         return {};
     const std::filesystem::path folder = bundle.executable->parent_path();
     return {folder / "morvel-windows.so", folder.parent_path() / "lib/morvel/morvel-windows.so"};
+}
+
+// Seconds after the start, by when sound and icon have had the disk to themselves.
+constexpr double readAheadDelay = 1;
+
+// What is loaded with the first window while somebody waits for it: more than twenty megabytes,
+// which none may have read since the machine was started.
+std::vector<std::filesystem::path> windowsFiles(const ApplicationBundle& bundle) {
+    std::vector<std::filesystem::path> files = windowsModules(bundle);
+    const std::filesystem::path libraries =
+        QLibraryInfo::path(QLibraryInfo::LibrariesPath).toStdString();
+    for (const char* const name : {"Quick", "Qml", "QmlModels", "Network", "OpenGL"})
+        files.push_back(libraries / fmt::format("libQt6{}.so.6", name));
+    return files;
 }
 
 bool isProgram(const std::filesystem::path& file) {
@@ -288,6 +305,11 @@ struct Composition::Objects {
         return nullptr;
     }
 
+    void readWindowsAheadSoon() {
+        readAheadTimer = scheduler.after(
+            readAheadDelay, [this] { reading = readAhead(windowsFiles(places.bundle)); });
+    }
+
     // Loading a theme takes much more memory than the theme.
     void returnFreeMemorySoon() { scheduler.async(returnFreeMemory); }
 
@@ -324,6 +346,8 @@ struct Composition::Objects {
     QtStatusBar statusBar{trayWatch, symbolIcon};
     SelfTests selfTests{selfTestServices()};
     AppDelegate delegate;
+    std::jthread reading;
+    std::unique_ptr<Timer> readAheadTimer;
 };
 
 Composition::Composition(const Environment& environment, Log& log, std::function<void()> quit,
@@ -335,26 +359,11 @@ Composition::~Composition() = default;
 void Composition::launch() {
     objects_->delegate.applicationDidFinishLaunching();
     objects_->returnFreeMemorySoon();
+    objects_->readWindowsAheadSoon();
 }
 
 void Composition::serve(InstanceRequest request) {
-    StatusItemController* const item = objects_->delegate.statusItemController();
-    if (item == nullptr)
-        return;
-    switch (request) {
-    case InstanceRequest::openDrawer:
-        item->openDrawer();
-        break;
-    case InstanceRequest::openSettings:
-        item->openSettings();
-        break;
-    case InstanceRequest::toggleMute:
-        item->toggleMute();
-        break;
-    case InstanceRequest::quit:
-        item->quit();
-        break;
-    }
+    objects_->delegate.serve(request);
 }
 
 void Composition::saveSettings() {

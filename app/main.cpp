@@ -1,109 +1,39 @@
-// The entry point: one instance a session, and its main loop.
+// The entry point: what the command line asks for, and the program as the system wants it run.
 
-#include "app/Composition.h"
-#include "app/instance/SingleInstance.h"
-#include "platform/ApplicationIdentifier.h"
-#include "platform/linux/BusApplication.h"
-#include "platform/linux/SessionType.h"
-#include "platform/linux/SystemLog.h"
-#include "platform/linux/TerminationSignals.h"
-#include "platform/linux/UnixInstanceChannel.h"
-#include "platform/linux/UserFolders.h"
-#include "platform/qt/CompositorLoss.h"
-
-#include <unistd.h>
+#include "app/Program.h"
 
 #include <QApplication>
-#include <QDBusConnection>
 #include <algorithm>
-#include <cstdlib>
-#include <functional>
 #include <iostream>
-#include <optional>
-#include <string>
-#include <utility>
 #include <variant>
 
-namespace {
+namespace morvel {
 
-using namespace morvel;
-
-int finish(const ProgramExit& exit) {
-    (exit.status == 0 ? std::cout : std::cerr) << exit.text;
-    return exit.status;
-}
-
-// Qt ends the process by itself when the display server has gone away, wherever it notices: with
-// exit() for an X server, with _exit() for a Wayland compositor. What must be at rest by then is
-// put to rest here; windows without a display cannot even be destroyed.
-std::function<void()> beforeExit; // NOLINT(cppcoreguidelines-avoid-non-const-global-variables)
-
-void endInOrder() {
-    if (!beforeExit)
-        return;
-    std::exchange(beforeExit, nullptr)();
-    std::cerr.flush();
-    ::_exit(EXIT_SUCCESS);
-}
-
-int runApplication(int argc, char** argv, const Environment& environment,
-                   std::optional<UnixInstanceChannel>& channel, SingleInstance& instance,
-                   Log& log) {
+void prepareApplication(const Environment& environment) {
     // Drawn by the processor: small windows open sooner and in less memory than with a graphics
     // library.
     if (!environment("QT_QUICK_BACKEND"))
         qputenv("QT_QUICK_BACKEND", "software");
-    TerminationSignals::block();
-    QApplication application(argc, argv);
     QApplication::setApplicationName(QStringLiteral("Morvel"));
     QApplication::setApplicationVersion(QStringLiteral(MORVEL_VERSION));
-    QApplication::setDesktopFileName(QString::fromUtf8(applicationIdentifier));
     QApplication::setQuitOnLastWindowClosed(false);
-    const TerminationSignals termination([] { QCoreApplication::quit(); });
+}
 
-    const auto endAtOnce = [] { std::exit(EXIT_SUCCESS); }; // NOLINT(concurrency-mt-unsafe)
-    Composition composition(
-        environment, log, [] { QCoreApplication::quit(); }, endAtOnce);
-    std::atexit(endInOrder);
-    beforeExit = [&] {
-        composition.displayLost();
-        channel.reset();
-    };
-    CompositorLoss compositorLoss(endInOrder);
-    composition.launch();
-    instance.serve([&composition](InstanceRequest request) { composition.serve(request); });
-    const BusApplication onBus(QDBusConnection::sessionBus(), applicationIdentifier,
-                               [&composition](const std::string& action) {
-                                   const auto request =
-                                       action.empty() ? std::optional(InstanceRequest::openDrawer)
-                                                      : requestOfAction(action);
-                                   if (request)
-                                       composition.serve(*request);
-                                   return request.has_value();
-                               });
-    const int status = QCoreApplication::exec();
-    composition.saveSettings(); // while a thread that notices the compositor's end is still held
-    compositorLoss.loopEnded();
-    composition.terminate();
-    beforeExit = nullptr;
-    return status;
+} // namespace morvel
+
+namespace {
+
+int finish(const morvel::ProgramExit& exit) {
+    (exit.status == 0 ? std::cout : std::cerr) << exit.text;
+    return exit.status;
 }
 
 } // namespace
 
 int main(int argc, char** argv) {
-    const auto parsed = parseCommandLine({argv + std::min(argc, 1), argv + argc}, MORVEL_VERSION);
-    if (const auto* exit = std::get_if<ProgramExit>(&parsed))
+    const auto parsed =
+        morvel::parseCommandLine({argv + std::min(argc, 1), argv + argc}, MORVEL_VERSION);
+    if (const auto* exit = std::get_if<morvel::ProgramExit>(&parsed))
         return finish(*exit);
-    SystemLog log;
-    const Environment environment = systemEnvironment();
-    std::optional<UnixInstanceChannel> channel(std::in_place, sessionInstanceChannel(environment));
-    SingleInstance instance(*channel, log);
-    if (const auto exit = instance.start(std::get<CommandLine>(parsed)))
-        return finish(*exit);
-    if (!displayServerAnswers(environment)) {
-        log.line("There is no display to show anything on — quitting");
-        return EXIT_FAILURE;
-    }
-    return runApplication(argc, argv, environment, channel, instance, log);
+    return finish(morvel::runProgram(argc, argv, std::get<morvel::CommandLine>(parsed)));
 }

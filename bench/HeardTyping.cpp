@@ -1,7 +1,8 @@
 #include "bench/HeardTyping.h"
 
 #include "bench/MechanicalTheme.h"
-#include "platform/linux/SystemRandom.h"
+#include "bench/Samples.h"
+#include "platform/SystemRandom.h"
 #include "platform/simulated/SimulatedLog.h"
 #include "tests/support/PipeWireRecorder.h"
 #include "tests/support/PulseServer.h"
@@ -43,14 +44,18 @@ public:
                 cost(i, j) = cheapest(i, j);
     }
 
-    std::vector<double> latenciesMs() const {
-        std::vector<double> result;
+    struct Pair {
+        std::size_t stroke;
+        std::size_t sound;
+    };
+    std::vector<Pair> pairs() const {
+        std::vector<Pair> result;
         std::size_t i = strokes_.size();
         std::size_t j = heard_.size();
         while (i > 0 && j > 0) {
             const double latency = latencyMs(i - 1, j - 1);
             if (cost(i, j) == cost(i - 1, j - 1) + std::abs(latency)) {
-                result.push_back(latency);
+                result.push_back({i - 1, j - 1});
                 --i;
                 --j;
             } else if (cost(i, j) == cost(i - 1, j) + unmatched) {
@@ -60,6 +65,17 @@ public:
             }
         }
         return {result.rbegin(), result.rend()};
+    }
+
+    // Endless where they do not belong together.
+    double latencyMs(std::size_t stroke, std::size_t sound) const {
+        constexpr double leastCorrelation = 0.6;
+        constexpr double clocks = -2; // their resolution
+        const double latency =
+            times_[sound] - static_cast<double>(strokes_[stroke].hostNanos) / 1e6;
+        const bool fits = strokes_[stroke].stroke.sound == heard_[sound].category &&
+                          heard_[sound].correlation >= leastCorrelation && latency >= clocks;
+        return fits ? latency : std::numeric_limits<double>::infinity();
     }
 
 private:
@@ -76,17 +92,6 @@ private:
                          cost(i - 1, j - 1) + std::abs(latencyMs(i - 1, j - 1))});
     }
 
-    // Endless where they do not belong together.
-    double latencyMs(std::size_t stroke, std::size_t sound) const {
-        constexpr double leastCorrelation = 0.6;
-        constexpr double clocks = -2; // their resolution
-        const double latency =
-            times_[sound] - static_cast<double>(strokes_[stroke].hostNanos) / 1e6;
-        const bool fits = strokes_[stroke].stroke.sound == heard_[sound].category &&
-                          heard_[sound].correlation >= leastCorrelation && latency >= clocks;
-        return fits ? latency : std::numeric_limits<double>::infinity();
-    }
-
     const std::vector<audition::MadeStroke>& strokes_;
     const std::vector<audition::HeardSound>& heard_;
     std::vector<double> times_;
@@ -98,9 +103,10 @@ template <typename Recorder>
 ListenedServer::Take recordWith(Recorder& recorder, audition::KeyInjector& keys,
                                 const std::vector<audition::KeyStroke>& script) {
     constexpr std::size_t ringing = 30000; // frames in which the last sound dies away
+    const MachineWatch machine;
     auto strokes = audition::perform(keys, script);
     recorder.await(recorder.frameLength() + ringing);
-    return {std::move(strokes), recorder.finish()};
+    return {std::move(strokes), recorder.finish(), machine.pauses()};
 }
 
 } // namespace
@@ -116,22 +122,52 @@ std::vector<audition::KeyStroke> beat(std::size_t keys, double secondsBetween) {
     return script;
 }
 
-HeardTyping compareWithTheme(const std::vector<audition::MadeStroke>& strokes,
-                             const audition::MonitorRecording& recording) {
+HeardTyping compareWithTheme(const ListenedServer::Take& take) {
     SystemRandom random;
     SimulatedLog log;
     const auto theme = loadMechanical(log, random);
     if (!theme)
         throw std::runtime_error("no theme");
-    const auto categories = soundsOf(strokes);
+    const auto categories = soundsOf(take.strokes);
     const audition::SoundMatcher matcher(*theme, categories);
-    const auto heard = matcher.listen(recording.interleaved);
+    const auto heard = matcher.listen(take.recording.interleaved);
+    const Alignment alignment(take.strokes, heard, take.recording);
+    const Pauses pauses(take.pauses);
+    const auto onset = [&](const audition::HeardSound& sound) {
+        return take.recording.hostNanos(sound.onset);
+    };
+
     HeardTyping result;
-    result.latenciesMs = Alignment(strokes, heard, recording).latenciesMs();
-    result.strokes = strokes.size();
-    result.wrong = strokes.size() + heard.size() - 2 * result.latenciesMs.size();
-    result.dropOuts = audition::dropOuts(recording.interleaved).size();
-    result.stalls = audition::stalls(recording);
+    result.strokes = take.strokes.size();
+    result.pauses = take.pauses.size();
+    const auto pairs = alignment.pairs();
+    Samples all;
+    for (const auto& [stroke, sound] : pairs)
+        all.add(alignment.latencyMs(stroke, sound));
+    const auto usual = static_cast<std::uint64_t>(std::max(all.at(0.5), 0.0) * 1e6);
+    std::vector<bool> found(take.strokes.size());
+    std::vector<bool> expected(heard.size());
+    for (const auto& [stroke, sound] : pairs) {
+        found[stroke] = expected[sound] = true;
+        if (pauses.explainDelay(take.strokes[stroke].hostNanos, onset(heard[sound]), usual))
+            ++result.leftOut;
+        else
+            result.latenciesMs.push_back(alignment.latencyMs(stroke, sound));
+    }
+    const auto countUnmatched = [&](std::uint64_t time) {
+        ++result.unmatched;
+        result.wrong += pauses.explainLoss(time) ? 0 : 1;
+    };
+    for (std::size_t i = 0; i < found.size(); ++i)
+        if (!found[i])
+            countUnmatched(take.strokes[i].hostNanos);
+    for (std::size_t i = 0; i < expected.size(); ++i)
+        if (!expected[i])
+            countUnmatched(onset(heard[i]));
+    for (const std::size_t hole : audition::dropOuts(take.recording.interleaved)) {
+        ++result.spoilt;
+        result.dropOuts += pauses.explainHole(take.recording.hostNanos(hole)) ? 0 : 1;
+    }
     return result;
 }
 

@@ -1,6 +1,7 @@
 // Typing on a desktop whose sound is recorded, and how soon each stroke was heard.
 #pragma once
 
+#include "bench/MachineWatch.h"
 #include "tests/support/DesktopSession.h"
 #include "tests/support/PipeWireServer.h"
 #include "tools/audition/Audition.h"
@@ -14,21 +15,21 @@ namespace morvel::bench {
 
 enum class Server { pulseAudio, pipeWire };
 
+// What is said of latencies, of what is wrong and of drop-outs leaves out what the machine's pauses
+// explain.
 struct HeardTyping {
     std::vector<double> latenciesMs; // from each stroke to the first frame of its sound
     std::size_t strokes = 0;
-    std::size_t wrong = 0;    // strokes without their sound, and sounds without a stroke
-    std::size_t dropOuts = 0; // holes in the middle of sounds
-    std::size_t stalls = 0;   // times that the machine or the server stood still
+    std::size_t wrong = 0;     // strokes without their sound, and sounds without a stroke
+    std::size_t dropOuts = 0;  // holes in the middle of sounds
+    std::size_t pauses = 0;    // of the machine's
+    std::size_t leftOut = 0;   // sounds that were late by them
+    std::size_t unmatched = 0; // what is wrong in all
+    std::size_t spoilt = 0;    // drop-outs in all
 };
 
 // A stroke every so many seconds: as many keys, all of them letters, go down and up.
 std::vector<audition::KeyStroke> beat(std::size_t keys, double secondsBetween);
-
-// What the recorder heard while `strokes` were made, of the theme that plays unless the user
-// chooses another.
-HeardTyping compareWithTheme(const std::vector<audition::MadeStroke>& strokes,
-                             const audition::MonitorRecording& recording);
 
 // The sound server of a session, which plays to nobody. The session is without sound, or with it
 // for PulseAudio.
@@ -43,6 +44,7 @@ public:
     struct Take {
         std::vector<audition::MadeStroke> strokes;
         audition::MonitorRecording recording;
+        std::vector<MachinePause> pauses;
     };
     Take record(audition::KeyInjector& keys, const std::vector<audition::KeyStroke>& script) const;
 
@@ -50,5 +52,8 @@ private:
     test::DesktopSession& session_;
     std::unique_ptr<test::PipeWireServer> pipeWire_;
 };
+
+// What was heard of the theme that plays unless the user chooses another.
+HeardTyping compareWithTheme(const ListenedServer::Take& take);
 
 } // namespace morvel::bench

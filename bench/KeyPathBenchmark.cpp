@@ -4,8 +4,8 @@
 #include "bench/KeyPath.h"
 #include "bench/Samples.h"
 #include "keyboard/Classification.h"
+#include "platform/SystemRandom.h"
 #include "platform/linux/SystemClock.h"
-#include "platform/linux/SystemRandom.h"
 
 #include <benchmark/benchmark.h>
 

@@ -12,11 +12,13 @@
 
 #include <benchmark/benchmark.h>
 
+#include <algorithm>
 #include <filesystem>
 #include <functional>
 #include <optional>
 #include <stop_token>
 #include <thread>
+#include <utility>
 
 namespace morvel {
 namespace {
@@ -43,8 +45,16 @@ public:
                desktop.morvel->awaitLine(sound.announcement());
     }
 
+    // How often the theme has been switched until now.
+    std::size_t switches() {
+        desktop.morvel->drain();
+        return desktop.morvel->count("Active theme is now");
+    }
+
     test::MorvelDesktop desktop;
     bench::ListenedServer sound;
+    // Whether what went on beside could do so to the end.
+    std::function<bool()> wentOn = [] { return true; };
 };
 
 // Brings about what is to go on, and answers it; nothing where it cannot.
@@ -60,6 +70,7 @@ std::optional<Work> toysMove(Scene& scene) {
     const auto drawer = ready ? scene.desktop.awaitDrawer() : std::nullopt;
     if (!drawer)
         return std::nullopt;
+    scene.wentOn = [&scene] { return scene.desktop.isDrawerOpen(); };
     return [display = scene.desktop.session.display(),
             corner = drawer->topLeft()](const std::stop_token& done) {
         using test::DrawerPlaces;
@@ -100,6 +111,9 @@ std::optional<QRect> settingsWindow(Scene& scene) {
     const auto window = scene.desktop.windows.await(test::titled(settingsTitle));
     if (!window || !scene.desktop.windows.awaitFocus(test::titled(settingsTitle)))
         return std::nullopt;
+    scene.wentOn = [&scene] {
+        return scene.desktop.windows.find(test::titled(settingsTitle)).has_value();
+    };
     return window->geometry;
 }
 
@@ -172,6 +186,23 @@ std::optional<Work> busyCore(Scene& scene) {
     };
 }
 
+struct Take {
+    bench::HeardTyping heard;
+    std::size_t switches = 0; // of the theme
+    bool wentOn = false;
+};
+
+Take typeBeside(Scene& scene, const Work& work) {
+    constexpr std::size_t keys = 80;
+    constexpr double secondsBetween = 0.045; // eleven keys a second
+    const std::size_t switches = scene.switches();
+    std::jthread beside(work);
+    const auto recorded = scene.sound.record(scene.desktop.keys, bench::beat(keys, secondsBetween));
+    const bool wentOn = scene.wentOn();
+    beside = {};
+    return {bench::compareWithTheme(recorded), scene.switches() - switches, wentOn};
+}
+
 void keyPressToSound(benchmark::State& state, const std::string& name, Server server,
                      const Load& load) {
     const bench::Application application;
@@ -181,19 +212,43 @@ void keyPressToSound(benchmark::State& state, const std::string& name, Server se
         state.SkipWithError("Morvel did not start, or not what was to go on beside");
         return;
     }
-    constexpr std::size_t keys = 80;
-    constexpr double secondsBetween = 0.045; // eleven keys a second
-    bench::HeardTyping heard;
-    for (auto _ : state) {
-        const std::jthread beside(*work);
-        const auto take = scene.sound.record(scene.desktop.keys, bench::beat(keys, secondsBetween));
-        heard = bench::compareWithTheme(take.strokes, take.recording);
+    // Where the machine's pauses leave out more, the keys are typed again; a few times.
+    constexpr double mostLeftOut = 0.05;
+    constexpr int mostTakes = 5;
+    Take best;
+    double leftOut = 1;
+    int takes = 0;
+    for (auto _ : state)
+        while (leftOut > mostLeftOut && takes < mostTakes) {
+            ++takes;
+            Take take = typeBeside(scene, *work);
+            const double share =
+                static_cast<double>(take.heard.leftOut) / static_cast<double>(take.heard.strokes);
+            if (takes == 1 || share < leftOut)
+                best = std::move(take);
+            leftOut = std::min(leftOut, share);
+        }
+    if (!best.wentOn) {
+        state.SkipWithError("what was to go on beside did not go on to the end");
+        return;
     }
+    if (leftOut > mostLeftOut) {
+        state.SkipWithError("the machine paused too often");
+        return;
+    }
+    const bench::HeardTyping& heard = best.heard;
     bench::Samples(heard.latenciesMs).report(state);
     state.counters["strokes"] = static_cast<double>(heard.strokes);
     state.counters["wrong"] = static_cast<double>(heard.wrong);
+    if (best.switches > 0)
+        state.counters["wrong_a_switch"] =
+            static_cast<double>(heard.wrong) / static_cast<double>(best.switches);
     state.counters["dropouts"] = static_cast<double>(heard.dropOuts);
-    state.counters["stalls"] = static_cast<double>(heard.stalls);
+    state.counters["takes"] = takes;
+    state.counters["pauses"] = static_cast<double>(heard.pauses);
+    state.counters["left_out"] = static_cast<double>(heard.leftOut);
+    state.counters["unmatched"] = static_cast<double>(heard.unmatched);
+    state.counters["spoilt"] = static_cast<double>(heard.spoilt);
     bench::keep(name, heard.latenciesMs);
 }
 

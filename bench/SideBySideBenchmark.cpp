@@ -56,6 +56,12 @@ std::unique_ptr<bench::Mixer> own(std::shared_ptr<const PcmBuffer> sound, float 
 std::unique_ptr<bench::Mixer> openAl(const std::shared_ptr<const PcmBuffer>& sound, float rate) {
     return std::make_unique<bench::OpenAlMixer>(*sound, std::span(&rate, 1));
 }
+// Above 0: the renderer's worst is so much worse than OpenAL Soft's.
+void comparePurity(benchmark::State& state) {
+    for (auto _ : state)
+        state.counters["median"] = purity(own) - purity(openAl);
+}
+
 std::unique_ptr<bench::Mixer> varispeed(std::shared_ptr<const PcmBuffer> sound, float rate) {
     return bench::varispeedPlayer(std::move(sound), rate);
 }
@@ -110,6 +116,7 @@ BENCHMARK(RenderingBesideOpenAlSoft)->ArgName("voices")->Arg(1)->Arg(4)->Arg(9)-
 
 BENCHMARK_CAPTURE(reportPurity, OwnRenderer, own)->Name("PurityOf/OwnRenderer")->Iterations(1);
 BENCHMARK_CAPTURE(reportPurity, OpenAlSoft, openAl)->Name("PurityOf/OpenAlSoft")->Iterations(1);
+BENCHMARK(comparePurity)->Name("PurityBeside/OpenAlSoft")->Iterations(1);
 
 // One stereo sound. Others work in larger pieces inside; so many blocks even that out.
 void raceVarispeed(benchmark::State& state, const Make& other) {

@@ -16,6 +16,7 @@
 #include <cstdlib>
 #include <fstream>
 #include <future>
+#include <string>
 #include <vector>
 
 namespace morvel {
@@ -40,8 +41,7 @@ void compareAll(std::vector<Minute>& minutes) {
     std::atomic<std::size_t> next = 0;
     const auto work = [&] {
         for (std::size_t i = next++; i < minutes.size(); i = next++) {
-            minutes[i].heard =
-                bench::compareWithTheme(minutes[i].take.strokes, minutes[i].take.recording);
+            minutes[i].heard = bench::compareWithTheme(minutes[i].take);
             minutes[i].take = {};
         }
     };
@@ -54,14 +54,17 @@ double medianOf(const std::vector<double>& values) {
     return bench::Samples(values).at(0.5);
 }
 
-void report(benchmark::State& state, const std::vector<Minute>& minutes) {
+void report(benchmark::State& state, const std::string& name, const std::vector<Minute>& minutes) {
     std::vector<double> all;
     std::vector<double> medians;
     std::vector<double> resident;
     std::size_t strokes = 0;
     std::size_t wrong = 0;
     std::size_t dropOuts = 0;
-    std::size_t stalls = 0;
+    std::size_t pauses = 0;
+    std::size_t leftOut = 0;
+    std::size_t spoilt = 0;
+    std::size_t unmatched = 0;
     for (const Minute& minute : minutes) {
         all.insert(all.end(), minute.heard.latenciesMs.begin(), minute.heard.latenciesMs.end());
         medians.push_back(medianOf(minute.heard.latenciesMs));
@@ -69,7 +72,10 @@ void report(benchmark::State& state, const std::vector<Minute>& minutes) {
         strokes += minute.heard.strokes;
         wrong += minute.heard.wrong;
         dropOuts += minute.heard.dropOuts;
-        stalls += minute.heard.stalls;
+        pauses += minute.heard.pauses;
+        leftOut += minute.heard.leftOut;
+        spoilt += minute.heard.spoilt;
+        unmatched += minute.heard.unmatched;
     }
     bench::Samples(all).report(state);
     const auto [lowest, highest] = std::ranges::minmax(medians);
@@ -77,21 +83,26 @@ void report(benchmark::State& state, const std::vector<Minute>& minutes) {
     state.counters["strokes"] = static_cast<double>(strokes);
     state.counters["wrong"] = static_cast<double>(wrong);
     state.counters["dropouts"] = static_cast<double>(dropOuts);
-    state.counters["stalls"] = static_cast<double>(stalls);
+    state.counters["pauses"] = static_cast<double>(pauses);
+    state.counters["left_out_percent"] =
+        100 * static_cast<double>(leftOut) / static_cast<double>(strokes);
+    state.counters["unmatched"] = static_cast<double>(unmatched);
+    state.counters["spoilt"] = static_cast<double>(spoilt);
     if (minutes.size() > 1) { // of one minute there is neither
         state.counters["growth_MB"] = resident.back() - resident.front();
         state.counters["drift_ms"] = medians.back() - medians.front();
     }
     state.counters["spread_ms"] = highest - lowest;
-    bench::keep("SoakMedians", medians);
-    bench::keep("SoakResident", resident);
+    bench::keep(name + "Medians", medians);
+    bench::keep(name + "Resident", resident);
 }
 
-void TypingSoak(benchmark::State& state) {
+void typingSoak(benchmark::State& state, const std::string& name, bench::Server through) {
     const bench::Application application;
-    test::MorvelDesktop desktop({.sound = true, .unhurried = false});
-    const bench::ListenedServer server(bench::Server::pulseAudio, desktop.session);
-    if (!desktop.start() || !desktop.morvel->awaitLine(server.announcement())) {
+    test::MorvelDesktop desktop(
+        {.sound = through == bench::Server::pulseAudio, .unhurried = false});
+    const bench::ListenedServer server(through, desktop.session);
+    if (!desktop.start(server.environment()) || !desktop.morvel->awaitLine(server.announcement())) {
         state.SkipWithError("Morvel did not start");
         return;
     }
@@ -109,10 +120,15 @@ void TypingSoak(benchmark::State& state) {
             std::fflush(stdout);
         }
         compareAll(minutes);
-        report(state, minutes);
+        report(state, name, minutes);
     }
 }
-BENCHMARK(TypingSoak)->Iterations(1);
+BENCHMARK_CAPTURE(typingSoak, PulseAudio, "TypingSoak", bench::Server::pulseAudio)
+    ->Name("TypingSoak")
+    ->Iterations(1);
+BENCHMARK_CAPTURE(typingSoak, PipeWire, "TypingSoakPipeWire", bench::Server::pipeWire)
+    ->Name("TypingSoakPipeWire")
+    ->Iterations(1);
 
 } // namespace
 } // namespace morvel

@@ -3,7 +3,7 @@
 
 #include "bench/MechanicalTheme.h"
 #include "bench/Samples.h"
-#include "platform/linux/SystemRandom.h"
+#include "platform/SystemRandom.h"
 #include "platform/simulated/SimulatedLog.h"
 #include "tests/support/TemporaryFolder.h"
 #include "themes/ThemeManifest.h"

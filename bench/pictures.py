@@ -2,8 +2,8 @@
 
 from html import escape
 
-WIDTH, HEIGHT = 720, 400
-LEFT, RIGHT, TOP, BOTTOM = 64, 24, 64, 56
+WIDTH, HEIGHT = 720, 420
+LEFT, RIGHT, BOTTOM = 64, 24, 56
 
 STYLE = """
 text { font: 13px sans-serif; fill: #333 }
@@ -12,29 +12,33 @@ text { font: 13px sans-serif; fill: #333 }
 .grid { stroke: #ddd }
 .first { fill: #1f6feb; fill-opacity: .65 } .first-line { stroke: #1f6feb; fill: none }
 .second { fill: #d4741a; fill-opacity: .65 } .second-line { stroke: #d4741a; fill: none }
-.budget { stroke: #b3261e; stroke-dasharray: 6 4; fill: none }
+.budget-line { stroke: #b3261e; stroke-dasharray: 6 4; fill: none }
 .line { stroke-width: 2 }
 """
 
 
 class Plot:
-    """A plane from 0 to `right` and from 0 to `top`, with its axes."""
+    """A plane from 0 to `right` and from 0 to `top`. Its key, pairs of a kind and what is of that
+    kind, stands above it, where nothing crosses it."""
 
-    def __init__(self, title, across, up, right, top):
+    def __init__(self, title, key, across, up, right, top):
         self.right = right
         self.top = top
+        self.upper = 70 + (len(key) + 1) // 2 * 22
         self.parts = [
             f'<text class="title" x="{LEFT}" y="26">{escape(title)}</text>',
             f'<text x="{(LEFT + WIDTH - RIGHT) / 2}" y="{HEIGHT - 14}" text-anchor="middle">'
             f"{escape(across)}</text>",
-            f'<text x="{LEFT}" y="{TOP - 14}">{escape(up)}</text>',
+            f'<text x="{LEFT}" y="{self.upper - 16}">{escape(up)}</text>',
         ]
+        for index, (kind, text) in enumerate(key):
+            self.explain(LEFT + index % 2 * 320, 50 + index // 2 * 22, kind, text)
 
     def x(self, value):
         return LEFT + value / self.right * (WIDTH - LEFT - RIGHT)
 
     def y(self, value):
-        return HEIGHT - BOTTOM - value / self.top * (HEIGHT - TOP - BOTTOM)
+        return HEIGHT - BOTTOM - value / self.top * (HEIGHT - self.upper - BOTTOM)
 
     def axes(self, x_step, y_step):
         bottom = self.y(0)
@@ -51,7 +55,8 @@ class Plot:
             self.parts.append(f'<text x="{self.x(value):.1f}" y="{bottom + 18:.1f}" '
                               f'text-anchor="middle">{value:g}</text>')
             value += x_step
-        self.parts.append(f'<path class="axis" d="M{LEFT} {TOP}V{bottom:.1f}H{WIDTH - RIGHT}"/>')
+        self.parts.append(f'<path class="axis" d="M{LEFT} {self.upper}V{bottom:.1f}'
+                          f'H{WIDTH - RIGHT}"/>')
 
     def bar(self, kind, start, end, height):
         if height > 0:
@@ -64,15 +69,12 @@ class Plot:
         path = "L".join(f"{self.x(x):.1f} {self.y(y):.1f}" for x, y in points)
         self.parts.append(f'<path class="{kind} line" d="M{path}"/>')
 
-    def label(self, x, y, text, anchor="start"):
-        self.parts.append(f'<text x="{x:.1f}" y="{y:.1f}" text-anchor="{anchor}">{escape(text)}'
-                          "</text>")
-
-    def key(self, row, kind, text):
-        x = WIDTH - RIGHT - 290
-        y = TOP + 6 + 20 * row
-        self.parts.append(f'<rect class="{kind}" x="{x}" y="{y - 10}" width="12" height="12"/>')
-        self.label(x + 20, y, text)
+    def explain(self, x, y, kind, text):
+        if kind.endswith("line"):
+            self.parts.append(f'<path class="{kind} line" d="M{x} {y - 4}h24"/>')
+        else:
+            self.parts.append(f'<rect class="{kind}" x="{x}" y="{y - 10}" width="24" height="12"/>')
+        self.parts.append(f'<text x="{x + 32}" y="{y}">{escape(text)}</text>')
 
     def svg(self):
         return (f'<svg xmlns="http://www.w3.org/2000/svg" width="{WIDTH}" height="{HEIGHT}" '
@@ -108,15 +110,15 @@ def histogram(latencies):
         for server, all_counts in counts.items()
     }
     top, step = round_up(max(max(share) for share in shares.values()))
-    plot = Plot("Key press to first sample at the sink's monitor", "milliseconds",
+    kinds = dict(zip(latencies, ("first", "second")))
+    key = [(kinds[server], f"{server}: {len(values)} strokes, median {median(values):.2f} ms")
+           for server, values in latencies.items() if values]
+    plot = Plot("Key press to first sample at the sink's monitor", key, "milliseconds",
                 "% of the strokes", longest, top)
     plot.axes(1, step)
-    for row, (kind, (server, share)) in enumerate(zip(("first", "second"), shares.items())):
+    for server, share in shares.items():
         for index, height in enumerate(share):
-            plot.bar(kind, index * width, (index + 1) * width, height)
-        if latencies[server]:
-            plot.key(row, kind, f"{server}: {len(latencies[server])} strokes, "
-                                f"median {median(latencies[server]):.2f} ms")
+            plot.bar(kinds[server], index * width, (index + 1) * width, height)
     return plot.svg()
 
 
@@ -124,14 +126,15 @@ def render_cost(own, other):
     """Microseconds that a block of 128 frames takes, by the number of voices."""
     budget = 128 / 44100 * 1e6 / 500
     top, step = round_up(max([budget * 1.1, *own.values(), *other.values()]))
-    plot = Plot("Rendering a block of 128 frames (2,902 µs of sound) at odd rates", "voices",
+    key = [("first-line", "Morvel, limiter included"),
+           ("budget-line", "budget for nine voices: 500 × real time")]
+    if other:
+        key.insert(1, ("second-line", "OpenAL Soft, 23rd-order sinc"))
+    plot = Plot("Rendering a block of 128 frames (2,902 µs of sound) at odd rates", key, "voices",
                 "microseconds on one core", 9.5, top)
     plot.axes(1, step)
-    plot.line("budget", [(0, budget), (9.5, budget)])
-    plot.label(plot.x(0) + 6, plot.y(budget) - 6, "budget for nine: 500 × real time")
+    plot.line("budget-line", [(0, budget), (9.5, budget)])
     plot.line("first-line", sorted(own.items()))
-    plot.key(0, "first", "Morvel, limiter included")
     if other:
         plot.line("second-line", sorted(other.items()))
-        plot.key(1, "second", "OpenAL Soft, 23rd-order sinc")
     return plot.svg()

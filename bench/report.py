@@ -3,7 +3,7 @@
 
 report.py RESULTS LINES.json OUT [PART...]   prints the table of RESULTS, leaves it in OUT as
                                              bench.json with two pictures beside it, and fails
-                                             where a budget is missed
+                                             where a budget is missed or a line has no figure
 report.py --document BENCH.json PAGE.md      puts a table between the marks of a page
 """
 
@@ -63,6 +63,18 @@ def judge(line, benchmarks):
         "median": figures[0], "tail": figures[1], "tail_name": tail, "verdict": verdict,
         "note": benchmark.get("error_message", ""),
     }
+
+
+def absent(line, benchmarks):
+    """What a line names and no benchmark gives; nothing where the benchmark itself failed."""
+    name = line["of"]
+    if name not in benchmarks:
+        return [name]
+    if benchmarks[name].get("error_occurred"):
+        return []
+    figures = [line.get("figure", "median"), line.get("tail", "p95")]
+    return [f"{name}: {figure}" for figure in figures
+            if figure and figure not in benchmarks[name]]
 
 
 def number(value):
@@ -136,6 +148,16 @@ def values(results, name):
     return json.loads(file.read_text()) if file.exists() else []
 
 
+def soak_minutes(results):
+    """By the name of the soak: of each of its minutes the median and the memory."""
+    minutes = {}
+    for file in sorted(results.glob("*Medians.values")):
+        name = file.name.removesuffix("Medians.values")
+        minutes[name] = list(zip(values(results, f"{name}Medians"),
+                                 values(results, f"{name}Resident")))
+    return minutes
+
+
 def draw(results, benchmarks, out):
     latencies = {
         server: values(results, f"KeyPressToSound{server}Quiet")
@@ -162,22 +184,26 @@ def report(results, lines_file, out, parts):
     lines = [judge(line, benchmarks) for line in wanted]
     print()
     print_table(lines)
-    soak = {name: values(results, name) for name in ("SoakMedians", "SoakResident")}
-    for minute, (median, resident) in enumerate(zip(*soak.values()), 1):
-        print(f"soak, minute {minute}: median {median:.2f} ms, {resident:.1f} MB resident")
+    soaks = soak_minutes(results)
+    for name, minutes in soaks.items():
+        for minute, (median, resident) in enumerate(minutes, 1):
+            print(f"{name}, minute {minute}: median {median:.2f} ms, {resident:.1f} MB resident")
     kept = {
         "when": datetime.datetime.now(datetime.timezone.utc).isoformat(timespec="minutes"),
-        "machine": machine(), "lines": lines, "soak_minutes": soak,
+        "machine": machine(), "lines": lines, "soak_minutes": soaks,
         "figures": {name: {key: value for key, value in benchmark.items()
                            if isinstance(value, float)}
                     for name, benchmark in benchmarks.items()},
     }
     (out / "bench.json").write_text(json.dumps(kept, indent=1, ensure_ascii=False) + "\n")
     draw(results, benchmarks, out)
+    nowhere = [name for line in wanted for name in absent(line, benchmarks)]
+    for name in dict.fromkeys(nowhere):
+        print(f"bench: no benchmark gave {name}", file=sys.stderr)
     missed = sum(line["verdict"] == "MISSED" for line in lines)
     met = sum(line["verdict"] == "met" for line in lines)
     print(f"\n{met} budgets met, {missed} missed")
-    return 1 if missed else 0
+    return 1 if missed or nowhere else 0
 
 
 def document(bench_file, page):

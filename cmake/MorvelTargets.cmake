@@ -3,7 +3,12 @@
 # The program's code is in its module of windows, too, but is never replaced by anything different.
 set(CMAKE_POSITION_INDEPENDENT_CODE ON)
 add_library(morvel_common_options INTERFACE)
-target_compile_options(morvel_common_options INTERFACE -fno-semantic-interposition)
+if(APPLE)
+    # Its libc++ has parts of C++20 only there.
+    target_compile_options(morvel_common_options INTERFACE -fexperimental-library)
+else()
+    target_compile_options(morvel_common_options INTERFACE -fno-semantic-interposition)
+endif()
 target_compile_options(morvel_common_options INTERFACE
     -Wall -Wextra -Wconversion -Wshadow -Wpedantic -Werror)
 target_include_directories(morvel_common_options INTERFACE ${CMAKE_SOURCE_DIR})

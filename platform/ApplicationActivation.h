@@ -1,4 +1,5 @@
-// The application's place among others. Adapters: platform/qt, platform/simulated.
+// The application's place among others. Adapters: platform/qt,
+// platform/macos (without a place in the Dock), platform/simulated.
 #pragma once
 
 #include <functional>

@@ -1,5 +1,6 @@
-// The way out to the default output device. Adapters: platform/linux (PipeWire; PulseAudio through
-// cubeb), platform/simulated (rendered when a test asks, with no device).
+// The way out to the default output device. Adapters: platform/output over a server:
+// platform/linux (PipeWire; PulseAudio through cubeb), platform/macos (Core Audio through cubeb);
+// platform/simulated (rendered when a test asks, with no device).
 #pragma once
 
 #include <cstdint>

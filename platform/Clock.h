@@ -1,4 +1,5 @@
-// The two clocks the system uses. Adapters: platform/linux, platform/simulated (virtual time).
+// The two clocks the system uses. Adapters: platform/linux, platform/macos,
+// platform/simulated (virtual time).
 #pragma once
 
 #include <cstdint>

@@ -1,4 +1,5 @@
-// The places of the desktop that the user is sent to. Adapters: platform/linux, platform/simulated.
+// The places of the desktop that the user is sent to. Adapters: platform/linux,
+// platform/macos, platform/simulated.
 #pragma once
 
 #include <filesystem>

@@ -1,24 +1,29 @@
 #include "platform/Environment.h"
 
-#include <charconv>
+#include "platform/Decimal.h"
+
 #include <cmath>
-#include <system_error>
+#include <cstdlib>
+#include <string_view>
 
 namespace morvel {
+
+Environment systemEnvironment() {
+    return [](const std::string& name) -> std::optional<std::string> {
+        const char* const value = std::getenv(name.c_str()); // NOLINT(concurrency-mt-unsafe)
+        return value == nullptr ? std::nullopt : std::optional<std::string>(value);
+    };
+}
 
 std::optional<double> decimalNumber(const Environment& environment, const std::string& name) {
     const auto text = environment(name);
     if (!text)
         return std::nullopt;
-    const char* begin = text->data();
-    const char* const end = begin + text->size();
-    if (text->starts_with('+') && !text->starts_with("+-"))
-        ++begin;
-    double number = 0;
-    const auto parsed = std::from_chars(begin, end, number);
-    if (parsed.ec != std::errc{} || parsed.ptr != end || !std::isfinite(number))
-        return std::nullopt;
-    return number;
+    std::string_view digits = *text;
+    if (digits.starts_with('+') && !digits.starts_with("+-"))
+        digits.remove_prefix(1);
+    const auto number = decimal(digits);
+    return number && std::isfinite(*number) ? number : std::nullopt;
 }
 
 } // namespace morvel

@@ -1,5 +1,5 @@
 // Lets a window be where the user is: on every workspace, above full-screen windows, and in no list
-// of running programs. Adapter: platform/linux (X11).
+// of running programs. Adapters: platform/linux (X11), platform/macos.
 #pragma once
 
 #include <cstdint>

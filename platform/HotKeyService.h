@@ -1,5 +1,5 @@
 // System-wide keyboard shortcuts. Adapters: platform/linux (X11, the desktop portal, evdev),
-// platform/simulated.
+// platform/macos (Carbon), platform/simulated.
 //
 // The status numbers are the ones that Carbon's hot key service answers with; an adapter translates
 // its system's refusals into them.

@@ -1,5 +1,6 @@
 // How a second start of the program finds the first and hands it a message of one byte. Adapters:
-// platform/linux (a socket in the user's runtime folder), platform/simulated.
+// platform/linux (a socket in the user's runtime folder), platform/macos (a message port),
+// platform/simulated.
 #pragma once
 
 #include <cstdint>

@@ -1,5 +1,5 @@
 // Makes key events as a keyboard would, so that they take the whole way through the session and its
-// taps. Adapters: platform/linux (X11), platform/simulated (a simulated tap).
+// taps. Adapters: platform/linux (X11), platform/macos, platform/simulated (a simulated tap).
 #pragma once
 
 #include <cstdint>

@@ -1,5 +1,5 @@
 // A listen-only tap of the session's keyboards. Adapters: platform/linux (X11, evdev),
-// platform/simulated (scripted keys).
+// platform/macos (an event tap), platform/simulated (scripted keys).
 #pragma once
 
 #include <cstdint>

@@ -1,5 +1,5 @@
-// Where log lines go. Adapters: platform/linux (system log and standard error), platform/simulated
-// (kept in memory for a test).
+// Where log lines go. Adapters: platform/SystemLog.h (system log and standard error),
+// platform/simulated (kept in memory for a test).
 #pragma once
 
 #include <string>

@@ -1,4 +1,5 @@
 // The system's registry of what starts at login. Adapters: platform/linux (XDG autostart),
+// platform/macos (service management),
 // platform/simulated.
 #pragma once
 

@@ -1,5 +1,5 @@
 // The login session that this process belongs to, one of several that may take turns at a machine.
-// Adapters: platform/linux (logind), platform/simulated.
+// Adapters: platform/linux (logind), platform/simulated; on macOS nothing needs to know.
 #pragma once
 
 #include <functional>

@@ -1,4 +1,5 @@
-// The system's processes. Adapters: platform/linux (procfs), platform/simulated.
+// The system's processes. Adapters: platform/linux (procfs), platform/macos (libproc),
+// platform/simulated.
 #pragma once
 
 #include <cstdint>

@@ -1,5 +1,6 @@
-// Randomness, injected so that every test of it is deterministic. Adapters: platform/linux (the
-// system's generator), platform/simulated (a scripted list, or chance from a seed).
+// Randomness, injected so that every test of it is deterministic. Adapters:
+// platform/SystemRandom.h (the system's generator), platform/simulated (a scripted list, or chance
+// from a seed).
 #pragma once
 
 #include <cstdint>

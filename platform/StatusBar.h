@@ -1,5 +1,5 @@
-// The system's bar of status items: a tray of the panel on Linux. Adapters: platform/qt,
-// platform/simulated.
+// The system's bar of status items: a tray of the panel on Linux, the menu bar on macOS.
+// Adapters: platform/qt, platform/simulated.
 //
 // Main thread, all of it. Texts are UTF-8. Places are in points of the whole desktop.
 #pragma once

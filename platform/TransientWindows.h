@@ -1,5 +1,5 @@
 // What a popover needs of the window system beyond a window of its own. Adapters: platform/linux
-// (X11).
+// (X11), platform/macos.
 //
 // Main thread, all of it. Windows are named by the window system's own number. Lengths are device
 // pixels.
@@ -45,7 +45,7 @@ public:
     virtual void returnKeyboard(std::uint64_t window) = 0;
 
     // Calls `changed` with true when a button of a pointer goes down, anywhere, and with false when
-    // it goes up again. Wheels are no buttons.
+    // it goes up again. Wheels are no buttons. The watch may be destroyed from within `changed`.
     [[nodiscard]] virtual std::unique_ptr<PointerWatch>
     watchButtons(std::function<void(bool down)> changed) = 0;
 };

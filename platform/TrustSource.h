@@ -1,5 +1,5 @@
 // Whether the system lets this process hear keys system-wide. Adapters: platform/linux (X11 and
-// evdev), platform/simulated.
+// evdev), platform/macos (Accessibility), platform/simulated.
 #pragma once
 
 namespace morvel {

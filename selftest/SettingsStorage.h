@@ -1,7 +1,7 @@
 // The settings' store together with its file. Main thread.
 #pragma once
 
-#include "app/settings/DefaultsStore.h"
+#include "platform/DefaultsStore.h"
 
 #include <filesystem>
 #include <functional>

@@ -2,6 +2,8 @@
 
 #include <fmt/format.h>
 
+#include <string_view>
+#include <unordered_set>
 #include <utility>
 
 namespace morvel {
@@ -10,16 +12,32 @@ CategoryLoading::CategoryLoading(const std::string& themeID, const ThemeManifest
                                  const std::filesystem::path& folder, Log& log)
     : themeID_(themeID)
     , manifest_(manifest)
-    , folder_(folder)
-    , log_(log) {}
+    , log_(log)
+    , decoder_(folder) {}
 
 void CategoryLoading::run() {
+    decoder_.decodeAhead(filesOfCurrentKeys());
     for (const auto* pair : manifest_.walkOrder())
         loadEntry(pair->first, pair->second);
 }
 
 std::map<SoundCategory, SoundTheme::LoadedCategory> CategoryLoading::takeCategories() {
     return std::move(categories_);
+}
+
+// Whether a deprecated key counts is known only when the current ones are loaded.
+std::vector<std::string> CategoryLoading::filesOfCurrentKeys() const {
+    std::vector<std::string> names;
+    std::unordered_set<std::string_view> known;
+    for (const auto* pair : manifest_.walkOrder()) {
+        const auto resolution = resolveManifestKey(pair->first);
+        if (!resolution || resolution->deprecated || !pair->second.variants)
+            continue;
+        for (const std::string& name : *pair->second.variants)
+            if (isLegalVariantName(name) && known.insert(name).second)
+                names.push_back(name);
+    }
+    return names;
 }
 
 void CategoryLoading::loadEntry(const std::string& key, const ThemeManifest::Entry& entry) {
@@ -69,7 +87,7 @@ CategoryLoading::buffersOf(const ThemeManifest::Entry& entry) {
                 fmt::format("Theme '{}': refusing illegal variant filename '{}'", themeID_, name));
             continue;
         }
-        const LoadedBuffer& buffer = decoded(name);
+        const LoadedBuffer& buffer = decoder_.decoded(name);
         if (!buffer) {
             log_.line(fmt::format("Theme '{}': could not load '{}': {}", themeID_, name,
                                   buffer.error().description()));
@@ -79,13 +97,6 @@ CategoryLoading::buffersOf(const ThemeManifest::Entry& entry) {
         ++bufferCount_;
     }
     return buffers;
-}
-
-const LoadedBuffer& CategoryLoading::decoded(const std::string& name) {
-    auto found = decoded_.find(name);
-    if (found == decoded_.end())
-        found = decoded_.emplace(name, decodeVariant(folder_ / name, budget_)).first;
-    return found->second;
 }
 
 } // namespace morvel

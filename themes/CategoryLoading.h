@@ -4,12 +4,12 @@
 #include "platform/Log.h"
 #include "themes/SoundTheme.h"
 #include "themes/ThemeManifest.h"
-#include "themes/VariantDecoding.h"
+#include "themes/VariantDecoder.h"
 
 #include <filesystem>
 #include <map>
 #include <string>
-#include <unordered_map>
+#include <vector>
 
 namespace morvel {
 
@@ -27,18 +27,15 @@ public:
     int bufferCount() const { return bufferCount_; }
 
 private:
+    std::vector<std::string> filesOfCurrentKeys() const;
     void loadEntry(const std::string& key, const ThemeManifest::Entry& entry);
     bool admits(const std::string& key, const ManifestKeyResolution& resolution);
     std::vector<std::shared_ptr<const PcmBuffer>> buffersOf(const ThemeManifest::Entry& entry);
-    const LoadedBuffer& decoded(const std::string& name);
 
     const std::string& themeID_;
     const ThemeManifest& manifest_;
-    const std::filesystem::path& folder_;
     Log& log_;
-    DecodingBudget budget_;
-    // A file listed more than once is decoded once and its buffer shared.
-    std::unordered_map<std::string, LoadedBuffer> decoded_;
+    VariantDecoder decoder_;
     std::map<SoundCategory, SoundTheme::LoadedCategory> categories_;
     int bufferCount_ = 0;
 };

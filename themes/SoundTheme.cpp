@@ -60,8 +60,7 @@ SoundTheme::Loaded SoundTheme::load(std::string_view themeID, const ThemeCatalog
 }
 
 LoadedBuffer SoundTheme::loadBuffer(const std::filesystem::path& file) {
-    DecodingBudget budget;
-    return decodeVariant(file, budget);
+    return decodeVariant(file).buffer;
 }
 
 const SoundTheme::LoadedCategory* SoundTheme::own(SoundCategory category) const {

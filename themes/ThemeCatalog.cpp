@@ -80,13 +80,21 @@ std::vector<ThemeDescriptor> ThemeCatalog::discover() const {
     return themes;
 }
 
+// Looks only into the folders of that name: a theme is loaded while somebody waits, and may stand
+// among hundreds. The folders are listed for their names' exact letters and because an id may be
+// any text.
 std::optional<ThemeDescriptor> ThemeCatalog::descriptor(std::string_view id) const {
-    std::vector<ThemeDescriptor> themes = discover();
-    const auto found = std::find_if(themes.begin(), themes.end(),
-                                    [id](const ThemeDescriptor& theme) { return theme.id == id; });
-    if (found == themes.end())
+    const auto find = [&](const fs::path& root,
+                          ThemeDescriptor::Source source) -> std::optional<ThemeDescriptor> {
+        for (const fs::path& folder : visibleFoldersIn(root))
+            if (folder.filename().native() == id)
+                return describe(root, folder, source);
         return std::nullopt;
-    return std::move(*found);
+    };
+    if (bundled_)
+        if (auto theme = find(*bundled_, ThemeDescriptor::Source::bundled))
+            return theme;
+    return find(user_, ThemeDescriptor::Source::user);
 }
 
 std::vector<ThemeDescriptor> ThemeCatalog::scan(const fs::path& root,

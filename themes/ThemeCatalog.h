@@ -35,7 +35,8 @@ public:
     // so is a theme whose id is taken, which makes a built-in theme irreplaceable.
     std::vector<ThemeDescriptor> discover() const;
 
-    // The theme of exactly this id (case-sensitive), by way of discover().
+    // The theme of exactly this id (case-sensitive), as discover() would find it; looks into no
+    // other theme's folder, and says nothing of others.
     std::optional<ThemeDescriptor> descriptor(std::string_view id) const;
 
 private:

@@ -25,11 +25,6 @@ BufferLoadError emptyAudio(const std::string& name) {
     return failure("empty or unreadable audio: " + name);
 }
 
-BufferLoadError overBudget() {
-    return {AudioFileError{fmt::format("the theme holds more than {} MiB of audio",
-                                       DecodingBudget::wholeTheme >> 20)}};
-}
-
 BufferLoadError conversionFailure(const std::string& name, const ConversionError& error) {
     switch (error.kind) {
     case ConversionError::Kind::noConverter:
@@ -56,41 +51,31 @@ std::size_t bytesOf(const PcmBuffer& buffer) {
 
 } // namespace
 
-bool DecodingBudget::spend(std::size_t used) {
-    const bool enough = used <= bytes;
-    bytes = enough ? bytes - used : 0;
-    return enough;
-}
-
-LoadedBuffer decodeVariant(const std::filesystem::path& file, DecodingBudget& budget) {
-    if (budget.exhausted())
-        return overBudget();
+DecodedVariant decodeVariant(const std::filesystem::path& file) {
     const std::string name = asValidUtf8(file.filename().native());
     auto reader = AudioFileReader::open(file);
     if (!reader)
-        return hasNoBytes(file) ? emptyAudio(name) : BufferLoadError{reader.error()};
+        return {hasNoBytes(file) ? emptyAudio(name) : BufferLoadError{reader.error()}};
     if (reader->length() == 0)
-        return emptyAudio(name);
+        return {emptyAudio(name)};
 
     auto decoded = reader->readAll(ReadLimits{});
-    const std::size_t decodedBytes = reader->samplesDecoded() * sizeof(float);
-    if (!decoded) {
-        budget.spend(decodedBytes);
-        return BufferLoadError{decoded.error()};
-    }
+    const std::size_t bytes = reader->samplesDecoded() * sizeof(float);
+    if (!decoded)
+        return {BufferLoadError{decoded.error()}, bytes};
     if (decoded->frameLength() == 0)
-        return emptyAudio(name);
+        return {emptyAudio(name)};
 
     auto converted = convertToCanonical(std::move(decoded).value());
-    const std::size_t convertedBytes = converted ? bytesOf(converted.value()) : 0;
-    if (!budget.spend(std::max(decodedBytes, convertedBytes)))
-        return overBudget();
     if (!converted)
-        return conversionFailure(name, converted.error());
+        return {conversionFailure(name, converted.error()), bytes};
     if (converted->frameLength() == 0)
-        return failure(fmt::format("conversion failed for {}: shorter than one frame", name));
-    return std::shared_ptr<const PcmBuffer>(
-        std::make_shared<PcmBuffer>(std::move(converted).value()));
+        return {failure(fmt::format("conversion failed for {}: shorter than one frame", name)),
+                bytes};
+    const std::size_t most = std::max(bytes, bytesOf(converted.value()));
+    return {
+        std::shared_ptr<const PcmBuffer>(std::make_shared<PcmBuffer>(std::move(converted).value())),
+        most};
 }
 
 } // namespace morvel

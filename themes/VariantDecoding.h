@@ -13,20 +13,12 @@ namespace morvel {
 
 using LoadedBuffer = Result<std::shared_ptr<const PcmBuffer>, BufferLoadError>;
 
-// How much audio may still be decoded. Failed files count for what was decoded of them, so that a
-// folder full of links to one huge file is no way to keep the program busy.
-struct DecodingBudget {
-    // What one theme gets: 13 minutes of canonical audio, far beyond a set of key sounds.
-    static constexpr std::size_t wholeTheme = std::size_t{256} << 20;
-
-    std::size_t bytes = wholeTheme;
-
-    bool exhausted() const { return bytes == 0; }
-    // Takes `used` bytes; false, and nothing is left, when there were fewer.
-    bool spend(std::size_t used);
+struct DecodedVariant {
+    LoadedBuffer buffer;
+    std::size_t bytes = 0; // of audio that were decoded, also where the file failed after all
 };
 
-// Decodes and, if needed, converts the whole file, within ReadLimits and `budget`.
-LoadedBuffer decodeVariant(const std::filesystem::path& file, DecodingBudget& budget);
+// Decodes and, if needed, converts the whole file, within ReadLimits. Any thread, several at once.
+DecodedVariant decodeVariant(const std::filesystem::path& file);
 
 } // namespace morvel

@@ -6,8 +6,8 @@
 #pragma once
 
 #include "app/login/LaunchAtLogin.h"
-#include "app/settings/DefaultsStore.h"
 #include "audio/AudioEngine.h"
+#include "platform/DefaultsStore.h"
 #include "platform/Log.h"
 #include "sound/SoundCategory.h"
 

@@ -10,7 +10,7 @@
 // change tries again.
 #pragma once
 
-#include "app/settings/DefaultsStore.h"
+#include "platform/DefaultsStore.h"
 #include "platform/Files.h"
 #include "platform/Log.h"
 #include "platform/Scheduler.h"

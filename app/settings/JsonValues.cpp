@@ -1,12 +1,11 @@
 #include "app/settings/JsonValues.h"
 
-#include <algorithm>
+#include "platform/Decimal.h"
+#include "platform/DefaultsValues.h"
+
 #include <array>
-#include <cctype>
 #include <charconv>
 #include <cmath>
-#include <limits>
-#include <system_error>
 
 namespace morvel {
 
@@ -14,39 +13,15 @@ using nlohmann::json;
 
 namespace {
 
-constexpr float infinity = std::numeric_limits<float>::infinity();
-
-std::string lowered(std::string text) {
-    std::transform(text.begin(), text.end(), text.begin(),
-                   [](unsigned char c) { return static_cast<char>(std::tolower(c)); });
-    return text;
-}
-
-// Rounds as the hardware does, also past the largest float: what lies less than half a step beyond
-// it, as its own shortest digits do, is that float; the rest is an infinity.
-float narrowed(double number) {
-    constexpr double largest = std::numeric_limits<float>::max();
-    constexpr double halfAStepBeyond = 0x1.ffffffp127;
-    if (std::abs(number) <= largest)
-        return static_cast<float>(number);
-    const double limit =
-        std::abs(number) < halfAStepBeyond ? largest : std::numeric_limits<double>::infinity();
-    return static_cast<float>(std::copysign(limit, number));
-}
-
-std::optional<float> floatFrom(const std::string& text) {
-    if (text == "nan")
-        return std::numeric_limits<float>::quiet_NaN();
-    if (text == "inf")
-        return infinity;
-    if (text == "-inf")
-        return -infinity;
-    double number = 0;
-    const char* const end = text.data() + text.size();
-    const auto parsed = std::from_chars(text.data(), end, number);
-    if (parsed.ec != std::errc{} || parsed.ptr != end || !std::isfinite(number))
-        return std::nullopt;
-    return narrowed(number);
+// Nothing for an array, an object and null.
+std::optional<DefaultsStore::Value> valueFrom(const json& value) {
+    if (value.is_boolean())
+        return value.get<bool>();
+    if (value.is_number())
+        return value.get<double>();
+    if (value.is_string())
+        return value.get<std::string>();
+    return std::nullopt;
 }
 
 } // namespace
@@ -68,34 +43,18 @@ std::optional<json> parsedObject(std::string_view text, int deepestNesting) {
 }
 
 std::optional<bool> boolFrom(const json& value) {
-    if (value.is_boolean())
-        return value.get<bool>();
-    if (value.is_number())
-        return value.get<double>() != 0;
-    if (value.is_string()) {
-        const std::string text = lowered(value.get<std::string>());
-        if (text == "true" || text == "yes" || text == "1")
-            return true;
-        if (text == "false" || text == "no" || text == "0")
-            return false;
-    }
-    return std::nullopt;
+    const auto converted = valueFrom(value);
+    return converted ? boolOf(*converted) : std::nullopt;
 }
 
 std::optional<float> floatFrom(const json& value) {
-    if (value.is_boolean())
-        return value.get<bool>() ? 1.0F : 0.0F;
-    if (value.is_number())
-        return narrowed(value.get<double>());
-    if (value.is_string())
-        return floatFrom(value.get_ref<const std::string&>());
-    return std::nullopt;
+    const auto converted = valueFrom(value);
+    return converted ? floatOf(*converted) : std::nullopt;
 }
 
 std::optional<std::string> stringFrom(const json& value) {
-    if (!value.is_string())
-        return std::nullopt;
-    return value.get<std::string>();
+    const auto converted = valueFrom(value);
+    return converted ? stringOf(*converted) : std::nullopt;
 }
 
 json jsonFrom(float value) {
@@ -105,9 +64,8 @@ json jsonFrom(float value) {
         return value > 0 ? "inf" : "-inf";
     std::array<char, 32> digits{};
     const auto written = std::to_chars(digits.data(), digits.data() + digits.size(), value);
-    double number = 0;
-    std::from_chars(digits.data(), written.ptr, number);
-    return narrowed(number) == value ? number : static_cast<double>(value);
+    const auto number = decimal({digits.data(), written.ptr});
+    return number && narrowed(*number) == value ? *number : static_cast<double>(value);
 }
 
 } // namespace morvel

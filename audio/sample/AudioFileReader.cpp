@@ -1,6 +1,7 @@
 #include "audio/sample/AudioFileReader.h"
 
 #include "audio/sample/SndfileHandle.h"
+#include "audio/sample/SndfileInput.h"
 
 #include <fmt/format.h>
 #include <unistd.h>
@@ -8,6 +9,7 @@
 #include <algorithm>
 #include <array>
 #include <cmath>
+#include <mutex>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -62,12 +64,9 @@ AudioFileError tooLong(double seconds) {
     return {fmt::format("longer than {:g} seconds", seconds)};
 }
 
-// Why the file is not worth handing to the decoder.
-std::optional<AudioFileError> refusalByContent(const FileDescriptor& file) {
-    const auto size = sizeOf(file);
-    if (!size)
-        return errorOf(size.error());
-    if (size.value() > AudioFileReader::largestFile)
+// Why a file of that size is not worth handing to the decoder.
+std::optional<AudioFileError> refusalByContent(const FileDescriptor& file, std::size_t size) {
+    if (size > AudioFileReader::largestFile)
         return AudioFileError{
             fmt::format("larger than {} MiB", AudioFileReader::largestFile >> 20)};
     std::array<char, signatureLength> head{};
@@ -81,11 +80,26 @@ std::optional<AudioFileError> refusalByContent(const FileDescriptor& file) {
     return std::nullopt;
 }
 
-float usable(float sample) {
-    return std::isfinite(sample) ? std::clamp(sample, -loudestSample, loudestSample) : 0.0F;
+// Why a file did not open the library keeps in one place for all threads.
+Result<SndfileHandle, AudioFileError> openDecoder(SndfileInput& input, SF_INFO& info) {
+    static std::mutex oneAtATime;
+    SF_VIRTUAL_IO functions = SndfileInput::functions();
+    const std::lock_guard lock(oneAtATime);
+    SndfileHandle decoder(sf_open_virtual(&functions, SFM_READ, &info, &input));
+    if (!decoder)
+        return AudioFileError{sf_error_number(sf_error(nullptr))};
+    return decoder;
 }
 
-void append(DecodedAudio& audio, const std::vector<float>& interleaved, std::size_t frames) {
+// Only what is finite leaves nothing when it is taken from itself. Written for the compiler to work
+// on many samples at once.
+float usable(float sample) {
+    const float notTooHigh = sample < loudestSample ? sample : loudestSample;
+    const float limited = notTooHigh > -loudestSample ? notTooHigh : -loudestSample;
+    return sample - sample == 0 ? limited : 0.0F;
+}
+
+void append(DecodedAudio& audio, const float* interleaved, std::size_t frames) {
     const std::size_t count = audio.channels.size();
     for (std::size_t c = 0; c < count; ++c) {
         std::vector<float>& channel = audio.channels[c];
@@ -94,15 +108,21 @@ void append(DecodedAudio& audio, const std::vector<float>& interleaved, std::siz
         if (channel.capacity() < start + frames)
             channel.reserve(std::max(2 * channel.capacity(), start + frames));
         channel.resize(start + frames);
-        for (std::size_t i = 0; i < frames; ++i)
-            channel[start + i] = usable(interleaved[i * count + c]);
+        const float* const in = interleaved + c;
+        float* const out = channel.data() + start;
+        if (count == 2)
+            for (std::size_t i = 0; i < frames; ++i)
+                out[i] = usable(in[2 * i]);
+        else
+            for (std::size_t i = 0; i < frames; ++i)
+                out[i] = usable(in[count * i]);
     }
 }
 
 } // namespace
 
 struct AudioFileReader::State {
-    FileDescriptor file; // outlives the decoder that reads from it
+    std::unique_ptr<SndfileInput> input; // outlives the decoder that reads from it
     SndfileHandle decoder;
     SF_INFO info;
     std::size_t samplesDecoded = 0;
@@ -123,18 +143,24 @@ Result<AudioFileReader, AudioFileError> AudioFileReader::open(const std::filesys
 }
 
 Result<AudioFileReader, AudioFileError> AudioFileReader::open(FileDescriptor file) {
-    if (auto refusal = refusalByContent(file))
+    const auto size = sizeOf(file);
+    if (!size)
+        return errorOf(size.error());
+    if (auto refusal = refusalByContent(file, size.value()))
         return *std::move(refusal);
+    auto input = std::make_unique<SndfileInput>(std::move(file), size.value());
     SF_INFO info = {};
-    SndfileHandle decoder(sf_open_fd(file.number(), SFM_READ, &info, SF_FALSE));
+    auto decoder = openDecoder(*input, info);
+    if (const std::error_code& error = input->error())
+        return errorOf(error);
     if (!decoder)
-        return AudioFileError{sf_error_number(sf_error(nullptr))};
+        return decoder.error();
     if (!isAcceptedFormat(info.format))
         return AudioFileError{"not an audio file of a known format"};
     if (info.channels <= 0 || info.samplerate <= 0)
         return AudioFileError{"a header without channels or sample rate"};
     return AudioFileReader(
-        std::make_unique<State>(State{std::move(file), std::move(decoder), info, 0}));
+        std::make_unique<State>(State{std::move(input), std::move(decoder).value(), info, 0}));
 }
 
 bool AudioFileReader::canOpen(const std::filesystem::path& file) {
@@ -166,13 +192,13 @@ Result<DecodedAudio, AudioFileError> AudioFileReader::readAll(const ReadLimits& 
             std::min<std::uint64_t>(length(), samplesReserved / format.channels)));
 
     const std::size_t blockFrames = std::max<std::size_t>(blockSamples / format.channels, 1);
-    std::vector<float> block(blockFrames * format.channels);
+    const auto block = std::make_unique_for_overwrite<float[]>(blockFrames * format.channels);
     for (;;) {
-        const sf_count_t frames = sf_readf_float(state_->decoder.get(), block.data(),
+        const sf_count_t frames = sf_readf_float(state_->decoder.get(), block.get(),
                                                  static_cast<sf_count_t>(blockFrames));
         if (frames <= 0)
             break;
-        append(audio, block, static_cast<std::size_t>(frames));
+        append(audio, block.get(), static_cast<std::size_t>(frames));
         state_->samplesDecoded = audio.frameLength() * format.channels;
         if (static_cast<double>(audio.frameLength()) > mostFrames)
             return tooLong(limits.seconds);
@@ -180,6 +206,8 @@ Result<DecodedAudio, AudioFileError> AudioFileReader::readAll(const ReadLimits& 
             return AudioFileError{
                 fmt::format("more than {} MiB of audio", limits.samples * sizeof(float) >> 20)};
     }
+    if (const std::error_code& error = state_->input->error())
+        return errorOf(error);
     if (const int error = sf_error(state_->decoder.get()); error != SF_ERR_NO_ERROR)
         return AudioFileError{sf_error_number(error)};
     return audio;

@@ -5,6 +5,7 @@
 
 #include <fcntl.h>
 #include <sys/stat.h>
+#include <unistd.h>
 
 #include <algorithm>
 #include <array>
@@ -70,7 +71,6 @@ Result<FileDescriptor, AudioFileError> openForWriting(const std::filesystem::pat
 } // namespace
 
 struct AudioFileWriter::State {
-    FileDescriptor file; // outlives the encoder that writes to it
     SndfileHandle encoder;
     std::size_t channels;
 };
@@ -90,14 +90,17 @@ AudioFileWriter::create(const std::filesystem::path& file, Encoding encoding, Au
     auto opened = openForWriting(file);
     if (!opened)
         return opened.error();
-    SndfileHandle encoder(sf_open_fd(opened->number(), SFM_WRITE, &*info, SF_FALSE));
+    // One of its own: the library closes the descriptor of a file that it cannot open.
+    const int descriptor = ::fcntl(opened->number(), F_DUPFD_CLOEXEC, 0);
+    if (descriptor < 0)
+        return lastSystemError();
+    SndfileHandle encoder(sf_open_fd(descriptor, SFM_WRITE, &*info, SF_TRUE));
     if (!encoder)
         return AudioFileError{sf_error_number(sf_error(nullptr))};
     sf_command(encoder.get(), SFC_SET_ADD_PEAK_CHUNK, nullptr, SF_FALSE);
     if (encoding == Encoding::pcm24)
         sf_command(encoder.get(), SFC_SET_CLIPPING, nullptr, SF_TRUE);
-    return AudioFileWriter(std::make_unique<State>(
-        State{std::move(opened).value(), std::move(encoder), format.channels}));
+    return AudioFileWriter(std::make_unique<State>(State{std::move(encoder), format.channels}));
 }
 
 std::optional<AudioFileError> AudioFileWriter::writeInterleaved(std::span<const float> samples) {

@@ -1,5 +1,9 @@
 #include "platform/linux/PipeWireStream.h"
 
+#include "platform/Environment.h"
+#include "platform/linux/PipeWireLibrary.h"
+#include "platform/linux/SocketWatch.h"
+
 #include <fmt/format.h>
 #include <pipewire/pipewire.h>
 #include <spa/param/audio/format-utils.h>
@@ -8,7 +12,6 @@
 #include <array>
 #include <cerrno>
 #include <cstdlib>
-#include <mutex>
 #include <string_view>
 #include <system_error>
 #include <utility>
@@ -26,24 +29,34 @@ std::string describe(int error) {
     return std::generic_category().message(error);
 }
 
-// To be freed by the context or stream that takes them.
-pw_properties* properties(std::initializer_list<std::pair<const char*, std::string>> values) {
-    pw_properties* const result = pw_properties_new(nullptr, nullptr);
-    for (const auto& [key, value] : values)
-        pw_properties_set(result, key, value.c_str());
-    return result;
+// Where the environment tells to look; empty where it tells nothing.
+std::filesystem::path socketOf(const Environment& environment) {
+    const std::string name = environment("PIPEWIRE_REMOTE").value_or("pipewire-0");
+    for (const char* const variable : {"PIPEWIRE_RUNTIME_DIR", "XDG_RUNTIME_DIR"})
+        if (const auto folder = environment(variable))
+            return std::filesystem::path(*folder) / name; // the name alone where that is a path
+    return {};
+}
+
+// The library looks for the machine's own server where the user has none.
+bool hasSocket(const Environment& environment) {
+    const std::filesystem::path socket = socketOf(environment);
+    std::error_code unknown;
+    return socket.empty() || std::filesystem::exists(socket, unknown) ||
+           std::filesystem::exists("/run/pipewire" / socket.filename(), unknown);
 }
 
 class PipeWireStream : public ServerStream {
 public:
-    explicit PipeWireStream(Listener& listener);
+    explicit PipeWireStream(Listener& listener)
+        : listener_(listener) {}
     ~PipeWireStream() override;
     PipeWireStream(const PipeWireStream&) = delete;
     PipeWireStream& operator=(const PipeWireStream&) = delete;
 
     std::optional<std::string> open(const Request& request) override;
-    void rest() override { pw_stream_set_active(stream_, false); }
-    void resume() override { pw_stream_set_active(stream_, true); }
+    void rest() override { library_->streamSetActive(stream_, false); }
+    void resume() override { library_->streamSetActive(stream_, true); }
     void close() override;
     Flow flow() const override;
     std::string error() const override;
@@ -57,6 +70,9 @@ private:
     static const pw_core_events& coreEvents();
     static const pw_registry_events& registryEvents();
     static const pw_stream_events& streamEvents();
+    bool start();
+    pw_properties*
+    properties(std::initializer_list<std::pair<const char*, std::string>> values) const;
     std::optional<std::string> connect();
     void linked(std::uint32_t id, std::string_view type, const spa_dict* properties);
     void unlinked(std::uint32_t id);
@@ -68,6 +84,7 @@ private:
     };
 
     Listener& listener_;
+    const PipeWireLibrary* library_ = nullptr; // there before all that follows
     pw_loop* loop_ = nullptr;
     pw_context* context_ = nullptr;
     pw_core* core_ = nullptr;
@@ -82,29 +99,34 @@ private:
     std::string error_;
 };
 
-PipeWireStream::PipeWireStream(Listener& listener)
-    : listener_(listener) {
-    static std::once_flag once;
-    std::call_once(once, [] {
-        pw_init(nullptr, nullptr);
-        // It complains with every attempt where only the library is installed. Whoever wants more
-        // (PIPEWIRE_DEBUG) gets it.
-        if (pw_log_level <= SPA_LOG_LEVEL_WARN)
-            pw_log_set_level(SPA_LOG_LEVEL_NONE);
-    });
-    loop_ = pw_loop_new(nullptr);
-    if (loop_ != nullptr)
-        pw_loop_enter(loop_);
-}
-
 PipeWireStream::~PipeWireStream() {
     PipeWireStream::close();
     if (context_ != nullptr)
-        pw_context_destroy(context_);
+        library_->contextDestroy(context_);
     if (loop_ == nullptr)
         return;
     pw_loop_leave(loop_);
-    pw_loop_destroy(loop_);
+    library_->loopDestroy(loop_);
+}
+
+bool PipeWireStream::start() {
+    if (loop_ != nullptr)
+        return true;
+    library_ = PipeWireLibrary::get();
+    loop_ = library_ == nullptr ? nullptr : library_->loopNew(nullptr);
+    if (loop_ == nullptr)
+        return false;
+    pw_loop_enter(loop_);
+    return true;
+}
+
+// To be freed by the context or stream that takes them.
+pw_properties* PipeWireStream::properties(
+    std::initializer_list<std::pair<const char*, std::string>> values) const {
+    pw_properties* const result = library_->propertiesNew(nullptr, nullptr);
+    for (const auto& [key, value] : values)
+        library_->propertiesSet(result, key, value.c_str());
+    return result;
 }
 
 void PipeWireStream::serve() {
@@ -116,28 +138,31 @@ std::optional<std::string> PipeWireStream::open(const Request& request) {
     answered_ = false;
     failed_ = false;
     error_.clear();
-    if (loop_ == nullptr)
+    if (!hasSocket(systemEnvironment()))
+        return "no sound server";
+    if (!start())
         return "PipeWire's library does not start";
     if (context_ == nullptr) {
         // This configuration is the one whose audio thread goes before ordinary ones.
-        context_ = pw_context_new(loop_, properties({{PW_KEY_CONFIG_NAME, "client-rt.conf"}}), 0);
+        context_ =
+            library_->contextNew(loop_, properties({{PW_KEY_CONFIG_NAME, "client-rt.conf"}}), 0);
         if (context_ == nullptr)
             return "PipeWire's library does not start: " + describe(errno);
     }
-    core_ =
-        pw_context_connect(context_, properties({{PW_KEY_APP_NAME, request.applicationName}}), 0);
+    core_ = library_->contextConnect(context_,
+                                     properties({{PW_KEY_APP_NAME, request.applicationName}}), 0);
     if (core_ == nullptr) {
         // Where there is no server its library must not take the memory it would.
-        pw_context_destroy(std::exchange(context_, nullptr));
+        library_->contextDestroy(std::exchange(context_, nullptr));
         return "no sound server";
     }
-    pw_proxy_add_object_listener(reinterpret_cast<pw_proxy*>(core_), &coreHook_, &coreEvents(),
-                                 this);
+    library_->proxyAddObjectListener(reinterpret_cast<pw_proxy*>(core_), &coreHook_, &coreEvents(),
+                                     this);
     registry_ = pw_core_get_registry(core_, PW_VERSION_REGISTRY, 0);
     if (registry_ != nullptr)
-        pw_proxy_add_object_listener(reinterpret_cast<pw_proxy*>(registry_), &registryHook_,
-                                     &registryEvents(), this);
-    stream_ = pw_stream_new(
+        library_->proxyAddObjectListener(reinterpret_cast<pw_proxy*>(registry_), &registryHook_,
+                                         &registryEvents(), this);
+    stream_ = library_->streamNew(
         core_, request.streamName.c_str(),
         properties({{PW_KEY_MEDIA_TYPE, "Audio"},
                     {PW_KEY_MEDIA_CATEGORY, "Playback"},
@@ -153,7 +178,7 @@ std::optional<std::string> PipeWireStream::open(const Request& request) {
 }
 
 std::optional<std::string> PipeWireStream::connect() {
-    pw_stream_add_listener(stream_, &streamHook_, &streamEvents(), this);
+    library_->streamAddListener(stream_, &streamHook_, &streamEvents(), this);
     std::array<std::uint8_t, 1024> memory{};
     spa_pod_builder builder{};
     spa_pod_builder_init(&builder, memory.data(), static_cast<std::uint32_t>(memory.size()));
@@ -165,11 +190,11 @@ std::optional<std::string> PipeWireStream::connect() {
     format.position[1] = SPA_AUDIO_CHANNEL_FR;
     const spa_pod* parameters[] = {
         spa_format_audio_raw_build(&builder, SPA_PARAM_EnumFormat, &format)};
-    const int status = pw_stream_connect(stream_, PW_DIRECTION_OUTPUT, PW_ID_ANY,
-                                         static_cast<pw_stream_flags>(PW_STREAM_FLAG_AUTOCONNECT |
-                                                                      PW_STREAM_FLAG_MAP_BUFFERS |
-                                                                      PW_STREAM_FLAG_RT_PROCESS),
-                                         parameters, 1);
+    const int status = library_->streamConnect(
+        stream_, PW_DIRECTION_OUTPUT, PW_ID_ANY,
+        static_cast<pw_stream_flags>(PW_STREAM_FLAG_AUTOCONNECT | PW_STREAM_FLAG_MAP_BUFFERS |
+                                     PW_STREAM_FLAG_RT_PROCESS),
+        parameters, 1);
     if (status < 0)
         return "the sound server refused: " + describe(-status);
     return std::nullopt;
@@ -177,15 +202,15 @@ std::optional<std::string> PipeWireStream::connect() {
 
 void PipeWireStream::close() {
     if (stream_ != nullptr) {
-        pw_stream_destroy(stream_); // its listener with it, once the audio thread has left it
+        library_->streamDestroy(stream_); // its listener with it, once the audio thread has left it
         stream_ = nullptr;
     }
     if (registry_ != nullptr) {
-        pw_proxy_destroy(reinterpret_cast<pw_proxy*>(registry_));
+        library_->proxyDestroy(reinterpret_cast<pw_proxy*>(registry_));
         registry_ = nullptr;
     }
     if (core_ != nullptr) {
-        pw_core_disconnect(core_);
+        library_->coreDisconnect(core_);
         core_ = nullptr;
     }
     streamHook_ = {};
@@ -199,8 +224,8 @@ ServerStream::Flow PipeWireStream::flow() const {
         return Flow::closed;
     if (failed_)
         return Flow::failed;
-    return pw_stream_get_state(stream_, nullptr) == PW_STREAM_STATE_STREAMING ? Flow::streaming
-                                                                              : Flow::awaited;
+    return library_->streamGetState(stream_, nullptr) == PW_STREAM_STATE_STREAMING ? Flow::streaming
+                                                                                   : Flow::awaited;
 }
 
 std::string PipeWireStream::error() const {
@@ -225,7 +250,7 @@ void PipeWireStream::linked(std::uint32_t id, std::string_view type, const spa_d
                                : static_cast<std::uint32_t>(std::strtoul(text, nullptr, 10));
     };
     const std::uint32_t from = node(PW_KEY_LINK_OUTPUT_NODE);
-    if (from != SPA_ID_INVALID && from == pw_stream_get_node_id(stream_))
+    if (from != SPA_ID_INVALID && from == library_->streamGetNodeId(stream_))
         links_.push_back({id, node(PW_KEY_LINK_INPUT_NODE)});
 }
 
@@ -235,7 +260,7 @@ void PipeWireStream::unlinked(std::uint32_t id) {
 
 std::uint32_t PipeWireStream::latencyFrames(std::uint32_t period) const {
     pw_time time{};
-    if (stream_ == nullptr || pw_stream_get_time_n(stream_, &time, sizeof time) < 0 ||
+    if (stream_ == nullptr || library_->streamGetTime(stream_, &time, sizeof time) < 0 ||
         time.rate.denom == 0)
         return period;
     const double seconds =
@@ -301,7 +326,7 @@ const pw_stream_events& PipeWireStream::streamEvents() {
 }
 
 void PipeWireStream::process() {
-    pw_buffer* const buffer = pw_stream_dequeue_buffer(stream_);
+    pw_buffer* const buffer = library_->streamDequeueBuffer(stream_);
     if (buffer == nullptr)
         return;
     spa_data& data = buffer->buffer->datas[0];
@@ -314,15 +339,7 @@ void PipeWireStream::process() {
         data.chunk->stride = frameBytes;
         data.chunk->size = frames * frameBytes;
     }
-    pw_stream_queue_buffer(stream_, buffer);
-}
-
-std::filesystem::path socketOf(const Environment& environment) {
-    const std::string name = environment("PIPEWIRE_REMOTE").value_or("pipewire-0");
-    for (const char* const variable : {"PIPEWIRE_RUNTIME_DIR", "XDG_RUNTIME_DIR"})
-        if (const auto folder = environment(variable))
-            return std::filesystem::path(*folder) / name; // the name alone where that is a path
-    return {};
+    library_->streamQueueBuffer(stream_, buffer);
 }
 
 std::unique_ptr<ServerStream> makePipeWireStream(ServerStream::Listener& listener) {
@@ -331,6 +348,6 @@ std::unique_ptr<ServerStream> makePipeWireStream(ServerStream::Listener& listene
 
 } // namespace
 
-const OutputServer pipeWireServer{"PipeWire", socketOf, makePipeWireStream};
+const OutputServer pipeWireServer{"PipeWire", socketOf, makePipeWireStream, watchSocket};
 
 } // namespace morvel

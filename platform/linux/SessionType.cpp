@@ -7,13 +7,13 @@
 #include <xcb/xcb.h>
 
 #include <QCoreApplication>
-#include <QDir>
 #include <QString>
 #include <QStringList>
 #include <algorithm>
 #include <cerrno>
 #include <filesystem>
 #include <string>
+#include <system_error>
 
 namespace morvel {
 
@@ -56,12 +56,23 @@ bool compositorAnswers(const Environment& environment) {
            errno == EAGAIN;
 }
 
+// Qt would look for a pattern with its engine for regular expressions, which takes half a megabyte.
+bool holdsWaylandPlugin(const std::filesystem::path& folder) {
+    std::error_code error;
+    for (std::filesystem::directory_iterator file(folder, error), end; !error && file != end;
+         file.increment(error)) {
+        std::error_code unknown;
+        if (file->path().filename().string().starts_with("libqwayland") &&
+            file->is_regular_file(unknown))
+            return true;
+    }
+    return false;
+}
+
 bool qtSpeaksWayland() {
     const QStringList folders = QCoreApplication::libraryPaths();
     return std::any_of(folders.begin(), folders.end(), [](const QString& folder) {
-        return !QDir(folder + QStringLiteral("/platforms"))
-                    .entryList({QStringLiteral("libqwayland*")}, QDir::Files)
-                    .isEmpty();
+        return holdsWaylandPlugin(std::filesystem::path(folder.toStdString()) / "platforms");
     });
 }
 

@@ -66,4 +66,8 @@ bool SocketWatch::appeared() {
     return told || std::filesystem::exists(socket_, unknown);
 }
 
+std::unique_ptr<ServerWatch> watchSocket(const std::filesystem::path& socket) {
+    return std::make_unique<SocketWatch>(socket);
+}
+
 } // namespace morvel

@@ -2,15 +2,10 @@
 
 #include "platform/Files.h"
 
-#include <pwd.h>
-#include <unistd.h>
-
 #include <algorithm>
 #include <cstddef>
-#include <cstdlib>
 #include <string>
 #include <string_view>
-#include <vector>
 
 namespace morvel {
 
@@ -72,30 +67,6 @@ fs::path downloadsFolder(const fs::path& configuration, const fs::path& home) {
 }
 
 } // namespace
-
-Environment systemEnvironment() {
-    return [](const std::string& name) -> std::optional<std::string> {
-        const char* const value = std::getenv(name.c_str()); // NOLINT(concurrency-mt-unsafe)
-        return value == nullptr ? std::nullopt : std::optional<std::string>(value);
-    };
-}
-
-std::optional<fs::path> accountHome() {
-    std::vector<char> buffer(16384);
-    passwd entry{};
-    passwd* found = nullptr;
-    if (::getpwuid_r(::getuid(), &entry, buffer.data(), buffer.size(), &found) != 0 ||
-        found == nullptr || found->pw_dir == nullptr)
-        return std::nullopt;
-    return absolute(std::string(found->pw_dir));
-}
-
-fs::path homeFolder(const Environment& environment,
-                    const std::function<std::optional<fs::path>()>& account) {
-    if (auto home = absolute(environment("HOME")))
-        return *home;
-    return account().value_or(fs::path());
-}
 
 fs::path configurationFolder(const Environment& environment, const fs::path& home) {
     return absolute(environment("XDG_CONFIG_HOME")).value_or(home / ".config");

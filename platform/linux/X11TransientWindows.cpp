@@ -69,8 +69,10 @@ private:
         if ((event.response_type & 0x7f) != XCB_GE_GENERIC || raw.extension != opcode_)
             return;
         const bool down = raw.event_type == XCB_INPUT_RAW_BUTTON_PRESS;
-        if ((down || raw.event_type == XCB_INPUT_RAW_BUTTON_RELEASE) && !isWheel(raw.detail))
-            changed_(down);
+        if ((!down && raw.event_type != XCB_INPUT_RAW_BUTTON_RELEASE) || isWheel(raw.detail))
+            return;
+        const auto changed = changed_; // the call may end the watch
+        changed(down);
     }
 
     X11Connection& connection_;

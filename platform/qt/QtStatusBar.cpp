@@ -109,9 +109,11 @@ private:
         // Seen by what it shows with, and so as it has decided itself.
         icon_->setIcon(drawSymbol_(symbol_, ink_));
         icon_->show();
-        namesIcons_ = std::ranges::none_of(QApplication::topLevelWidgets(), [](const QWidget* w) {
-            return w->inherits("QSystemTrayIconSys");
-        });
+        tintsIcons_ = watch_.kind() == TrayKind::menuBar;
+        namesIcons_ = !tintsIcons_ &&
+                      std::ranges::none_of(QApplication::topLevelWidgets(), [](const QWidget* w) {
+                          return w->inherits("QSystemTrayIconSys");
+                      });
         // Where the icon is a window, its menu is ours to open.
         if (namesIcons_)
             icon_->setContextMenu(&menu_.menu());
@@ -125,6 +127,8 @@ private:
                 QStringLiteral("morvel-%1-symbolic").arg(QString(symbol_).replace(u'.', u'-')));
         if (image.isNull())
             image = drawSymbol_(symbol_, ink_);
+        if (tintsIcons_ && !image.isNull())
+            image.setIsMask(true);
         icon_->setIcon(image);
         if (!image.isNull())
             icon_->show();
@@ -133,6 +137,8 @@ private:
     // More than once: a panel that starts paints itself, and takes its edge of the screen, some
     // time after it has said that there is a tray.
     void adaptInk() {
+        if (tintsIcons_)
+            return;
         if (--looksLeft_ > 0)
             inkTimer_.start();
         const auto place = toldPlace();
@@ -192,6 +198,7 @@ private:
     StatusMenu menu_;
     std::unique_ptr<QSystemTrayIcon> icon_; // none before there is a tray
     bool namesIcons_ = false;               // the tray is told of icons and menu over D-Bus
+    bool tintsIcons_ = false;               // the bar draws them in its own colour
     QString symbol_;
     QString toolTip_;
     QColor ink_ = inkOfUnknownPanel;

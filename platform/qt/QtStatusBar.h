@@ -1,4 +1,4 @@
-// The status bar of a Linux desktop: the tray of its panel, through QSystemTrayIcon.
+// The status bar through QSystemTrayIcon: the tray of a Linux desktop's panel, or macOS's menu bar.
 //
 // QSystemTrayIcon decides once in a process, when it is first asked for anything, whether it talks
 // StatusNotifierItem or XEmbed, and forgets about the former for good if there is no host at that

@@ -1,4 +1,4 @@
-// Whether the session has a tray. Adapters: platform/linux.
+// Whether the session has a tray. Adapters: platform/linux, platform/macos.
 #pragma once
 
 #include <cstdint>
@@ -6,9 +6,9 @@
 
 namespace morvel {
 
-// How a tray wants its icons: as a description over D-Bus (StatusNotifierItem), or as a window put
-// into its own (XEmbed).
-enum class TrayKind : std::uint8_t { none, statusNotifier, embedding };
+// How a tray wants its icons: as a description over D-Bus (StatusNotifierItem), as a window put
+// into its own (XEmbed), or as a shape that the system's menu bar gives its own colour.
+enum class TrayKind : std::uint8_t { none, statusNotifier, embedding, menuBar };
 
 class TrayWatch {
 public:

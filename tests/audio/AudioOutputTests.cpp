@@ -1,5 +1,5 @@
 // The engine with real sound servers: what is heard, and what happens when the server goes.
-#include "platform/linux/ServerAudioOutput.h"
+#include "platform/output/ServerAudioOutput.h"
 #include "tests/audio/OutputFixture.h"
 #include "tests/support/ProcessWakeUps.h"
 

@@ -1,5 +1,5 @@
 #include "audio/AudioEngine.h"
-#include "platform/linux/SystemRandom.h"
+#include "platform/SystemRandom.h"
 #include "tests/audio/EngineFixture.h"
 #include "tests/audio/Signals.h"
 

@@ -1,9 +1,9 @@
 #include "tests/audio/SoundServer.h"
 
 #include "platform/PreferredAudioOutput.h"
-#include "platform/linux/CubebStream.h"
 #include "platform/linux/PipeWireStream.h"
-#include "platform/linux/ServerAudioOutput.h"
+#include "platform/linux/PulseAudioServer.h"
+#include "platform/output/ServerAudioOutput.h"
 #include "tests/support/PipeWireClient.h"
 #include "tests/support/PipeWireRecorder.h"
 #include "tests/support/PipeWireServer.h"

@@ -68,6 +68,7 @@ TEST_F(Threading, PlaysFromTwoThreadsDuringRenderingAllSoundAndStayWithinFullSca
 
 TEST_F(Threading, RecordingsThatAreStoppedDuringRenderingAreCompleteAndHoldWholeBlocks) {
     constexpr std::size_t blockFrames = 64;
+    constexpr int roomBlocks = 600; // twice as many have room, should the recorder's thread wait
     const TemporaryFolder folder;
     theme->set(SoundCategory::dialLoop, test::constant(0.25F, 100));
     build();
@@ -75,17 +76,22 @@ TEST_F(Threading, RecordingsThatAreStoppedDuringRenderingAreCompleteAndHoldWhole
     output.render(1000);
     std::atomic<bool> done = false;
     std::atomic<int> blocks = 0;
+    std::atomic<int> lastBlock = roomBlocks;
     std::thread audio([&] {
         while (!done) {
-            output.render(blockFrames, blockFrames);
-            ++blocks;
+            if (blocks < lastBlock) {
+                output.render(blockFrames, blockFrames);
+                ++blocks;
+            }
             std::this_thread::yield();
         }
     });
     for (int i = 0; i < 20; ++i) {
         const auto file = folder / (std::to_string(i) + ".wav");
         ASSERT_FALSE(engine->startRecording(file));
-        for (const int before = blocks; blocks < before + 5;)
+        const int before = blocks;
+        lastBlock = before + roomBlocks;
+        while (blocks < before + 5)
             std::this_thread::yield();
         engine->stopRecording();
         auto reader = AudioFileReader::open(file);

@@ -1,6 +1,6 @@
 // The toys of the drawer, used with the pointer, and what they sound like at the sound server.
 
-#include "platform/linux/SystemRandom.h"
+#include "platform/SystemRandom.h"
 #include "platform/simulated/SimulatedLog.h"
 #include "tests/desktop/MorvelDesktop.h"
 #include "tests/support/WavFiles.h"

@@ -1,6 +1,6 @@
 // The program's own tests of keys and key groups, run by the program itself in a desktop.
 
-#include "platform/linux/SystemRandom.h"
+#include "platform/SystemRandom.h"
 #include "platform/simulated/SimulatedLog.h"
 #include "tests/desktop/MorvelDesktop.h"
 #include "tests/desktop/UserState.h"

@@ -1,7 +1,7 @@
 // The program as a user has it: a real X server, a real sound server, real key presses.
 
+#include "platform/SystemRandom.h"
 #include "platform/linux/SystemClock.h"
-#include "platform/linux/SystemRandom.h"
 #include "platform/simulated/SimulatedLog.h"
 #include "tests/desktop/MorvelProcess.h"
 #include "tests/support/BusServer.h"
@@ -113,6 +113,30 @@ TEST_F(WholeProgramTest, WhereThereArePipeWireAndPulseAudioAKeySoundsThroughPipe
     EXPECT_TRUE(recorder.awaitSound(0.05F, 5s));
     morvel.drain();
     EXPECT_EQ(morvel.count("Audio output"), 1u);
+}
+
+// Whether a file whose name begins so is in the process's memory.
+bool holds(test::MorvelProcess& morvel, const std::string& name) {
+    std::ifstream maps("/proc/" + std::to_string(morvel.process().pid()) + "/maps");
+    for (std::string line; std::getline(maps, line);)
+        if (line.find("/" + name) != std::string::npos)
+            return true;
+    return false;
+}
+
+TEST_F(WholeProgramTest, WhereOneSoundServerPlaysTheLibraryOfTheOtherTakesNoMemory) {
+    sound.start();
+    test::PipeWireServer server(folder.path() / "pipewire");
+    server.start();
+    test::MorvelProcess throughPulse(home("pulse"), environment());
+    test::MorvelProcess throughPipeWire(
+        home("pipewire"), environment({"PIPEWIRE_RUNTIME_DIR=" + server.runtimeFolder()}));
+    ASSERT_TRUE(throughPulse.awaitLine("Audio output: PulseAudio"));
+    EXPECT_TRUE(holds(throughPulse, "libpulse.so"));
+    EXPECT_FALSE(holds(throughPulse, "libpipewire-0.3.so"));
+    ASSERT_TRUE(throughPipeWire.awaitLine("Audio output: PipeWire"));
+    EXPECT_TRUE(holds(throughPipeWire, "libpipewire-0.3.so"));
+    EXPECT_FALSE(holds(throughPipeWire, "libpulse.so"));
 }
 
 TEST_F(WholeProgramTest, WhileSomebodyTypesSoundMovesToTheNewDefaultSinkWithinASecond) {

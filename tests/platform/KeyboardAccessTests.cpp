@@ -3,6 +3,7 @@
 #include "tests/support/TemporaryFolder.h"
 
 #include <gmock/gmock.h>
+#include <sys/stat.h>
 
 #include <csignal>
 #include <set>
@@ -160,13 +161,15 @@ TEST_F(KeyboardAccessTest, WhatIsMissingIsToldAtOnce) {
 }
 
 TEST_F(KeyboardAccessTest, WhileAQuestionStandsNoSecondOneIsAsked) {
-    pkexecThat("while [ ! -e '" + (folder_ / "go").string() + "' ]; do sleep 0.01; done");
+    const std::filesystem::path go = folder_ / "go";
+    ASSERT_EQ(mkfifo(go.c_str(), 0600), 0);
+    pkexecThat("read -r word < '" + go.string() + "'");
     access_.grant(keep());
     EXPECT_TRUE(access_.isAsking());
     access_.revoke(keep());
     ASSERT_EQ(answers_.size(), 1U);
     EXPECT_EQ(answers_.back().kind, Kind::busy);
-    writeText(folder_ / "go", "");
+    writeText(go, "now\n");
     EXPECT_TRUE(test::runUntil([this] { return answers_.size() == 2; }));
     EXPECT_EQ(answers_.back().kind, Kind::done);
     EXPECT_EQ(readText(record()), "--disable-internal-agent\n" + helper_.string() + "\n--grant\n");

@@ -1,6 +1,6 @@
 // Where the environment says that PulseAudio listens.
 
-#include "platform/linux/CubebStream.h"
+#include "platform/linux/PulseAudioServer.h"
 
 #include <gtest/gtest.h>
 

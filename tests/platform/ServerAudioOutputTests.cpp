@@ -1,6 +1,7 @@
 // When an output tries its server again, with servers that are not there.
 
-#include "platform/linux/ServerAudioOutput.h"
+#include "platform/linux/SocketWatch.h"
+#include "platform/output/ServerAudioOutput.h"
 #include "platform/simulated/SimulatedLog.h"
 #include "platform/simulated/VirtualTime.h"
 #include "tests/support/TemporaryFolder.h"
@@ -50,8 +51,8 @@ std::filesystem::path knownSocket; // NOLINT(cppcoreguidelines-avoid-non-const-g
 
 const OutputServer unknownServer{
     "Unknown", [](const Environment&) { return std::filesystem::path(); }, Unknown::make};
-const OutputServer knownServer{"Known", [](const Environment&) { return knownSocket; },
-                               Known::make};
+const OutputServer knownServer{"Known", [](const Environment&) { return knownSocket; }, Known::make,
+                               watchSocket};
 
 bool awaitThat(const std::function<bool()>& done) {
     const auto deadline = std::chrono::steady_clock::now() + 20s;

@@ -117,6 +117,34 @@ TEST_F(HostileThemeTest, FilesThatAreNoSoundAreSkippedWithOneLineEach) {
         EXPECT_THAT(log.lines()[i], StartsWith("[Morvel] Theme 'evil': could not load "));
 }
 
+// Files are decoded side by side, and the library says in one place for all why it opened none.
+TEST_F(HostileThemeTest, EachFileIsRefusedForItsOwnReasonInTheOrderOfTheManifest) {
+    const std::string content[] = {"",
+                                   "just a text file",
+                                   WavHeader{}.with("").substr(0, 20),
+                                   WavHeader{.channels = 0}.with("abcd"),
+                                   "fLaC" + std::string(100, 'x'),
+                                   "OggS" + std::string(100, 'x')};
+    std::string variants;
+    std::vector<std::string> names;
+    for (std::size_t i = 0; i < 120; ++i) {
+        names.push_back(std::to_string(i) + ".wav");
+        variants += (i == 0 ? "\"" : ", \"") + names.back() + "\"";
+    }
+    const auto folder = popTheme(variants);
+    std::vector<std::string> expected;
+    for (std::size_t i = 0; i < names.size(); ++i) {
+        temporary.file("Themes/evil/" + names[i], content[i % std::size(content)]);
+        expected.push_back("[Morvel] Theme 'evil': could not load '" + names[i] +
+                           "': " + SoundTheme::loadBuffer(folder / names[i]).error().description());
+    }
+    for (int time = 0; time < 10; ++time) {
+        log.clear();
+        ASSERT_FALSE(load(folder));
+        EXPECT_THAT(log.lines(), testing::ElementsAreArray(expected));
+    }
+}
+
 TEST_F(HostileThemeTest, TenThousandCategoriesLogOneLineEach) {
     std::string categories = R"({"fidget.pop": {"variants": ["a.wav"]})";
     for (int i = 0; i < 10000; ++i)

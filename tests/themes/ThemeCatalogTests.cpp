@@ -155,6 +155,31 @@ TEST_F(ThemeCatalogTest, FindsADescriptorByItsExactId) {
     EXPECT_FALSE(catalog.descriptor(""));
 }
 
+TEST_F(ThemeCatalogTest, ADescriptorIsTheOneThatDiscoveryFinds) {
+    makeMinimalTheme(bundled, "taken");
+    makeMinimalTheme(user, "taken");
+    makeTheme(bundled, "broken", "{", {});
+    makeMinimalTheme(user, "broken");
+    for (const ThemeDescriptor& theme : catalog.discover())
+        EXPECT_EQ(catalog.descriptor(theme.id), theme);
+}
+
+TEST_F(ThemeCatalogTest, LookingForOneThemeLooksIntoNoOther) {
+    makeMinimalTheme(user, "wanted");
+    makeTheme(user, "broken", "{", {});
+    EXPECT_TRUE(catalog.descriptor("wanted"));
+    EXPECT_THAT(log.lines(), IsEmpty());
+}
+
+TEST_F(ThemeCatalogTest, AnIdThatIsAPathIsNoTheme) {
+    makeMinimalTheme(user, "wanted");
+    makeMinimalTheme(user, ".hidden");
+    for (const std::string& id :
+         {"../" + user.filename().native() + "/wanted", std::string("."), std::string(".."),
+          std::string(".hidden"), std::string("./wanted"), user.native() + "/wanted"})
+        EXPECT_FALSE(catalog.descriptor(id)) << id;
+}
+
 TEST_F(ThemeCatalogTest, SeesAThemeAsSoonAsItIsThere) {
     EXPECT_FALSE(catalog.descriptor("new"));
     makeMinimalTheme(user, "new");

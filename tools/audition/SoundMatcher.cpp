@@ -4,6 +4,7 @@
 #include <cmath>
 #include <functional>
 #include <numbers>
+#include <vector>
 
 namespace morvel::audition {
 
@@ -20,46 +21,47 @@ constexpr double convincing = 0.97; // correlation of a match beyond doubt
 // the first; what is far below is what a subtraction has left.
 constexpr double quietest = 0.5;
 
-// Windowed sinc of 2 * reach taps, with a window that costs no function calls.
-double interpolated(std::span<const float> x, double position) {
-    constexpr int reach = 16;
-    const double whole = std::floor(position);
-    const double fraction = position - whole;
-    const auto centre = static_cast<std::ptrdiff_t>(whole);
-    if (fraction < 1e-9)
-        return centre >= 0 && centre < std::ssize(x) ? x[static_cast<std::size_t>(centre)] : 0;
-    // sin(pi (fraction - k)) is sin(pi fraction) with alternating sign.
-    const double sine = std::sin(std::numbers::pi * fraction) / std::numbers::pi;
-    // Pairs of taps, which need no sign each: the compiler works on them side by side.
-    const auto first = static_cast<int>(std::max<std::ptrdiff_t>(-centre, 1 - reach));
-    const auto last = static_cast<int>(std::min<std::ptrdiff_t>(std::ssize(x) - 1 - centre, reach));
-    const auto tap = [&](int k) {
-        const double distance = fraction - k;
+// A windowed sinc of 2 * reach taps for each of many places between two frames. The nearest is off
+// by an eight-thousandth of a frame at most, which leaves less than -60 dB.
+class Sinc {
+public:
+    static constexpr std::ptrdiff_t reach = 16;
+    static constexpr std::ptrdiff_t width = 2 * reach;
+
+    static const Sinc& table() {
+        static const Sinc made;
+        return made;
+    }
+
+    // From the tap of the frame reach - 1 before the place's to that of the frame reach after it.
+    const float* at(double fraction) const {
+        return &taps_[static_cast<std::size_t>(std::lround(fraction * static_cast<double>(places)) *
+                                               width)];
+    }
+
+private:
+    static constexpr std::ptrdiff_t places = 4096;
+
+    Sinc()
+        : taps_(static_cast<std::size_t>((places + 1) * width)) {
+        for (std::ptrdiff_t place = 0; place <= places; ++place)
+            for (std::ptrdiff_t k = 1 - reach; k <= reach; ++k) {
+                const double distance = static_cast<double>(place) / static_cast<double>(places) -
+                                        static_cast<double>(k);
+                taps_[static_cast<std::size_t>(place * width + k + reach - 1)] =
+                    static_cast<float>(tap(distance));
+            }
+    }
+
+    static double tap(double distance) {
         const double share = distance / (reach + 0.5);
         const double lobe = 1 - share * share;
-        return x[static_cast<std::size_t>(centre + k)] * lobe * lobe * lobe / distance;
-    };
-    double odd = 0;
-    double even = 0;
-    int k = first;
-    if ((k & 1) == 0 && k <= last)
-        even += tap(k++);
-    for (; k + 1 <= last; k += 2) {
-        odd += tap(k);
-        even += tap(k + 1);
+        const double angle = std::numbers::pi * distance;
+        return (std::abs(distance) < 1e-9 ? 1 : std::sin(angle) / angle) * lobe * lobe * lobe;
     }
-    if (k <= last)
-        odd += tap(k);
-    return sine * (even - odd);
-}
 
-// The first `count` frames of `sample` played at `rate`.
-std::vector<float> played(std::span<const float> sample, double rate, std::size_t count) {
-    std::vector<float> result(count);
-    for (std::size_t n = 0; n < count; ++n)
-        result[n] = static_cast<float>(interpolated(sample, static_cast<double>(n) * rate));
-    return result;
-}
+    std::vector<float> taps_;
+};
 
 double dot(const float* a, const float* b, std::size_t count) {
     // Four sums, so that the compiler may work on them side by side.
@@ -71,6 +73,26 @@ double dot(const float* a, const float* b, std::size_t count) {
     for (; i < count; ++i)
         sums[0] += a[i] * b[i];
     return static_cast<double>(sums[0]) + sums[1] + sums[2] + sums[3];
+}
+
+double interpolated(std::span<const float> x, double position) {
+    const double whole = std::floor(position);
+    const float* const taps = Sinc::table().at(position - whole);
+    const std::ptrdiff_t start = static_cast<std::ptrdiff_t>(whole) + 1 - Sinc::reach;
+    const std::ptrdiff_t first = std::max<std::ptrdiff_t>(start, 0);
+    const std::ptrdiff_t end = std::min(std::ssize(x), start + Sinc::width);
+    if (first >= end)
+        return 0;
+    return dot(&x[static_cast<std::size_t>(first)], taps + (first - start),
+               static_cast<std::size_t>(end - first));
+}
+
+// The first `count` frames of `sample` played at `rate`.
+std::vector<float> played(std::span<const float> sample, double rate, std::size_t count) {
+    std::vector<float> result(count);
+    for (std::size_t n = 0; n < count; ++n)
+        result[n] = static_cast<float>(interpolated(sample, static_cast<double>(n) * rate));
+    return result;
 }
 
 struct Likeness {

@@ -2,7 +2,7 @@
 // plays meanwhile, and tells whether every key sounded as it must, and how soon.
 
 #include "audio/sample/AudioFileWriter.h"
-#include "platform/linux/SystemRandom.h"
+#include "platform/SystemRandom.h"
 #include "platform/simulated/SimulatedLog.h"
 #include "themes/SoundTheme.h"
 #include "tools/audition/Audition.h"

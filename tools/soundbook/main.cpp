@@ -5,7 +5,7 @@
 //
 // A program of its own: the synthesiser beside it stays free of windows and fonts, and what is
 // drawn here is what Morvel itself loads, whoever made the theme.
-#include "platform/linux/SystemRandom.h"
+#include "platform/SystemRandom.h"
 #include "platform/simulated/SimulatedLog.h"
 #include "tools/soundbook/ContactSheet.h"
 #include "tools/soundbook/FlacFile.h"

@@ -9,8 +9,8 @@
 #include <algorithm>
 #include <atomic>
 #include <fstream>
+#include <future>
 #include <mutex>
-#include <thread>
 
 namespace morvel::forge {
 
@@ -62,9 +62,9 @@ std::optional<std::filesystem::path> writeSounds(const Theme& theme,
         }
     };
     {
-        std::vector<std::jthread> helpers;
+        std::vector<std::future<void>> helpers; // whose ends are waited for
         for (unsigned i = 1; i < threads; ++i)
-            helpers.emplace_back(work);
+            helpers.push_back(std::async(std::launch::async, work));
         work();
     }
     if (firstFailed == takes.size())

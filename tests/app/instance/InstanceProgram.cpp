@@ -4,7 +4,7 @@
 //   instance_program FOLDER PATIENCE-MILLISECONDS [what Morvel takes]...
 
 #include "app/instance/SingleInstance.h"
-#include "platform/linux/SystemLog.h"
+#include "platform/SystemLog.h"
 #include "platform/linux/UnixInstanceChannel.h"
 
 #include <unistd.h>

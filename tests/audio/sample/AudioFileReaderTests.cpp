@@ -2,9 +2,11 @@
 #include "tests/support/TemporaryFolder.h"
 #include "tests/support/WavFiles.h"
 
+#include <fcntl.h>
 #include <gtest/gtest.h>
 #include <sndfile.h>
 #include <sys/stat.h>
+#include <unistd.h>
 
 #include <limits>
 
@@ -148,6 +150,24 @@ TEST_F(AudioFileReaderTest, RefusesWhatIsNoSound) {
     EXPECT_NE(refusal(temporary.file("still.wav", WavHeader{.sampleRate = 0}.with("abcd"))), "");
     std::string hugeTag{"ID3\x04\x00\x00\x7f\x7f\x7f\x7f", 10};
     EXPECT_NE(refusal(temporary.file("tag.mp3", hugeTag)), "");
+}
+
+// The library closes what it cannot open, though told not to.
+TEST_F(AudioFileReaderTest, ARefusedFileIsClosedOnce) {
+    writeText(file, "RIFF....WAVEfmt ");
+    FileDescriptor opened = openRegularFile(file).value();
+    const int number = opened.number();
+    const int another = ::dup(number);
+    ASSERT_GE(another, 0);
+    ASSERT_FALSE(AudioFileReader::open(std::move(opened)));
+    EXPECT_EQ(::fcntl(number, F_GETFD), -1);
+    // Whoever gets the number next keeps it.
+    EXPECT_EQ(::dup2(another, number), number);
+    for (int i = 0; i < 10; ++i)
+        EXPECT_FALSE(AudioFileReader::open(file));
+    EXPECT_NE(::fcntl(number, F_GETFD), -1);
+    ::close(number);
+    ::close(another);
 }
 
 TEST_F(AudioFileReaderTest, RefusesAFileTooLargeToBeAKeySound) {

@@ -1,0 +1,52 @@
+#include "bench/Pauses.h"
+
+#include <algorithm>
+#include <utility>
+
+namespace morvel::bench {
+
+namespace {
+
+constexpr std::uint64_t millisecond = 1'000'000; // ns
+// How far the clocks of strokes and of recordings may be apart.
+constexpr std::uint64_t clocks = 2 * millisecond;
+// What comes to a recorder at a time.
+constexpr std::uint64_t piece = 10 * millisecond;
+// What a sound is known by.
+constexpr std::uint64_t body = 60 * millisecond;
+
+} // namespace
+
+Pauses::Pauses(std::vector<MachinePause> pauses) {
+    std::ranges::sort(pauses, {}, &MachinePause::begin);
+    for (const MachinePause& pause : pauses)
+        if (!pauses_.empty() && pause.begin <= pauses_.back().end)
+            pauses_.back().end = std::max(pauses_.back().end, pause.end);
+        else
+            pauses_.push_back(pause);
+}
+
+std::uint64_t Pauses::within(std::uint64_t begin, std::uint64_t end) const {
+    std::uint64_t sum = 0;
+    for (const MachinePause& pause : pauses_) {
+        const std::uint64_t from = std::max(pause.begin, begin);
+        const std::uint64_t to = std::min(pause.end, end);
+        sum += from < to ? to - from : 0;
+    }
+    return sum;
+}
+
+bool Pauses::explainDelay(std::uint64_t stroke, std::uint64_t onset, std::uint64_t usual) const {
+    const std::uint64_t expected = stroke + usual + millisecond;
+    return onset > expected && within(stroke - clocks, onset + piece) >= onset - expected;
+}
+
+bool Pauses::explainLoss(std::uint64_t time) const {
+    return within(time - clocks, time + body) >= 2 * millisecond;
+}
+
+bool Pauses::explainHole(std::uint64_t time) const {
+    return within(time - piece, time + clocks) >= millisecond;
+}
+
+} // namespace morvel::bench

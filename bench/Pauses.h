@@ -1,0 +1,37 @@
+// What the machine's own pauses explain of what went wrong, and what they do not.
+#pragma once
+
+#include <cstdint>
+#include <vector>
+
+namespace morvel::bench {
+
+// A time in which a processor ran no program; nanoseconds of the steady clock.
+struct MachinePause {
+    std::uint64_t begin;
+    std::uint64_t end;
+};
+
+// All times are nanoseconds of the steady clock.
+class Pauses {
+public:
+    // Of all processors, in any order.
+    explicit Pauses(std::vector<MachinePause> pauses);
+
+    // How long any processor was paused between these times.
+    std::uint64_t within(std::uint64_t begin, std::uint64_t end) const;
+
+    // A sound that began later after its stroke than is usual: paused for about as long as it was
+    // late.
+    bool explainDelay(std::uint64_t stroke, std::uint64_t onset, std::uint64_t usual) const;
+    // A sound that is not there or not known again, about that time: paused for as long as a sound
+    // server plays by itself.
+    bool explainLoss(std::uint64_t time) const;
+    // A hole in the sound: paused just before it for longer than the server's shortest block.
+    bool explainHole(std::uint64_t time) const;
+
+private:
+    std::vector<MachinePause> pauses_; // ordered; none touches the next
+};
+
+} // namespace morvel::bench

@@ -1,0 +1,47 @@
+#include "bench/Pauses.h"
+
+#include <gtest/gtest.h>
+
+namespace morvel::bench {
+namespace {
+
+constexpr std::uint64_t ms = 1'000'000;
+constexpr std::uint64_t usual = 3 * ms;
+constexpr std::uint64_t stroke = 1000 * ms;
+
+TEST(Pauses, OfSeveralProcessorsCountOnce) {
+    const Pauses pauses({{1005 * ms, 1008 * ms}, {1000 * ms, 1006 * ms}, {1020 * ms, 1021 * ms}});
+    EXPECT_EQ(pauses.within(0, 2000 * ms), 9 * ms);
+    EXPECT_EQ(pauses.within(1007 * ms, 1020 * ms), 1 * ms);
+    EXPECT_EQ(pauses.within(1008 * ms, 1020 * ms), 0U);
+}
+
+TEST(Pauses, ExplainASoundThatWasLateByAsMuch) {
+    EXPECT_TRUE(
+        Pauses({{1001 * ms, 1041 * ms}}).explainDelay(stroke, stroke + usual + 40 * ms, usual));
+}
+
+TEST(Pauses, DoNotExplainASoundThatWasLateByMore) {
+    const Pauses shortOnes({{1001 * ms, 1002 * ms}, {1050 * ms, 1052 * ms}});
+    EXPECT_FALSE(shortOnes.explainDelay(stroke, stroke + usual + 100 * ms, usual));
+}
+
+TEST(Pauses, LeaveASoundInThatWasNotLate) {
+    EXPECT_FALSE(Pauses({{1001 * ms, 1003 * ms}}).explainDelay(stroke, stroke + usual, usual));
+}
+
+TEST(Pauses, ExplainALossOnlyWhereASoundServerRunsDry) {
+    EXPECT_TRUE(Pauses({{1010 * ms, 1013 * ms}}).explainLoss(stroke));
+    EXPECT_FALSE(Pauses({{1010 * ms, 1011 * ms}}).explainLoss(stroke));
+    EXPECT_FALSE(Pauses({{900 * ms, 990 * ms}, {1100 * ms, 1200 * ms}}).explainLoss(stroke));
+}
+
+TEST(Pauses, ExplainAHoleOnlyJustBeforeIt) {
+    EXPECT_TRUE(Pauses({{997 * ms, 1000 * ms}}).explainHole(stroke));
+    EXPECT_FALSE(Pauses({{960 * ms, 980 * ms}}).explainHole(stroke));
+    EXPECT_FALSE(Pauses({{1005 * ms, 1020 * ms}}).explainHole(stroke));
+    EXPECT_FALSE(Pauses({}).explainHole(stroke));
+}
+
+} // namespace
+} // namespace morvel::bench
