@@ -164,6 +164,9 @@ HeardTyping compareWithTheme(const ListenedServer::Take& take) {
     for (std::size_t i = 0; i < expected.size(); ++i)
         if (!expected[i])
             countUnmatched(onset(heard[i]));
+    if (const std::size_t frames = take.recording.frameLength(); frames > 0)
+        result.byChance = pauses.partExplainingHoles(take.recording.hostNanos(0),
+                                                     take.recording.hostNanos(frames - 1));
     for (const std::size_t hole : audition::dropOuts(take.recording.interleaved)) {
         ++result.spoilt;
         result.dropOuts += pauses.explainHole(take.recording.hostNanos(hole)) ? 0 : 1;

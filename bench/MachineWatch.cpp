@@ -11,10 +11,10 @@ namespace morvel::bench {
 namespace {
 
 constexpr std::uint64_t period = 500'000;        // ns
-constexpr std::uint64_t shortestPause = 500'000; // ns; few of them and a sound server runs dry
-constexpr int priority = 98;                     // PipeWire's threads may have 88
+constexpr std::uint64_t shortestPause = 250'000; // ns; a few in a row and a sound server runs dry
+constexpr int priority = 1;                      // sound's threads have 4 and more
 
-bool runBeforeAllOthersOn(unsigned processor) {
+bool runBeforeOrdinaryThreadsOn(unsigned processor) {
     cpu_set_t one;
     CPU_ZERO(&one);
     CPU_SET(processor, &one);
@@ -48,7 +48,7 @@ std::vector<MachinePause> MachineWatch::pauses() const {
 }
 
 void MachineWatch::watch(const std::stop_token& done, unsigned processor) {
-    if (!runBeforeAllOthersOn(processor))
+    if (!runBeforeOrdinaryThreadsOn(processor))
         return;
     for (std::uint64_t due = now(); !done.stop_requested();) {
         due += period;

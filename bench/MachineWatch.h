@@ -11,13 +11,14 @@
 namespace morvel::bench {
 
 // Watches from construction to destruction: on each processor a thread before which the scheduler
-// puts no other wakes up twice a millisecond, and sees how late it is. Without the right to such
+// puts only those of sound wakes up twice a millisecond, and sees how late it is. One that went
+// before sound's, too, would make the drop-outs that it is to explain. Without the right to such
 // threads it watches nothing and finds no pause.
 class MachineWatch {
 public:
     MachineWatch();
 
-    // Those that have ended, of half a millisecond or more.
+    // Those that have ended, of a quarter of a millisecond or more.
     std::vector<MachinePause> pauses() const;
 
 private:

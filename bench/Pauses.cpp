@@ -42,11 +42,19 @@ bool Pauses::explainDelay(std::uint64_t stroke, std::uint64_t onset, std::uint64
 }
 
 bool Pauses::explainLoss(std::uint64_t time) const {
-    return within(time - clocks, time + body) >= 2 * millisecond;
+    return within(time - body, time + body) >= 2 * millisecond;
 }
 
 bool Pauses::explainHole(std::uint64_t time) const {
     return within(time - piece, time + clocks) >= millisecond;
+}
+
+double Pauses::partExplainingHoles(std::uint64_t begin, std::uint64_t end) const {
+    std::uint64_t explained = 0;
+    std::uint64_t all = 0;
+    for (std::uint64_t time = begin; time < end; time += millisecond, ++all)
+        explained += explainHole(time) ? 1 : 0;
+    return all == 0 ? 0 : static_cast<double>(explained) / static_cast<double>(all);
 }
 
 } // namespace morvel::bench

@@ -25,10 +25,13 @@ public:
     // late.
     bool explainDelay(std::uint64_t stroke, std::uint64_t onset, std::uint64_t usual) const;
     // A sound that is not there or not known again, about that time: paused for as long as a sound
-    // server plays by itself.
+    // server plays by itself, during it or during the one before, which is known again badly then.
     bool explainLoss(std::uint64_t time) const;
     // A hole in the sound: paused just before it for longer than the server's shortest block.
     bool explainHole(std::uint64_t time) const;
+    // The part of the time between these, 0 to 1, at which a hole would be explained: what pauses
+    // explain by chance.
+    double partExplainingHoles(std::uint64_t begin, std::uint64_t end) const;
 
 private:
     std::vector<MachinePause> pauses_; // ordered; none touches the next

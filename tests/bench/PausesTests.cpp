@@ -32,8 +32,9 @@ TEST(Pauses, LeaveASoundInThatWasNotLate) {
 
 TEST(Pauses, ExplainALossOnlyWhereASoundServerRunsDry) {
     EXPECT_TRUE(Pauses({{1010 * ms, 1013 * ms}}).explainLoss(stroke));
+    EXPECT_TRUE(Pauses({{980 * ms, 983 * ms}}).explainLoss(stroke));
     EXPECT_FALSE(Pauses({{1010 * ms, 1011 * ms}}).explainLoss(stroke));
-    EXPECT_FALSE(Pauses({{900 * ms, 990 * ms}, {1100 * ms, 1200 * ms}}).explainLoss(stroke));
+    EXPECT_FALSE(Pauses({{900 * ms, 940 * ms}, {1100 * ms, 1200 * ms}}).explainLoss(stroke));
 }
 
 TEST(Pauses, ExplainAHoleOnlyJustBeforeIt) {
@@ -41,6 +42,23 @@ TEST(Pauses, ExplainAHoleOnlyJustBeforeIt) {
     EXPECT_FALSE(Pauses({{960 * ms, 980 * ms}}).explainHole(stroke));
     EXPECT_FALSE(Pauses({{1005 * ms, 1020 * ms}}).explainHole(stroke));
     EXPECT_FALSE(Pauses({}).explainHole(stroke));
+}
+
+TEST(Pauses, ExplainAHoleBySeveralShortOnes) {
+    const Pauses four({{stroke - 4'000'000, stroke - 3'700'000},
+                       {stroke - 3'500'000, stroke - 3'200'000},
+                       {stroke - 3'000'000, stroke - 2'800'000},
+                       {stroke - 1'000'000, stroke - 800'000}});
+    EXPECT_TRUE(four.explainHole(stroke));
+    EXPECT_FALSE(four.explainHole(stroke + 7 * ms));
+}
+
+TEST(Pauses, TellHowMuchTheyExplainByChance) {
+    // One of two milliseconds explains what comes from one before it to nine after it.
+    const Pauses one({{500 * ms, 502 * ms}});
+    EXPECT_DOUBLE_EQ(one.partExplainingHoles(0, 1000 * ms), 0.013);
+    EXPECT_EQ(Pauses({}).partExplainingHoles(0, 1000 * ms), 0);
+    EXPECT_EQ(Pauses({}).partExplainingHoles(0, 0), 0);
 }
 
 } // namespace
