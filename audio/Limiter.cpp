@@ -22,6 +22,23 @@ bool within(float value, float low, float high) {
     return value >= low && value <= high;
 }
 
+float least(float a, float b) {
+    return a < b ? a : b;
+}
+
+// What some frames do to the envelope: it rises towards 1, and stays below what they need.
+struct Release {
+    float hold;
+    float rise;
+    float limit;
+
+    float operator()(float envelope) const { return least(limit, envelope * hold + rise); }
+    // This one, and `next` after it.
+    Release then(const Release& next) const {
+        return {hold * next.hold, rise * next.hold + next.rise, next(limit)};
+    }
+};
+
 } // namespace
 
 Limiter::Limiter() {
@@ -134,23 +151,32 @@ void Limiter::computeGains(std::uint32_t frames) noexcept {
     const float* const minimum = slidingMinimum(frames);
     float* __restrict const gains = gains_.data();
     const float step = releaseStep_;
-    const float hold = 1 - step;
-    for (std::uint32_t i = 0; i < frames; ++i)
-        gains[i] = minimum[i] * step;
+    const auto release = [minimum, step](std::uint32_t frame) {
+        return Release{1 - step, minimum[frame] * step, minimum[frame]};
+    };
     float envelope = envelope_;
-    for (std::uint32_t i = 0; i < frames; ++i) {
-        const float least = minimum[i];
-        const float risen = envelope * hold + gains[i];
-        envelope = least < risen ? least : risen;
-        envelope = envelope > releasedEnvelope ? least : envelope;
-        gains[i] = envelope;
+    std::uint32_t i = 0;
+    // Each step has to wait for the one before; so four frames are one.
+    for (; i + 3 < frames; i += 4) {
+        const Release first = release(i);
+        const Release third = release(i + 2);
+        const Release two = first.then(release(i + 1));
+        const Release four = two.then(third.then(release(i + 3)));
+        gains[i] = first(envelope);
+        gains[i + 1] = two(envelope);
+        gains[i + 2] = third(gains[i + 1]);
+        gains[i + 3] = envelope = four(envelope);
     }
+    for (; i < frames; ++i)
+        gains[i] = envelope = release(i)(envelope);
     envelope_ = envelope;
+    for (i = 0; i < frames; ++i)
+        gains[i] = gains[i] > releasedEnvelope ? minimum[i] : gains[i];
 
     const std::int32_t* const old = released_.data();
     std::int32_t* const released = released_.data() + lookAhead_;
     std::int32_t lowest = fixedOne;
-    for (std::uint32_t i = 0; i < frames; ++i) {
+    for (i = 0; i < frames; ++i) {
         const auto fixed = static_cast<std::int32_t>(gains[i] * static_cast<float>(fixedOne));
         released[i] = fixed;
         lowest = fixed < lowest ? fixed : lowest;
@@ -159,14 +185,14 @@ void Limiter::computeGains(std::uint32_t frames) noexcept {
 
     std::int32_t* __restrict const sums = sums_.data();
     std::int32_t sum = releasedSum_;
-    for (std::uint32_t i = 0; i < frames; ++i) {
+    for (i = 0; i < frames; ++i) {
         sum += released[i];
         sums[i] = sum;
         sum -= old[i];
     }
     releasedSum_ = sum;
     const auto scale = static_cast<float>(lookAhead_ + 1) * static_cast<float>(fixedOne);
-    for (std::uint32_t i = 0; i < frames; ++i)
+    for (i = 0; i < frames; ++i)
         gains[i] = static_cast<float>(sums[i]) / scale;
 }
 

@@ -106,7 +106,7 @@ ListenedServer::Take recordWith(Recorder& recorder, audition::KeyInjector& keys,
     const MachineWatch machine;
     auto strokes = audition::perform(keys, script);
     recorder.await(recorder.frameLength() + ringing);
-    return {std::move(strokes), recorder.finish(), machine.pauses()};
+    return {std::move(strokes), recorder.finish(), machine.pauses(), machine.watched()};
 }
 
 } // namespace
@@ -164,9 +164,12 @@ HeardTyping compareWithTheme(const ListenedServer::Take& take) {
     for (std::size_t i = 0; i < expected.size(); ++i)
         if (!expected[i])
             countUnmatched(onset(heard[i]));
-    if (const std::size_t frames = take.recording.frameLength(); frames > 0)
-        result.byChance = pauses.partExplainingHoles(take.recording.hostNanos(0),
-                                                     take.recording.hostNanos(frames - 1));
+    if (const std::size_t frames = take.recording.frameLength(); frames > 0) {
+        const std::uint64_t begin = take.recording.hostNanos(0);
+        const std::uint64_t end = take.recording.hostNanos(frames - 1);
+        result.holesByChance = pauses.partExplainingHoles(begin, end);
+        result.lossesByChance = pauses.partExplainingLosses(begin, end);
+    }
     for (const std::size_t hole : audition::dropOuts(take.recording.interleaved)) {
         ++result.spoilt;
         result.dropOuts += pauses.explainHole(take.recording.hostNanos(hole)) ? 0 : 1;

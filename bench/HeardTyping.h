@@ -15,8 +15,7 @@ namespace morvel::bench {
 
 enum class Server { pulseAudio, pipeWire };
 
-// What is said of latencies, of what is wrong and of drop-outs leaves out what the machine's pauses
-// explain.
+// Latencies, what is wrong and drop-outs are without what the machine's pauses explain.
 struct HeardTyping {
     std::vector<double> latenciesMs; // from each stroke to the first frame of its sound
     std::size_t strokes = 0;
@@ -26,7 +25,9 @@ struct HeardTyping {
     std::size_t leftOut = 0;   // sounds that were late by them
     std::size_t unmatched = 0; // what is wrong in all
     std::size_t spoilt = 0;    // drop-outs in all
-    double byChance = 0;       // part of the time in which a drop-out would be left out, 0 to 1
+    // The part of the time in which a drop-out would be left out, or a lost sound, 0 to 1.
+    double holesByChance = 0;
+    double lossesByChance = 0;
 };
 
 // A stroke every so many seconds: as many keys, all of them letters, go down and up.
@@ -46,6 +47,7 @@ public:
         std::vector<audition::MadeStroke> strokes;
         audition::MonitorRecording recording;
         std::vector<MachinePause> pauses;
+        int watched = 0; // processors whose pauses these are
     };
     Take record(audition::KeyInjector& keys, const std::vector<audition::KeyStroke>& script) const;
 

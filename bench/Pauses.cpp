@@ -15,6 +15,11 @@ constexpr std::uint64_t piece = 10 * millisecond;
 // What a sound is known by.
 constexpr std::uint64_t body = 60 * millisecond;
 
+// Times before the clock's beginning are its beginning.
+std::uint64_t before(std::uint64_t time, std::uint64_t span) {
+    return time - std::min(time, span);
+}
+
 } // namespace
 
 Pauses::Pauses(std::vector<MachinePause> pauses) {
@@ -28,9 +33,10 @@ Pauses::Pauses(std::vector<MachinePause> pauses) {
 
 std::uint64_t Pauses::within(std::uint64_t begin, std::uint64_t end) const {
     std::uint64_t sum = 0;
-    for (const MachinePause& pause : pauses_) {
-        const std::uint64_t from = std::max(pause.begin, begin);
-        const std::uint64_t to = std::min(pause.end, end);
+    const auto first = std::ranges::upper_bound(pauses_, begin, {}, &MachinePause::end);
+    for (auto pause = first; pause != pauses_.end() && pause->begin < end; ++pause) {
+        const std::uint64_t from = std::max(pause->begin, begin);
+        const std::uint64_t to = std::min(pause->end, end);
         sum += from < to ? to - from : 0;
     }
     return sum;
@@ -38,22 +44,31 @@ std::uint64_t Pauses::within(std::uint64_t begin, std::uint64_t end) const {
 
 bool Pauses::explainDelay(std::uint64_t stroke, std::uint64_t onset, std::uint64_t usual) const {
     const std::uint64_t expected = stroke + usual + millisecond;
-    return onset > expected && within(stroke - clocks, onset + piece) >= onset - expected;
+    return onset > expected && within(before(stroke, clocks), onset + piece) >= onset - expected;
 }
 
 bool Pauses::explainLoss(std::uint64_t time) const {
-    return within(time - body, time + body) >= 2 * millisecond;
+    return within(before(time, body), time + body) >= 2 * millisecond;
 }
 
 bool Pauses::explainHole(std::uint64_t time) const {
-    return within(time - piece, time + clocks) >= millisecond;
+    return within(before(time, piece), time + clocks) >= millisecond;
 }
 
 double Pauses::partExplainingHoles(std::uint64_t begin, std::uint64_t end) const {
+    return part(begin, end, &Pauses::explainHole);
+}
+
+double Pauses::partExplainingLosses(std::uint64_t begin, std::uint64_t end) const {
+    return part(begin, end, &Pauses::explainLoss);
+}
+
+double Pauses::part(std::uint64_t begin, std::uint64_t end,
+                    bool (Pauses::*explains)(std::uint64_t) const) const {
     std::uint64_t explained = 0;
     std::uint64_t all = 0;
     for (std::uint64_t time = begin; time < end; time += millisecond, ++all)
-        explained += explainHole(time) ? 1 : 0;
+        explained += (this->*explains)(time) ? 1 : 0;
     return all == 0 ? 0 : static_cast<double>(explained) / static_cast<double>(all);
 }
 

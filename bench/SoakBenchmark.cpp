@@ -12,6 +12,7 @@
 #include <fmt/format.h>
 
 #include <algorithm>
+#include <atomic>
 #include <cstdio>
 #include <cstdlib>
 #include <fstream>
@@ -45,9 +46,9 @@ void compareAll(std::vector<Minute>& minutes) {
             minutes[i].take = {};
         }
     };
-    const auto other = std::async(std::launch::async, work);
+    auto other = std::async(std::launch::async, work);
     work();
-    other.wait();
+    other.get();
 }
 
 double medianOf(const std::vector<double>& values) {
@@ -65,7 +66,8 @@ void report(benchmark::State& state, const std::string& name, const std::vector<
     std::size_t leftOut = 0;
     std::size_t spoilt = 0;
     std::size_t unmatched = 0;
-    double byChance = 0;
+    double holesByChance = 0;
+    double lossesByChance = 0;
     for (const Minute& minute : minutes) {
         all.insert(all.end(), minute.heard.latenciesMs.begin(), minute.heard.latenciesMs.end());
         medians.push_back(medianOf(minute.heard.latenciesMs));
@@ -77,7 +79,8 @@ void report(benchmark::State& state, const std::string& name, const std::vector<
         leftOut += minute.heard.leftOut;
         spoilt += minute.heard.spoilt;
         unmatched += minute.heard.unmatched;
-        byChance += minute.heard.byChance;
+        holesByChance += minute.heard.holesByChance;
+        lossesByChance += minute.heard.lossesByChance;
     }
     bench::Samples(all).report(state);
     const auto [lowest, highest] = std::ranges::minmax(medians);
@@ -90,7 +93,9 @@ void report(benchmark::State& state, const std::string& name, const std::vector<
         100 * static_cast<double>(leftOut) / static_cast<double>(strokes);
     state.counters["unmatched"] = static_cast<double>(unmatched);
     state.counters["spoilt"] = static_cast<double>(spoilt);
-    state.counters["by_chance_percent"] = 100 * byChance / static_cast<double>(minutes.size());
+    const double percent = 100 / static_cast<double>(minutes.size());
+    state.counters["holes_by_chance_percent"] = percent * holesByChance;
+    state.counters["losses_by_chance_percent"] = percent * lossesByChance;
     if (minutes.size() > 1) { // of one minute there is neither
         state.counters["growth_MB"] = resident.back() - resident.front();
         state.counters["drift_ms"] = medians.back() - medians.front();
@@ -118,9 +123,14 @@ void typingSoak(benchmark::State& state, const std::string& name, bench::Server 
                 {server.record(desktop.keys, bench::beat(keys, 0.5 / keysASecond)), {}, 0});
             minutes.back().residentMB =
                 static_cast<double>(test::memoryOf(desktop.pid()).resident) / 1e6;
+            state.counters["watched"] = minutes.back().take.watched;
             fmt::print("          minute {}: {} strokes, {:.1f} MB resident\n", minutes.size(),
                        minutes.back().take.strokes.size(), minutes.back().residentMB);
             std::fflush(stdout);
+        }
+        if (minutes.empty()) {
+            state.SkipWithError("no time to type in");
+            return;
         }
         compareAll(minutes);
         report(state, name, minutes);

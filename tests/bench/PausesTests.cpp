@@ -26,6 +26,18 @@ TEST(Pauses, DoNotExplainASoundThatWasLateByMore) {
     EXPECT_FALSE(shortOnes.explainDelay(stroke, stroke + usual + 100 * ms, usual));
 }
 
+TEST(Pauses, DoNotExplainMoreThanAMillisecondBeyondTheirLength) {
+    const Pauses five({{1001 * ms, 1006 * ms}});
+    EXPECT_TRUE(five.explainDelay(stroke, stroke + usual + 6 * ms, usual));
+    EXPECT_FALSE(five.explainDelay(stroke, stroke + usual + 6 * ms + 1, usual));
+    EXPECT_FALSE(five.explainDelay(stroke, stroke + usual + ms, usual)) << "not late";
+}
+
+TEST(Pauses, DoNotExplainASoundThatWasThereLongBefore) {
+    EXPECT_FALSE(
+        Pauses({{1020 * ms, 1040 * ms}}).explainDelay(stroke, stroke + usual + 3 * ms, usual));
+}
+
 TEST(Pauses, LeaveASoundInThatWasNotLate) {
     EXPECT_FALSE(Pauses({{1001 * ms, 1003 * ms}}).explainDelay(stroke, stroke + usual, usual));
 }
@@ -58,6 +70,7 @@ TEST(Pauses, TellHowMuchTheyExplainByChance) {
     const Pauses one({{500 * ms, 502 * ms}});
     EXPECT_DOUBLE_EQ(one.partExplainingHoles(0, 1000 * ms), 0.013);
     EXPECT_EQ(Pauses({}).partExplainingHoles(0, 1000 * ms), 0);
+    EXPECT_DOUBLE_EQ(one.partExplainingLosses(0, 1000 * ms), 0.119);
     EXPECT_EQ(Pauses({}).partExplainingHoles(0, 0), 0);
 }
 
