@@ -154,9 +154,20 @@ HeardTyping compareWithTheme(const ListenedServer::Take& take) {
         else
             result.latenciesMs.push_back(alignment.latencyMs(stroke, sound));
     }
+    std::vector<std::uint64_t> explainedHoles;
+    for (const std::size_t hole : audition::dropOuts(take.recording.interleaved)) {
+        const std::uint64_t time = take.recording.hostNanos(hole);
+        ++result.spoilt;
+        if (pauses.explainHole(time))
+            explainedHoles.push_back(time);
+    }
+    result.dropOuts = result.spoilt - explainedHoles.size();
+    if (const std::size_t frames = take.recording.frameLength(); frames > 0)
+        result.byChance = pauses.partExplainingHoles(take.recording.hostNanos(0),
+                                                     take.recording.hostNanos(frames - 1));
     const auto countUnmatched = [&](std::uint64_t time) {
         ++result.unmatched;
-        result.wrong += pauses.explainLoss(time) ? 0 : 1;
+        result.wrong += spoiltByHole(time, explainedHoles) ? 0 : 1;
     };
     for (std::size_t i = 0; i < found.size(); ++i)
         if (!found[i])
@@ -164,16 +175,6 @@ HeardTyping compareWithTheme(const ListenedServer::Take& take) {
     for (std::size_t i = 0; i < expected.size(); ++i)
         if (!expected[i])
             countUnmatched(onset(heard[i]));
-    if (const std::size_t frames = take.recording.frameLength(); frames > 0) {
-        const std::uint64_t begin = take.recording.hostNanos(0);
-        const std::uint64_t end = take.recording.hostNanos(frames - 1);
-        result.holesByChance = pauses.partExplainingHoles(begin, end);
-        result.lossesByChance = pauses.partExplainingLosses(begin, end);
-    }
-    for (const std::size_t hole : audition::dropOuts(take.recording.interleaved)) {
-        ++result.spoilt;
-        result.dropOuts += pauses.explainHole(take.recording.hostNanos(hole)) ? 0 : 1;
-    }
     return result;
 }
 

@@ -25,9 +25,7 @@ struct HeardTyping {
     std::size_t leftOut = 0;   // sounds that were late by them
     std::size_t unmatched = 0; // what is wrong in all
     std::size_t spoilt = 0;    // drop-outs in all
-    // The part of the time in which a drop-out would be left out, or a lost sound, 0 to 1.
-    double holesByChance = 0;
-    double lossesByChance = 0;
+    double byChance = 0;       // part of the time in which a drop-out would be left out, 0 to 1
 };
 
 // A stroke every so many seconds: as many keys, all of them letters, go down and up.

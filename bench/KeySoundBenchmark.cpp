@@ -249,8 +249,7 @@ void keyPressToSound(benchmark::State& state, const std::string& name, Server se
             static_cast<double>(heard.wrong) / static_cast<double>(best.switches);
     state.counters["dropouts"] = static_cast<double>(heard.dropOuts);
     state.counters["takes"] = takes;
-    state.counters["holes_by_chance"] = heard.holesByChance;
-    state.counters["losses_by_chance"] = heard.lossesByChance;
+    state.counters["by_chance"] = heard.byChance;
     state.counters["pauses"] = static_cast<double>(heard.pauses);
     state.counters["left_out"] = static_cast<double>(heard.leftOut);
     state.counters["unmatched"] = static_cast<double>(heard.unmatched);

@@ -1,16 +1,10 @@
 #include "bench/MachineWatch.h"
 
-#include <fcntl.h>
 #include <sched.h>
-#include <unistd.h>
 
 #include <algorithm>
-#include <array>
-#include <charconv>
 #include <chrono>
 #include <ctime>
-#include <optional>
-#include <string_view>
 
 namespace morvel::bench {
 
@@ -35,33 +29,6 @@ std::uint64_t now() {
                                           .count());
 }
 
-// How long this thread has been ready while another one ran, in nanoseconds: the second figure of
-// the scheduler's own. A timer that is late because the whole machine stood still adds nothing.
-class TimeBehindOthers {
-public:
-    TimeBehindOthers()
-        : file_(open("/proc/thread-self/schedstat", O_RDONLY | O_CLOEXEC)) {}
-    ~TimeBehindOthers() { close(file_); }
-    TimeBehindOthers(const TimeBehindOthers&) = delete;
-    TimeBehindOthers& operator=(const TimeBehindOthers&) = delete;
-
-    std::optional<std::uint64_t> read() const {
-        std::array<char, 96> buffer{};
-        const ssize_t length = pread(file_, buffer.data(), buffer.size(), 0);
-        const std::string_view text(buffer.data(),
-                                    static_cast<std::size_t>(std::max<ssize_t>(length, 0)));
-        const std::size_t space = text.find(' ');
-        std::uint64_t result = 0;
-        if (space == std::string_view::npos ||
-            std::from_chars(&text[space] + 1, text.data() + text.size(), result).ec != std::errc())
-            return std::nullopt;
-        return result;
-    }
-
-private:
-    int file_;
-};
-
 void sleepUntil(std::uint64_t time) {
     constexpr std::uint64_t second = 1'000'000'000;
     const timespec due{static_cast<std::time_t>(time / second), static_cast<long>(time % second)};
@@ -85,22 +52,17 @@ std::vector<MachinePause> MachineWatch::pauses() const {
 }
 
 void MachineWatch::watch(const std::stop_token& done, int processor) {
-    const TimeBehindOthers behind;
-    auto before = behind.read();
-    if (!before || !runBeforeOrdinaryThreadsOn(processor))
+    if (!runBeforeOrdinaryThreadsOn(processor))
         return;
     ++watched_;
     for (std::uint64_t due = now(); !done.stop_requested();) {
         due += period;
         sleepUntil(due);
         const std::uint64_t woken = now();
-        const auto after = behind.read();
-        const std::uint64_t waited = after.value_or(*before) - *before;
-        before = after.value_or(*before);
-        if (woken < due + waited + shortestPause)
+        if (woken < due + shortestPause)
             continue;
         const std::lock_guard lock(mutex_);
-        pauses_.push_back({due, woken - waited});
+        pauses_.push_back({due, woken});
         due = woken;
     }
 }

@@ -12,10 +12,9 @@
 namespace morvel::bench {
 
 // Watches from construction to destruction: on each processor that it may use a thread, which only
-// real-time threads can hold up, wakes twice a millisecond and notes how late it is, without the
-// time for which it was ready and another thread ran. One that held up sound's threads would make
-// the drop-outs that it is to explain. Without the right to such threads it watches nothing and
-// finds no pause.
+// real-time threads can hold up, wakes twice a millisecond and notes how late it is. One that held
+// up sound's threads would make the drop-outs that it is to explain. Without the right to such
+// threads it watches nothing and finds no pause.
 class MachineWatch {
 public:
     MachineWatch();

@@ -14,6 +14,8 @@ constexpr std::uint64_t clocks = 2 * millisecond;
 constexpr std::uint64_t piece = 10 * millisecond;
 // What a sound is known by.
 constexpr std::uint64_t body = 60 * millisecond;
+// What PulseAudio plays at a time where it is asked for little: 32 frames.
+constexpr std::uint64_t shortestBlock = 726'000;
 
 // Times before the clock's beginning are its beginning.
 std::uint64_t before(std::uint64_t time, std::uint64_t span) {
@@ -47,29 +49,21 @@ bool Pauses::explainDelay(std::uint64_t stroke, std::uint64_t onset, std::uint64
     return onset > expected && within(before(stroke, clocks), onset + piece) >= onset - expected;
 }
 
-bool Pauses::explainLoss(std::uint64_t time) const {
-    return within(before(time, body), time + body) >= 2 * millisecond;
-}
-
 bool Pauses::explainHole(std::uint64_t time) const {
-    return within(before(time, piece), time + clocks) >= millisecond;
+    return within(before(time, piece), time + clocks) >= shortestBlock;
 }
 
 double Pauses::partExplainingHoles(std::uint64_t begin, std::uint64_t end) const {
-    return part(begin, end, &Pauses::explainHole);
-}
-
-double Pauses::partExplainingLosses(std::uint64_t begin, std::uint64_t end) const {
-    return part(begin, end, &Pauses::explainLoss);
-}
-
-double Pauses::part(std::uint64_t begin, std::uint64_t end,
-                    bool (Pauses::*explains)(std::uint64_t) const) const {
     std::uint64_t explained = 0;
     std::uint64_t all = 0;
     for (std::uint64_t time = begin; time < end; time += millisecond, ++all)
-        explained += (this->*explains)(time) ? 1 : 0;
+        explained += explainHole(time) ? 1 : 0;
     return all == 0 ? 0 : static_cast<double>(explained) / static_cast<double>(all);
+}
+
+bool spoiltByHole(std::uint64_t time, std::span<const std::uint64_t> holes) {
+    return std::ranges::any_of(
+        holes, [&](std::uint64_t hole) { return hole + body > time && hole < time + body; });
 }
 
 } // namespace morvel::bench

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <cstdint>
+#include <span>
 #include <vector>
 
 namespace morvel::bench {
@@ -25,22 +26,18 @@ public:
     // A sound that began later after its stroke than is usual, by more than a millisecond: paused
     // for about as long as it was late.
     bool explainDelay(std::uint64_t stroke, std::uint64_t onset, std::uint64_t usual) const;
-    // A sound that is not there or not known again, about that time: paused for as long as a sound
-    // server plays by itself, during it or during the one before, which is known again badly then.
-    bool explainLoss(std::uint64_t time) const;
-    // A hole in the sound: paused just before it for longer than the server's shortest block.
+    // A hole in the sound: paused just before it for as long as the server's shortest block.
     bool explainHole(std::uint64_t time) const;
-
-    // The part of the time between these, 0 to 1, at which a hole or a loss would be explained:
-    // what pauses explain by chance.
+    // The part of the time between these, 0 to 1, in which a hole would be explained: what pauses
+    // explain by chance.
     double partExplainingHoles(std::uint64_t begin, std::uint64_t end) const;
-    double partExplainingLosses(std::uint64_t begin, std::uint64_t end) const;
 
 private:
-    double part(std::uint64_t begin, std::uint64_t end,
-                bool (Pauses::*explains)(std::uint64_t) const) const;
-
     std::vector<MachinePause> pauses_; // ordered; none touches the next
 };
+
+// Whether a sound that is not there, or not known again, about `time` is one of those that the
+// holes at `holes` are in.
+bool spoiltByHole(std::uint64_t time, std::span<const std::uint64_t> holes);
 
 } // namespace morvel::bench

@@ -66,8 +66,7 @@ void report(benchmark::State& state, const std::string& name, const std::vector<
     std::size_t leftOut = 0;
     std::size_t spoilt = 0;
     std::size_t unmatched = 0;
-    double holesByChance = 0;
-    double lossesByChance = 0;
+    double byChance = 0;
     for (const Minute& minute : minutes) {
         all.insert(all.end(), minute.heard.latenciesMs.begin(), minute.heard.latenciesMs.end());
         medians.push_back(medianOf(minute.heard.latenciesMs));
@@ -79,8 +78,7 @@ void report(benchmark::State& state, const std::string& name, const std::vector<
         leftOut += minute.heard.leftOut;
         spoilt += minute.heard.spoilt;
         unmatched += minute.heard.unmatched;
-        holesByChance += minute.heard.holesByChance;
-        lossesByChance += minute.heard.lossesByChance;
+        byChance += minute.heard.byChance;
     }
     bench::Samples(all).report(state);
     const auto [lowest, highest] = std::ranges::minmax(medians);
@@ -93,9 +91,7 @@ void report(benchmark::State& state, const std::string& name, const std::vector<
         100 * static_cast<double>(leftOut) / static_cast<double>(strokes);
     state.counters["unmatched"] = static_cast<double>(unmatched);
     state.counters["spoilt"] = static_cast<double>(spoilt);
-    const double percent = 100 / static_cast<double>(minutes.size());
-    state.counters["holes_by_chance_percent"] = percent * holesByChance;
-    state.counters["losses_by_chance_percent"] = percent * lossesByChance;
+    state.counters["by_chance_percent"] = 100 * byChance / static_cast<double>(minutes.size());
     if (minutes.size() > 1) { // of one minute there is neither
         state.counters["growth_MB"] = resident.back() - resident.front();
         state.counters["drift_ms"] = medians.back() - medians.front();

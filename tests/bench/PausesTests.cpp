@@ -42,11 +42,14 @@ TEST(Pauses, LeaveASoundInThatWasNotLate) {
     EXPECT_FALSE(Pauses({{1001 * ms, 1003 * ms}}).explainDelay(stroke, stroke + usual, usual));
 }
 
-TEST(Pauses, ExplainALossOnlyWhereASoundServerRunsDry) {
-    EXPECT_TRUE(Pauses({{1010 * ms, 1013 * ms}}).explainLoss(stroke));
-    EXPECT_TRUE(Pauses({{980 * ms, 983 * ms}}).explainLoss(stroke));
-    EXPECT_FALSE(Pauses({{1010 * ms, 1011 * ms}}).explainLoss(stroke));
-    EXPECT_FALSE(Pauses({{900 * ms, 940 * ms}, {1100 * ms, 1200 * ms}}).explainLoss(stroke));
+TEST(Pauses, ExplainALossOnlyByAHoleInTheSoundOrInTheOneBefore) {
+    const std::uint64_t within[] = {stroke + 8 * ms};
+    const std::uint64_t before[] = {stroke - 20 * ms};
+    const std::uint64_t elsewhere[] = {stroke - 60 * ms, stroke + 60 * ms};
+    EXPECT_TRUE(spoiltByHole(stroke, within));
+    EXPECT_TRUE(spoiltByHole(stroke, before));
+    EXPECT_FALSE(spoiltByHole(stroke, elsewhere));
+    EXPECT_FALSE(spoiltByHole(stroke, {}));
 }
 
 TEST(Pauses, ExplainAHoleOnlyJustBeforeIt) {
@@ -70,7 +73,6 @@ TEST(Pauses, TellHowMuchTheyExplainByChance) {
     const Pauses one({{500 * ms, 502 * ms}});
     EXPECT_DOUBLE_EQ(one.partExplainingHoles(0, 1000 * ms), 0.013);
     EXPECT_EQ(Pauses({}).partExplainingHoles(0, 1000 * ms), 0);
-    EXPECT_DOUBLE_EQ(one.partExplainingLosses(0, 1000 * ms), 0.119);
     EXPECT_EQ(Pauses({}).partExplainingHoles(0, 0), 0);
 }
 
