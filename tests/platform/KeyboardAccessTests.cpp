@@ -193,9 +193,12 @@ TEST_F(KeyboardAccessTest, AQuestionThatStandsIsClosedWithWhoAsksIt) {
     sigemptyset(&termination);
     sigaddset(&termination, SIGTERM);
     pthread_sigmask(SIG_BLOCK, &termination, &before); // as the program has it
+    // It waits for a word that never comes.
+    const std::string pipe = (folder_ / "word").string();
+    ASSERT_EQ(mkfifo(pipe.c_str(), 0600), 0);
     pkexecThat("trap \"echo closed > '" + (folder_ / "closed").string() +
-               "'; exit\" TERM\necho asking > '" + (folder_ / "asking").string() +
-               "'\nwhile :; do sleep 0.01; done");
+               "'; exit\" TERM\nexec 3<> '" + pipe + "'\necho asking > '" +
+               (folder_ / "asking").string() + "'\nread -r word <&3");
     QTimer heartbeat;
     heartbeat.start(5);
     {
