@@ -19,16 +19,24 @@ target_link_libraries(morvel_options INTERFACE morvel_common_options)
 # time of a build.
 add_library(morvel_test_options INTERFACE)
 target_link_libraries(morvel_test_options INTERFACE morvel_common_options)
+# Those with tests share headers that are compiled once, and so must not differ in their options. Each
+# is run about as often as it is compiled, so the compiler makes haste. In one build it does not: there
+# each file has to name the headers it needs, and to pass the warnings that come with optimisation.
+add_library(morvel_test_program_options INTERFACE)
+target_link_libraries(morvel_test_program_options INTERFACE morvel_test_options)
+if(NOT MORVEL_SANITIZERS MATCHES "thread")
+    target_compile_options(morvel_test_program_options INTERFACE -fPIC -pthread -O0)
+endif()
 if(MORVEL_SANITIZERS)
     string(REPLACE ",undefined" "" test_sanitizers "${MORVEL_SANITIZERS}")
     target_compile_options(morvel_options INTERFACE
         -fsanitize=${MORVEL_SANITIZERS} -fno-omit-frame-pointer -fno-sanitize-recover=all)
     target_compile_options(morvel_test_options INTERFACE
         -fsanitize=${test_sanitizers} -fno-omit-frame-pointer)
-    target_link_options(morvel_common_options INTERFACE -fsanitize=${MORVEL_SANITIZERS})
     if(MORVEL_SANITIZERS MATCHES "address")
         target_compile_options(morvel_test_options INTERFACE -O0)
     endif()
+    target_link_options(morvel_common_options INTERFACE -fsanitize=${MORVEL_SANITIZERS})
 endif()
 if(MORVEL_FUZZERS)
     target_compile_options(morvel_options INTERFACE -fsanitize=fuzzer-no-link)
@@ -57,8 +65,12 @@ function(morvel_test name)
     endif()
     add_executable(${name} ${ARG_SOURCES})
     add_dependencies(morvel_tests ${name})
-    target_link_libraries(${name} PRIVATE morvel_test_options ${ARG_DEPENDS} GTest::gmock GTest::gtest
+    target_link_libraries(${name} PRIVATE morvel_test_program_options ${ARG_DEPENDS} GTest::gmock
+        GTest::gtest
         GTest::gtest_main)
+    if(TARGET morvel_test_headers)
+        target_precompile_headers(${name} REUSE_FROM morvel_test_headers)
+    endif()
     set(properties LABELS "${ARG_LABEL}" TIMEOUT ${ARG_TIMEOUT})
     if(NOT ARG_LABEL STREQUAL "unit")
         list(APPEND properties RUN_SERIAL TRUE)

@@ -1,6 +1,7 @@
 // The whole program as a client of a Wayland compositor that goes away.
 
 #include "tests/desktop/MorvelProcess.h"
+#include "tests/support/BusServer.h"
 #include "tests/support/ChildProcess.h"
 #include "tests/support/InputDevices.h"
 #include "tests/support/PulseServer.h"
@@ -53,7 +54,7 @@ protected:
         return {
             "XDG_SESSION_TYPE=wayland", "WAYLAND_DISPLAY=display", "DISPLAY", "XDG_SEAT",
             "XDG_RUNTIME_DIR=" + folder.path().string(), "QT_QPA_PLATFORM=wayland",
-            "PULSE_SERVER=" + sound.address(), "DBUS_SESSION_BUS_ADDRESS=unix:path=/nonexistent",
+            "PULSE_SERVER=" + sound.address(), std::string("DBUS_SESSION_BUS_ADDRESS=") + noBus,
             "LD_PRELOAD=libumockdev-preload.so.0",
             // The library that redirects the program's calls stands before the sanitizer's. What
             // Qt's part for compositors leaves behind as it ends is no leak of the program's.

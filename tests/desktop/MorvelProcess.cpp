@@ -1,5 +1,7 @@
 #include "tests/desktop/MorvelProcess.h"
 
+#include "tests/support/BusServer.h"
+
 #include <thread>
 
 namespace morvel::test {
@@ -12,7 +14,8 @@ MorvelProcess::MorvelProcess(const std::string& home, std::vector<std::string> e
     for (const char* variable : {"WAYLAND_DISPLAY", "PIPEWIRE_REMOTE", "PIPEWIRE_RUNTIME_DIR"})
         environment.emplace_back(variable);
     environment.emplace_back("XDG_SESSION_TYPE=x11");
-    environment.emplace_back("DBUS_SYSTEM_BUS_ADDRESS=unix:path=/nonexistent");
+    for (const char* bus : {"DBUS_SESSION_BUS_ADDRESS=", "DBUS_SYSTEM_BUS_ADDRESS="})
+        environment.emplace_back(std::string(bus) + noBus);
     std::vector<std::string> command = {program};
     command.insert(command.end(), options.begin(), options.end());
     process_ = std::make_unique<ChildProcess>(

@@ -2,6 +2,7 @@
 // draws into memory, the keyboards are the test's own.
 
 #include "tests/desktop/MorvelProcess.h"
+#include "tests/support/BusServer.h"
 #include "tests/support/ChildProcess.h"
 #include "tests/support/InputDevices.h"
 #include "tests/support/PulseServer.h"
@@ -22,7 +23,7 @@ using namespace std::chrono_literals;
 std::vector<std::string> waylandSession(const PulseServer& sound) {
     return {"XDG_SESSION_TYPE=wayland", "WAYLAND_DISPLAY=wayland-of-the-test", "DISPLAY",
             "XDG_SEAT", "QT_QPA_PLATFORM=offscreen", "PULSE_SERVER=" + sound.address(),
-            "DBUS_SESSION_BUS_ADDRESS=unix:path=/nonexistent", "MORVEL_AUDIO_TRACE=1",
+            std::string("DBUS_SESSION_BUS_ADDRESS=") + noBus, "MORVEL_AUDIO_TRACE=1",
             "LD_PRELOAD=libumockdev-preload.so.0",
             // The library that redirects the program's calls stands before the sanitizer's.
             "ASAN_OPTIONS=detect_odr_violation=1:verify_asan_link_order=0"};

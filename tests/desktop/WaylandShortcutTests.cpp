@@ -111,7 +111,7 @@ TEST_F(WaylandShortcut, WhoDeclinesItHasNobodyLookForItAtTheKeyboards) {
 }
 
 TEST_F(WaylandShortcut, WithoutABusTheChordMutesAndUnmutesAlsoWhileKeysAreNotToSound) {
-    auto environment = session("unix:path=/nonexistent");
+    auto environment = session(noBus);
     environment.emplace_back("MORVEL_SIMULATE_UNTRUSTED=1");
     MorvelProcess morvel(folder.path().string(), environment);
     ASSERT_TRUE(logs(morvel, "Hotkey presses: looked for at the keyboards"));

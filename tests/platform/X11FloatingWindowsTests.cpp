@@ -1,6 +1,7 @@
 // What a window says of itself to the window manager, read back from a real X server.
 
 #include "platform/linux/X11FloatingWindows.h"
+#include "tests/support/BusServer.h"
 #include "tests/support/MainLoop.h"
 #include "tests/support/XServer.h"
 
@@ -67,6 +68,7 @@ int main(int argc, char** argv) {
     const morvel::test::XServer server;
     qputenv("DISPLAY", QByteArray::fromStdString(server.display()));
     qputenv("QT_QPA_PLATFORM", "xcb");
+    qputenv("DBUS_SESSION_BUS_ADDRESS", morvel::test::noBus);
     QGuiApplication application(argc, argv);
     return RUN_ALL_TESTS();
 }

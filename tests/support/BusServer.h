@@ -9,6 +9,10 @@
 
 namespace morvel::test {
 
+// The address for whoever is to find no bus. Without any address libdbus would start one that
+// outlives the test, or forget what it had read where it has nothing to start one with.
+inline constexpr const char* noBus = "unix:path=/nonexistent";
+
 class BusServer {
 public:
     // Returns when the daemon accepts clients. Throws std::runtime_error where it cannot.

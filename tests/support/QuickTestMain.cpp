@@ -1,5 +1,7 @@
 // The main function of test programs that show Qt Quick windows, on no screen.
 
+#include "tests/support/TemporaryFolder.h"
+
 #include <gtest/gtest.h>
 
 #include <QAccessible>
@@ -8,6 +10,8 @@
 int main(int argc, char** argv) {
     qputenv("QT_QPA_PLATFORM", "offscreen");
     qputenv("QT_QUICK_BACKEND", "software");
+    const morvel::TemporaryFolder cache;
+    qputenv("QML_DISK_CACHE_PATH", cache.path().c_str());
     QGuiApplication application(argc, argv);
     QGuiApplication::setQuitOnLastWindowClosed(false);
     QAccessible::setActive(true);

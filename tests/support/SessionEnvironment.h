@@ -1,6 +1,7 @@
 // What a desktop of a test's own tells the programs in it, of whichever kind the desktop is.
 #pragma once
 
+#include "tests/support/BusServer.h"
 #include "tests/support/SessionBus.h"
 
 #include <string>
@@ -28,8 +29,7 @@ sessionEnvironment(const std::string& home, const std::string& soundServer, cons
         "GTK_A11Y=none",
         "QT_LINUX_ACCESSIBILITY_ALWAYS_ON=0",
     };
-    if (bus != nullptr)
-        result.push_back("DBUS_SESSION_BUS_ADDRESS=" + bus->address());
+    result.push_back("DBUS_SESSION_BUS_ADDRESS=" + (bus != nullptr ? bus->address() : noBus));
     return result;
 }
 

@@ -1,5 +1,6 @@
 // The program without its module of windows, as a broken installation has it.
 
+#include "tests/support/BusServer.h"
 #include "tests/support/ChildProcess.h"
 #include "tests/support/LinePipe.h"
 #include "tests/support/PulseServer.h"
@@ -29,6 +30,8 @@ TEST(MissingModule, ItSaysOnceThatItShowsNoWindowsAndGoesOnSounding) {
         "MORVEL_AUDIO_TRACE=1",   "MORVEL_FORCE_PERMISSION_WINDOW=1"};
     for (const char* variable : {"HOME=", "XDG_RUNTIME_DIR=", "XDG_CONFIG_HOME=", "XDG_DATA_HOME="})
         environment.push_back(variable + folder.path().string());
+    for (const char* bus : {"DBUS_SESSION_BUS_ADDRESS=", "DBUS_SYSTEM_BUS_ADDRESS="})
+        environment.push_back(std::string(bus) + noBus);
     LinePipe log((folder / "log").string());
     ChildProcess morvel({{program.string()}, environment, log.path(), {}});
     ASSERT_TRUE(log.await("[Morvel] Cannot show windows — there is no module for them"));

@@ -83,6 +83,8 @@ TEST_F(HostingWindowFactoryTest, ARectangleIsWrittenAsOriginAndSize) {
 int main(int argc, char** argv) {
     qputenv("QT_QPA_PLATFORM", "offscreen");
     qputenv("QT_QUICK_BACKEND", "software");
+    const morvel::TemporaryFolder cache;
+    qputenv("QML_DISK_CACHE_PATH", cache.path().c_str());
     QGuiApplication application(argc, argv);
     testing::InitGoogleTest(&argc, argv);
     return RUN_ALL_TESTS();

@@ -3,6 +3,7 @@
 #include "app/windows/QuickPopover.h"
 #include "platform/linux/X11TransientWindows.h"
 #include "tests/support/AwaitWindowManager.h"
+#include "tests/support/BusServer.h"
 #include "tests/support/MainLoop.h"
 #include "tests/support/PointerInjector.h"
 #include "tests/support/TemporaryFolder.h"
@@ -381,9 +382,11 @@ int testMain(int argc, char** argv) {
     const test::XServer server;
     qputenv("DISPLAY", server.display().c_str());
     qputenv("QT_QPA_PLATFORM", "xcb");
+    qputenv("DBUS_SESSION_BUS_ADDRESS", test::noBus);
     qputenv("QT_QUICK_BACKEND", "software");
     // Without rules of its own it would begin with a window that says so.
     const TemporaryFolder folder;
+    qputenv("QML_DISK_CACHE_PATH", folder.path().c_str());
     const auto rules = folder.file("openbox.xml", "<openbox_config></openbox_config>");
     test::ChildProcess windowManager(
         {{"openbox", "--config-file", rules.string()}, {}, "/dev/null", {}});
