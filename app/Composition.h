@@ -1,7 +1,8 @@
-// Every long-lived object of the running program, built once, each with what it depends on. The one
-// place that names the system's adapters. Main thread.
+// Every long-lived object of the running program, built once, each with what it depends on, on any
+// system. Main thread.
 #pragma once
 
+#include "app/SystemServices.h"
 #include "app/instance/InstanceRequest.h"
 #include "platform/Environment.h"
 #include "platform/Log.h"
@@ -13,10 +14,10 @@ namespace morvel {
 
 class Composition {
 public:
-    // Needs a QApplication. `log` must outlive the composition. `quit` ends the main loop. `exit`
-    // is called when the display server has gone away, and does not return.
-    Composition(const Environment& environment, Log& log, std::function<void()> quit,
-                std::function<void()> exit);
+    // Needs a QApplication. `log` and all that `system` refers to must outlive the composition.
+    // `quit` ends the main loop.
+    Composition(const SystemServices& system, const Environment& environment, Log& log,
+                std::function<void()> quit);
     ~Composition();
     Composition(const Composition&) = delete;
     Composition& operator=(const Composition&) = delete;
@@ -27,6 +28,9 @@ public:
     // What another start of the program asks for.
     void serve(InstanceRequest request);
 
+    // In a window of its own, in front of all others.
+    void showHelp(const HelpPage& page);
+
     // Returns once they are on the disk.
     void saveSettings();
 
@@ -34,8 +38,8 @@ public:
     // time.
     void terminate();
 
-    // For the end of the process once the display server has gone away, whoever has noticed: says
-    // so, lets go of the keyboard and saves the settings, and touches nothing that draws.
+    // For the end of the process once the display server has gone away, whoever has noticed: lets
+    // go of the keyboard and saves the settings, and touches nothing that draws.
     void displayLost();
 
 private:

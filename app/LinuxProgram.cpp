@@ -1,6 +1,7 @@
 // The program on Linux.
 
 #include "app/Composition.h"
+#include "app/LinuxSystem.h"
 #include "app/Program.h"
 #include "app/instance/SingleInstance.h"
 #include "platform/ApplicationIdentifier.h"
@@ -49,15 +50,19 @@ int runApplication(int& argc, char** argv, const Environment& environment,
     const TerminationSignals termination([] { QCoreApplication::quit(); });
 
     const auto endAtOnce = [] { std::exit(EXIT_SUCCESS); }; // NOLINT(concurrency-mt-unsafe)
-    Composition composition(
-        environment, log, [] { QCoreApplication::quit(); }, endAtOnce);
+    LinuxSystem system(environment, log, endAtOnce);
+    Composition composition(system.services(), environment, log, [] { QCoreApplication::quit(); });
+    system.setHelpHandler([&composition](const HelpPage& page) { composition.showHelp(page); });
     std::atexit(endInOrder);
     beforeExit = [&] {
+        log.line(system.isX11() ? "The X server has gone away — quitting"
+                                : "The compositor has gone away — quitting");
         composition.displayLost();
         channel.reset();
     };
     CompositorLoss compositorLoss(endInOrder);
     composition.launch();
+    system.readWindowsAheadSoon();
     instance.serve([&composition](InstanceRequest request) { composition.serve(request); });
     const BusApplication onBus(QDBusConnection::sessionBus(), applicationIdentifier,
                                [&composition](const std::string& action) {

@@ -1,6 +1,7 @@
 // The program on macOS.
 
 #include "app/Composition.h"
+#include "app/MacSystem.h"
 #include "app/Program.h"
 #include "app/instance/SingleInstance.h"
 #include "platform/ApplicationIdentifier.h"
@@ -33,7 +34,8 @@ ProgramExit runProgram(int& argc, char** argv, const CommandLine& commandLine) {
         QCoreApplication::quit();
     });
 
-    Composition composition(environment, log, [] { QCoreApplication::quit(); }, {});
+    MacSystem system(environment, log);
+    Composition composition(system.services(), environment, log, [] { QCoreApplication::quit(); });
     composition.launch();
     instance.serve([&composition](InstanceRequest request) { composition.serve(request); });
     const int status = QCoreApplication::exec();

@@ -1,14 +1,10 @@
-// The composition for Linux.
+#include "app/LinuxSystem.h"
 
-#include "app/AppDelegate.h"
-#include "app/Composition.h"
-#include "app/applicationwindows/LateWindows.h"
 #include "app/applicationwindows/WindowsModule.h"
-#include "app/login/LaunchAtLogin.h"
 #include "app/settings/JsonDefaultsStore.h"
+#include "platform/HomeFolder.h"
 #include "platform/PreferredAudioOutput.h"
 #include "platform/PreferredHotKeyService.h"
-#include "platform/SystemRandom.h"
 #include "platform/linux/CoreDumps.h"
 #include "platform/linux/DesktopAppearance.h"
 #include "platform/linux/EvdevHotKeyService.h"
@@ -38,9 +34,6 @@
 #include "platform/output/ServerAudioOutput.h"
 #include "platform/qt/QtApplicationActivation.h"
 #include "platform/qt/QtScheduler.h"
-#include "platform/qt/QtStatusBar.h"
-#include "selftest/SelfTests.h"
-#include "views/Symbols.h"
 
 #include <fmt/format.h>
 
@@ -54,18 +47,6 @@
 namespace morvel {
 
 namespace {
-
-bool isOn(const Environment& environment, const std::string& name) {
-    return environment(name) == "1";
-}
-
-AudioEngine::Options engineOptions(const Environment& environment) {
-    AudioEngine::Options options;
-    if (const auto seconds = decimalNumber(environment, "MORVEL_KEEP_WARM_SECONDS");
-        seconds && *seconds > 0)
-        options.keepWarmSeconds = *seconds;
-    return options;
-}
 
 // For an X server that takes no second connection.
 class NoHotKeyService : public HotKeyService {
@@ -211,176 +192,120 @@ struct Session {
 
 } // namespace
 
-struct Composition::Objects {
-    Objects(const Environment& variables, Log& systemLog, std::function<void()> endLoop,
-            std::function<void()> endProcess)
-        : log(systemLog)
-        , environment(variables)
-        , quit(std::move(endLoop))
+struct LinuxSystem::Adapters {
+    Adapters(const Environment& variables, Log& systemLog, std::function<void()> exit)
+        : environment(variables)
+        , log(systemLog)
         , places(environment)
-        , audioTrace(isOn(environment, "MORVEL_AUDIO_TRACE"))
-        , latencyTrace(isOn(environment, "MORVEL_LATENCY_TRACE"))
         , session(environment, places.keyboardAccess, clock, scheduler, log)
         , loginItem({places.configuration / "autostart", std::string(applicationIdentifier),
                      places.bundle.executable.value_or(std::filesystem::path()),
-                     searchPath(environment)})
-        , launchAtLogin(loginItem, places.bundle, installationPaths(environment, places.home), log)
-        , permission({*session.trust, processes, clock, scheduler, activation, log}, places.bundle,
-                     environment)
-        , catalog(places.bundle.themes, places.data / "Morvel" / "Themes", log)
-        , desktopPlaces({environment("XDG_CURRENT_DESKTOP").value_or(""), searchPath(environment),
-                         session.keyboard != nullptr, places.autostartEntry(),
-                         locatedProgram(places.keyboardAccess.string(), {})
-                             .value_or(std::filesystem::path())},
-                        QDBusConnection::sessionBus())
-        , trayWatch(session.desktop.get(), QDBusConnection::sessionBus())
-        , delegate(delegateServices(), environment) {
-        QObject::connect(&themes, &ThemeController::activeThemeIDChanged, &themes,
-                         [this] { returnFreeMemorySoon(); });
-        session.showHelp = [this](const HelpPage& page) { windows.showHelp(page); };
+                     searchPath(environment)}) {
         if (session.keyboard)
-            session.keyboard->setLostHandler(std::move(endProcess));
-    }
-
-    AppDelegate::Services delegateServices() {
-        return {activation,
-                settings,
-                permission,
-                windows,
-                catalog,
-                themes,
-                audio,
-                keyboard,
-                scheduler,
-                log,
-                [this] { return makeStatusItem(); },
-                selfTests.modes()};
-    }
-
-    SelfTests::Services selfTestServices() {
-        return {scheduler,
-                log,
-                environment,
-                audio,
-                settings,
-                themes,
-                {defaults, settingsFile(), [this] { defaults.flush(); },
-                 [this] {
-                     return std::make_unique<JsonDefaultsStore>(settingsFile(), scheduler, log);
-                 }},
-                catalog,
-                places.data,
-                permission,
-                keyboard,
-                launchAtLogin,
-                loginItem,
-                places.autostartEntry(),
-                [this] { return windows.makeSettingsWindow(); },
-                [](const std::string& symbol) {
-                    return !symbolIcon(QString::fromStdString(symbol), Qt::black).isNull();
-                },
-                random,
-                *session.poster,
-                [this] { scheduler.async(quit); }};
+            session.keyboard->setLostHandler(std::move(exit));
     }
 
     std::filesystem::path settingsFile() const {
         return places.configuration / "Morvel" / "settings.json";
     }
 
-    std::unique_ptr<StatusItemController> makeStatusItem() {
-        return std::make_unique<StatusItemController>(StatusItemController::Services{
-            statusBar, settings, audio, clock, scheduler, hotKeys, log,
-            [this] { return windows.makeDrawer(); }, [this] { windows.showSettings(); }, quit});
+    SettingsStorage settings() {
+        return {
+            defaults, settingsFile(), [this] { defaults.flush(); },
+            [this] { return std::make_unique<JsonDefaultsStore>(settingsFile(), scheduler, log); }};
     }
 
-    std::unique_ptr<ApplicationWindows> makeWindows() {
-        auto made = loadWindowsModule(
-            windowsModules(places.bundle), MORVEL_VERSION,
-            {settings, themes, permission, catalog, launchAtLogin, places.bundle, desktopPlaces,
-             audio, output, *session.hotKeys, clock, log, *session.transients, &session.floating});
+    // With what else asks the session's bus at the start.
+    std::unique_ptr<TrayWatch> makeTrayWatch() {
+        const QDBusConnection bus = QDBusConnection::sessionBus();
+        appearance.emplace(bus);
+        return std::make_unique<LinuxTrayWatch>(session.desktop.get(), bus);
+    }
+
+    std::unique_ptr<DesktopPlaces> makeDesktopPlaces() const {
+        return std::make_unique<LinuxDesktopPlaces>(
+            LinuxDesktopPlaces::Setup{environment("XDG_CURRENT_DESKTOP").value_or(""),
+                                      searchPath(environment), session.keyboard != nullptr,
+                                      places.autostartEntry(),
+                                      locatedProgram(places.keyboardAccess.string(), {})
+                                          .value_or(std::filesystem::path())},
+            QDBusConnection::sessionBus());
+    }
+
+    std::unique_ptr<ApplicationWindows>
+    makeWindows(const ApplicationWindows::Services& services) const {
+        auto made = loadWindowsModule(windowsModules(places.bundle), MORVEL_VERSION, services);
         if (made)
             return std::move(made).value();
         log.line(fmt::format("Cannot show windows — {}", made.error()));
         return nullptr;
     }
 
-    void readWindowsAheadSoon() {
-        readAheadTimer = scheduler.after(
-            readAheadDelay, [this] { reading = readAhead(windowsFiles(places.bundle)); });
-    }
-
-    // Loading a theme takes much more memory than the theme.
-    void returnFreeMemorySoon() { scheduler.async(returnFreeMemory); }
-
-    Log& log;
     const Environment environment;
-    const std::function<void()> quit;
+    Log& log;
     const Places places;
-    const bool audioTrace;
-    const bool latencyTrace;
     SystemClock clock;
-    SystemRandom random;
     QtScheduler scheduler;
     QtApplicationActivation activation;
     Session session;
+    ProcfsProcessTable processes;
     XdgLoginItem loginItem;
-    LaunchAtLogin launchAtLogin;
     PreferredAudioOutput output{
         std::make_unique<ServerAudioOutput>(pipeWireServer, scheduler, log),
         std::make_unique<ServerAudioOutput>(pulseAudioServer, scheduler, log), scheduler};
-    AudioEngine audio{
-        {output, clock, scheduler, random, log}, audioTrace, engineOptions(environment)};
     JsonDefaultsStore defaults{settingsFile(), scheduler, log};
-    AppSettings settings{defaults, audio, launchAtLogin, log};
-    ProcfsProcessTable processes;
-    AccessibilityPermission permission;
-    KeyboardEngine keyboard{{*session.tap, settings, permission, audio, clock, log}, latencyTrace};
-    ThemeCatalog catalog;
-    ThemeController themes{{catalog, audio, random, log}};
-    DesktopAppearance appearance{QDBusConnection::sessionBus()};
-    LateWindows windows{[this] { return makeWindows(); }};
-    LinuxDesktopPlaces desktopPlaces; // tells the windows what could not be opened
-    GlobalHotKeyRegistry hotKeys{*session.hotKeys, scheduler, log};
-    LinuxTrayWatch trayWatch;
-    QtStatusBar statusBar{trayWatch, symbolIcon};
-    SelfTests selfTests{selfTestServices()};
-    AppDelegate delegate;
+    std::optional<DesktopAppearance> appearance;
     std::jthread reading;
     std::unique_ptr<Timer> readAheadTimer;
 };
 
-Composition::Composition(const Environment& environment, Log& log, std::function<void()> quit,
-                         std::function<void()> exit)
-    : objects_(std::make_unique<Objects>(environment, log, std::move(quit), std::move(exit))) {}
+LinuxSystem::LinuxSystem(const Environment& environment, Log& log, std::function<void()> exit)
+    : adapters_(std::make_unique<Adapters>(environment, log, std::move(exit))) {}
 
-Composition::~Composition() = default;
+LinuxSystem::~LinuxSystem() = default;
 
-void Composition::launch() {
-    objects_->delegate.applicationDidFinishLaunching();
-    objects_->returnFreeMemorySoon();
-    objects_->readWindowsAheadSoon();
+SystemServices LinuxSystem::services() {
+    Adapters& of = *adapters_;
+    return {
+        .clock = of.clock,
+        .scheduler = of.scheduler,
+        .activation = of.activation,
+        .tap = *of.session.tap,
+        .trust = *of.session.trust,
+        .processes = of.processes,
+        .hotKeys = *of.session.hotKeys,
+        .poster = *of.session.poster,
+        .transients = *of.session.transients,
+        .floating = of.session.floating,
+        .loginItem = of.loginItem,
+        .output = of.output,
+        .settings = of.settings(),
+        .bundle = of.places.bundle,
+        .installationPaths = installationPaths(of.environment, of.places.home),
+        .applicationSupport = of.places.data,
+        .loginItemFile = of.places.autostartEntry(),
+        .makeTrayWatch = [&of] { return of.makeTrayWatch(); },
+        .makeDesktopPlaces = [&of] { return of.makeDesktopPlaces(); },
+        .makeWindows =
+            [&of](const ApplicationWindows::Services& services) {
+                return of.makeWindows(services);
+            },
+        .returnFreeMemory = returnFreeMemory,
+    };
 }
 
-void Composition::serve(InstanceRequest request) {
-    objects_->delegate.serve(request);
+void LinuxSystem::setHelpHandler(std::function<void(const HelpPage&)> show) {
+    adapters_->session.showHelp = std::move(show);
 }
 
-void Composition::saveSettings() {
-    objects_->defaults.flush();
+void LinuxSystem::readWindowsAheadSoon() {
+    Adapters& of = *adapters_;
+    of.readAheadTimer = of.scheduler.after(
+        readAheadDelay, [&of] { of.reading = readAhead(windowsFiles(of.places.bundle)); });
 }
 
-void Composition::terminate() {
-    saveSettings(); // before all that the display server may end in the middle
-    objects_->delegate.applicationWillTerminate();
-}
-
-void Composition::displayLost() {
-    objects_->log.line(objects_->session.keyboard ? "The X server has gone away — quitting"
-                                                  : "The compositor has gone away — quitting");
-    objects_->keyboard.stop();
-    objects_->selfTests.displayLost();
-    objects_->defaults.flush();
+bool LinuxSystem::isX11() const {
+    return adapters_->session.keyboard != nullptr;
 }
 
 } // namespace morvel
