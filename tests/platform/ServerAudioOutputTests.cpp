@@ -10,17 +10,47 @@
 
 #include <atomic>
 #include <chrono>
+#include <condition_variable>
 #include <filesystem>
 #include <functional>
 #include <memory>
+#include <mutex>
 #include <optional>
 #include <string>
-#include <thread>
+#include <utility>
 
 namespace morvel {
 namespace {
 
 using namespace std::chrono_literals;
+
+// What the outputs' own threads have come to, for the test's to await.
+class Progress {
+public:
+    void tell() {
+        { const std::lock_guard lock(mutex_); } // who looks now sees it, or waits already
+        told_.notify_all();
+    }
+    bool await(const std::function<bool()>& done) {
+        std::unique_lock lock(mutex_);
+        return told_.wait_for(lock, 20s, done);
+    }
+
+private:
+    std::mutex mutex_;
+    std::condition_variable told_;
+};
+
+Progress progress; // NOLINT(cppcoreguidelines-avoid-non-const-global-variables)
+
+// An output that has lost its server reports that.
+class ToldTime : public VirtualTime {
+public:
+    void async(std::function<void()> work) override {
+        VirtualTime::async(std::move(work));
+        progress.tell();
+    }
+};
 
 // What the environment says of the socket, which is all that tells the two servers apart.
 enum class Socket { unknown, known };
@@ -30,6 +60,7 @@ class AbsentServer : public ServerStream {
 public:
     std::optional<std::string> open(const Request&) override {
         ++attempts;
+        progress.tell();
         return "no server";
     }
     void rest() override {}
@@ -54,19 +85,12 @@ const OutputServer unknownServer{
 const OutputServer knownServer{"Known", [](const Environment&) { return knownSocket; }, Known::make,
                                watchSocket};
 
-bool awaitThat(const std::function<bool()>& done) {
-    const auto deadline = std::chrono::steady_clock::now() + 20s;
-    while (!done() && std::chrono::steady_clock::now() < deadline)
-        std::this_thread::sleep_for(1ms);
-    return done();
-}
-
 TEST(ServerAudioOutput, AMissingSocketIsNotTriedAgainForASoundButOnceItAppears) {
     Unknown::attempts = 0;
     Known::attempts = 0;
     const TemporaryFolder folder;
     knownSocket = folder.path() / "socket";
-    VirtualTime time;
+    ToldTime time;
     SimulatedLog log;
     ServerAudioOutput::Options options;
     options.firstRetry = 30s;
@@ -77,14 +101,14 @@ TEST(ServerAudioOutput, AMissingSocketIsNotTriedAgainForASoundButOnceItAppears) 
     for (ServerAudioOutput* const output : {&known, &unknown}) {
         output->connect([](float*, std::uint32_t) {}, {});
         output->start();
-        ASSERT_TRUE(awaitThat([output] { return output->state() == AudioOutputState::lost; }));
+        ASSERT_TRUE(progress.await([output] { return output->state() == AudioOutputState::lost; }));
     }
     known.start(); // first, so that it would also be tried first
     unknown.start();
-    EXPECT_TRUE(awaitThat([] { return Unknown::attempts == 2; })) << "hastened";
+    EXPECT_TRUE(progress.await([] { return Unknown::attempts == 2; })) << "hastened";
     EXPECT_EQ(Known::attempts, 1);
     const auto socket = folder.file("socket", "");
-    EXPECT_TRUE(awaitThat([] { return Known::attempts == 2; }));
+    EXPECT_TRUE(progress.await([] { return Known::attempts == 2; }));
 }
 
 } // namespace
