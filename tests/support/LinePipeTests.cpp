@@ -29,6 +29,7 @@ TEST_F(LinePipeTest, ALineThatNeverComesIsNotFoundAmongManyThatDo) {
 }
 
 TEST_F(LinePipeTest, ALineIsWaitedForAndTakenOnce) {
+    // Nothing can tell it that somebody waits; at once, it would come first half of the time.
     const ChildProcess late = writer("sleep 0.05; echo late; echo later");
     EXPECT_TRUE(pipe.take("late"));
     EXPECT_TRUE(pipe.take("late"));
